@@ -1,0 +1,22 @@
+# Finds what the plugin is built with: protobuf (library, compiler library and
+# protoc) and Boost's headers. Current protobuf releases bring a CMake package,
+# Debian's does not, so CMake's own module is the second choice.
+
+find_package(Protobuf CONFIG QUIET)
+if(NOT Protobuf_FOUND)
+  find_package(Protobuf MODULE)
+endif()
+if(NOT TARGET protobuf::protoc OR NOT TARGET protobuf::libprotoc)
+  message(FATAL_ERROR
+    "protobuf was not found, or without its compiler library. "
+    "On Debian or Ubuntu: apt-get install protobuf-compiler libprotobuf-dev libprotoc-dev. "
+    "Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
+endif()
+
+find_package(Boost)
+if(NOT TARGET Boost::headers)
+  message(FATAL_ERROR
+    "Boost's headers were not found. "
+    "On Debian or Ubuntu: apt-get install libboost-dev. "
+    "Elsewhere, set CMAKE_PREFIX_PATH to where Boost is installed.")
+endif()

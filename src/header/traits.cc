@@ -1,0 +1,115 @@
+#include "header/traits.h"
+
+#include "naming/for_each.h"
+#include "naming/names.h"
+#include "naming/variables.h"
+#include "text/indent_scope.h"
+
+namespace qarn {
+namespace rpc {
+
+using google::protobuf::MethodDescriptor;
+using google::protobuf::ServiceDescriptor;
+using google::protobuf::io::Printer;
+
+namespace {
+
+// The lines that open the macros are built first and printed as they stand: the
+// macros' prefix is no template variable.
+void PrintMacros(Printer* printer, const ServiceDescriptor* service,
+                 VariableMap& variables) {
+  const std::string name(service->name());
+  const std::string define = "#define " + MacroPrefix(name);
+
+  printer->Print((define + " " + name + "\n\n").c_str());
+  printer->Print((define + "_METHOD_NAMES \\\n").c_str());
+  PrintHeaderServiceMethodSeq(printer, service, variables, false);
+  printer->Print((define + "_METHODS \\\n").c_str());
+  PrintHeaderServiceMethodSeq(printer, service, variables, true);
+  // RPCTEST is a fixed word, the same for every service: users define macros of
+  // that prefix.
+  const std::string method_macro =
+      define +
+      "_METHOD(NAME) \\\n"
+      "  BOOST_PP_CAT(RPCTEST, BOOST_PP_CAT(_, NAME))\n"
+      "\n";
+  printer->Print(method_macro.c_str());
+}
+
+void PrintMethodEnum(Printer* printer, const ServiceDescriptor* service,
+                     VariableMap& variables) {
+  printer->Print(variables, "enum $Service$Method {\n");
+  {
+    IndentScope body(printer);
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      SetMethodVars(method, variables);
+      printer->Print(variables, "$Service$_$Method$,\n");
+    });
+  }
+  printer->Print(variables,
+                 "}; // enum $Service$Method\n"
+                 "\n");
+}
+
+void PrintMethodTraits(Printer* printer, const MethodDescriptor* method,
+                       VariableMap& variables) {
+  SetMethodVars(method, variables);
+  printer->Print(variables,
+                 "template <>\n"
+                 "struct $Service$Methods<$Service$_$Method$> {\n");
+  {
+    IndentScope body(printer);
+    // The full name of a method has a slash before the method's name.
+    printer->Print(variables,
+                   "static const char* name()      { return \"$Method$\"; }\n"
+                   "static const char* full_name() "
+                   "{ return \"$PackageDot$$Service$/$Method$\"; }\n"
+                   "static const ::qarn::rpc::RpcMethodType rpc_type = "
+                   "$MethodRpcType$;\n"
+                   "\n"
+                   "typedef $Request$ request;\n"
+                   "typedef $Response$ response;\n");
+  }
+  printer->Print(variables,
+                 "};\n"
+                 "\n");
+}
+
+}  // namespace
+
+void PrintHeaderServiceTypeTraits(
+    Printer* printer, const ServiceDescriptor* service,
+    std::map<std::string, std::string>& variables) {
+  PrintMacros(printer, service, variables);
+  PrintMethodEnum(printer, service, variables);
+  // Declared and never defined: only the methods of the service have traits.
+  printer->Print(variables,
+                 "template <$Service$Method>\n"
+                 "struct $Service$Methods;\n"
+                 "\n");
+  ForEachMethod(service, [&](const MethodDescriptor* method) {
+    PrintMethodTraits(printer, method, variables);
+  });
+}
+
+void PrintHeaderServiceMethodSeq(Printer* printer,
+                                 const ServiceDescriptor* service,
+                                 std::map<std::string, std::string>& variables,
+                                 bool qualified) {
+  {
+    IndentScope body(printer);
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      SetMethodVars(method, variables);
+      const bool is_last = method->index() == service->method_count() - 1;
+      std::string line = qualified ? "($Service$_$Method$)" : "($Method$)";
+      line += is_last ? "\n" : " \\\n";
+      printer->Print(variables, line.c_str());
+    });
+  }
+  // Ends the macro, also that of a service without methods, whose #define line
+  // is continued into this line.
+  printer->Print("\n");
+}
+
+}  // namespace rpc
+}  // namespace qarn

@@ -1,0 +1,36 @@
+// The text rules that turn protobuf names into C++ names. All are pure.
+
+#ifndef QARN_RPC_NAMING_NAMES_H_
+#define QARN_RPC_NAMING_NAMES_H_
+
+#include <google/protobuf/descriptor.h>
+
+#include <string>
+
+namespace qarn {
+namespace rpc {
+
+// Every "." becomes "_": ".Mid.In" -> "_Mid_In".
+std::string DotsToUnderscores(const std::string& name);
+
+// Every "." becomes "::": "a.b.Outer" -> "a::b::Outer".
+std::string DotsToColons(const std::string& name);
+
+// The name that protobuf's own C++ generator gives the class of `message`:
+// nested messages are joined to the outermost one by "_". With `qualified`,
+// the name comes with its namespaces and a leading "::"; without, the package
+// is dropped. For the message Inner, nested in Outer, in package a.b:
+//
+//   MessageClassName(message, true)  -> "::a::b::Outer_Inner"
+//   MessageClassName(message, false) -> "Outer_Inner"
+std::string MessageClassName(const google::protobuf::Descriptor* message,
+                             bool qualified);
+
+// What the names of a service's macros begin with, "Echo_v2" -> "ECHO_V2". The
+// classic locale applies: only "a" to "z" change, other bytes are kept.
+std::string MacroPrefix(const std::string& service_name);
+
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_NAMING_NAMES_H_

@@ -1,0 +1,89 @@
+#include "plugin/generator.h"
+
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream.h>
+
+#include <memory>
+
+#include "header/frame.h"
+#include "header/services.h"
+#include "naming/file_names.h"
+#include "plugin/parse_parameters.h"
+#include "source/frame.h"
+#include "source/services.h"
+
+namespace qarn {
+namespace rpc {
+
+using google::protobuf::FileDescriptor;
+using google::protobuf::compiler::GeneratorContext;
+using google::protobuf::io::CodedOutputStream;
+using google::protobuf::io::ZeroCopyOutputStream;
+
+namespace {
+
+// One output file: created with its whole text, closed by its destructor.
+class OutputFile {
+ public:
+  OutputFile(GeneratorContext* context, const std::string& name,
+             const std::string& text)
+      : stream_(context->Open(name)), coded_stream_(stream_.get()) {
+    coded_stream_.WriteRaw(text.data(), static_cast<int>(text.size()));
+  }
+
+ private:
+  // In this order: the coded stream hands its spare buffer back to the stream
+  // when it is destroyed.
+  const std::unique_ptr<ZeroCopyOutputStream> stream_;
+  CodedOutputStream coded_stream_;
+};
+
+}  // namespace
+
+std::string HeaderText(const FileDescriptor* file,
+                       const Parameters& parameters) {
+  const std::string epilogue = GetHeaderEpilogue(file, parameters);
+  const std::string services = GetHeaderServices(file, parameters);
+  const std::string includes = GetHeaderIncludes(file, parameters);
+  const std::string prologue = GetHeaderPrologue(file, parameters);
+  return prologue + includes + services + epilogue;
+}
+
+std::string SourceText(const FileDescriptor* file,
+                       const Parameters& parameters) {
+  const std::string epilogue = GetSourceEpilogue(file, parameters);
+  const std::string services = GetSourceServices(file, parameters);
+  const std::string includes = GetSourceIncludes(file, parameters);
+  const std::string prologue = GetSourcePrologue(file, parameters);
+  return prologue + includes + services + epilogue;
+}
+
+}  // namespace rpc
+}  // namespace qarn
+
+bool CppGenerator::Generate(
+    const google::protobuf::FileDescriptor* file, const std::string& parameter,
+    google::protobuf::compiler::GeneratorContext* context,
+    std::string* error) const {
+  using namespace qarn::rpc;
+  if (file->options().cc_generic_services()) {
+    // The message names the option without its final s; users match the text.
+    *error =
+        "cpp rpc proto compiler plugin does not work with generic services. "
+        "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
+    return false;
+  }
+  Parameters parameters;
+  if (!ParseParameters(parameter, &parameters, error)) {
+    return false;
+  }
+  // The header is opened first, so it comes first in the response; both files
+  // stay open until the end and are closed in reverse order.
+  const std::string base = OutputBaseName(std::string(file->name()));
+  const OutputFile header(context, base + ".rpc.h",
+                          HeaderText(file, parameters));
+  const OutputFile source(context, base + ".rpc.cpp",
+                          SourceText(file, parameters));
+  return true;
+}

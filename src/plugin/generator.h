@@ -1,0 +1,42 @@
+// The generator that protobuf's plugin framework drives: one call for each
+// .proto file, two files out of each call.
+
+#ifndef QARN_RPC_PLUGIN_GENERATOR_H_
+#define QARN_RPC_PLUGIN_GENERATOR_H_
+
+#include <google/protobuf/compiler/code_generator.h>
+#include <google/protobuf/descriptor.h>
+
+#include <string>
+
+#include "plugin/parameters.h"
+
+namespace qarn {
+namespace rpc {
+
+// The whole text of BASE.rpc.h.
+std::string HeaderText(const google::protobuf::FileDescriptor* file,
+                       const Parameters& parameters);
+
+// The whole text of BASE.rpc.cpp.
+std::string SourceText(const google::protobuf::FileDescriptor* file,
+                       const Parameters& parameters);
+
+}  // namespace rpc
+}  // namespace qarn
+
+// Stateless; calls share nothing but the options schema, which registers itself
+// with protobuf before main.
+class CppGenerator : public google::protobuf::compiler::CodeGenerator {
+ public:
+  // Writes BASE.rpc.h and then BASE.rpc.cpp for `file` through `context`, also
+  // when it declares no services, and returns true. Returns false with a
+  // message in `*error`, before any file is opened, if `file` asks for generic
+  // services or, second, if `parameter` holds an unknown item.
+  bool Generate(const google::protobuf::FileDescriptor* file,
+                const std::string& parameter,
+                google::protobuf::compiler::GeneratorContext* context,
+                std::string* error) const override;
+};
+
+#endif  // QARN_RPC_PLUGIN_GENERATOR_H_
