@@ -4,6 +4,9 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <memory>
 
 #include "header/frame.h"
@@ -23,13 +26,23 @@ using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
 
+constexpr std::size_t kLargestWrite = std::numeric_limits<int>::max();
+
 // One output file: created with its whole text, closed by its destructor.
 class OutputFile {
  public:
   OutputFile(GeneratorContext* context, const std::string& name,
              const std::string& text)
       : stream_(context->Open(name)), coded_stream_(stream_.get()) {
-    coded_stream_.WriteRaw(text.data(), static_cast<int>(text.size()));
+    // One write takes no more than an int can count. A text beyond that goes
+    // in pieces all the same: cut short or counted wrong it could look like a
+    // success, while a whole one makes the framework refuse to send it.
+    std::size_t written = 0;
+    while (written < text.size()) {
+      const std::size_t size = std::min(text.size() - written, kLargestWrite);
+      coded_stream_.WriteRaw(text.data() + written, static_cast<int>(size));
+      written += size;
+    }
   }
 
  private:
