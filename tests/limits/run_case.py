@@ -23,7 +23,8 @@ generated code), and a case.ini that says what is seen:
                                      others (optional)
     mended_without = other.proto     a file that the mended case has not
     same = yes                       the mended files are the same
-    link = yes                       the limit is met when use.cc is linked
+    link = use.cc other.pb.cc        the limit is met when use.cc is linked, with
+                                     files of message code if it needs them
 
     [g++] and [clang++]              absent: nothing is compiled
     fails = 11 20                    standards at which the compilation fails
@@ -254,8 +255,10 @@ class Trial:
         for path in self.tools.system_include:
             command += ["-isystem", path]
         if self.case.one("link"):
-            command += ["-O0", unit, *self.tools.library, "-pthread", "-o",
-                        "program"]
+            units = [f"messages/{name}"
+                     for name in self.case.one("link").split()[1:]]
+            command += ["-O0", unit, *units, *self.tools.library, "-pthread",
+                        "-o", "program"]
         else:
             command += ["-fsyntax-only", unit]
         return (command, *run(command, self.directory))
