@@ -148,8 +148,8 @@ class Case:
             if bool(self.many("error", section)) != bool(needs_error):
                 raise Broken(f"{ini}: [{section}] needs an error, "
                              "and a compiler's error needs `fails`")
-            if (needs_error and section != "plugin" and not self.has_mended and
-                    not self.many("works", section)):
+            if (needs_error and section != "plugin" and
+                    not self.has_mended and not self.many("works", section)):
                 raise Broken(f"{ini}: [{section}] has nothing to compare with")
 
     def one(self, key, section="case"):
@@ -194,7 +194,8 @@ class Trial:
             (directory / "in" / source.name).write_text(text, encoding="utf-8")
         if unused:
             raise Broken(f"no file of the case holds '{unused.pop()}'")
-        self.protos = sorted(p.name for p in (directory / "in").glob("*.proto*"))
+        self.protos = sorted(
+            path.name for path in (directory / "in").glob("*.proto*"))
 
     def generate(self):
         """Runs protoc with our plugin; returns the command, its status and
@@ -267,8 +268,8 @@ class Trial:
         command, status, output = self.compile(compiler, standard)
         if status != 0:
             raise Untrue(report(
-                f"{self.name} does not compile with {compiler} at C++{standard}",
-                command, output))
+                f"{self.name} does not compile with {compiler} "
+                f"at C++{standard}", command, output))
 
     def require_not_compiled(self, compiler, standard):
         command, status, output = self.compile(compiler, standard)
@@ -294,7 +295,8 @@ def check_plugin(case, tools):
     command = [tools.plugin, *case.one("arguments", "plugin").split()]
     status, output = run(command, ".")
     if status == 0:
-        raise Untrue(report("the plugin accepts its arguments", command, output))
+        raise Untrue(report("the plugin accepts its arguments", command,
+                            output))
     require_errors("the plugin", case.many("error", "plugin"), command, output)
 
 
@@ -322,7 +324,7 @@ def check(case, tools, directory):
     if version:
         found = run([tools.protoc, "--version"], directory)[1]
         if not re.search(r"libprotoc " + version, found):
-            raise Skipped(f"the case is about another protoc than this: {found}")
+            raise Skipped(f"the case is about another protoc: {found}")
     if case.parser.has_section("plugin"):
         check_plugin(case, tools)
     mended = None
@@ -335,7 +337,8 @@ def check(case, tools, directory):
         command, status, output = trial.generate()
         if status == 0:
             raise Untrue(report("protoc accepts the case", command, output))
-        require_errors("the case", case.many("error", "protoc"), command, output)
+        require_errors("the case", case.many("error", "protoc"), command,
+                       output)
         if any((directory / "plain" / "rpc").iterdir()):
             raise Untrue("protoc refuses the case, but files were written")
         return
@@ -343,7 +346,7 @@ def check(case, tools, directory):
     trial.require_lines("line")
     for name, text in case.lines("mended_line"):
         if trial.has_line(name, text):
-            raise Untrue(f"the case holds '{text}' in {name} like the mended one")
+            raise Untrue(f"the case holds '{text}' in {name}, too")
     if case.one("same") and trial.generated() != mended.generated():
         raise Untrue("the generated files are not those of the mended case")
     if case.compilers:
