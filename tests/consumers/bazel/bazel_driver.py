@@ -110,17 +110,21 @@ class Bazel:
             yield entry
             text = text[end:].lstrip()
 
-    def failure(self, target):
-        """The text that fail() gives when `target` is analysed."""
+    def refused(self, *arguments):
+        """Runs one Bazel command that must fail; returns what it printed."""
         result = subprocess.run(
-            [*self._command, "build", "--nobuild", target], cwd=self.workspace,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-            check=False)
+            [*self._command, *arguments], cwd=self.workspace, text=True,
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
         if result.returncode == 0:
-            raise Failure(f"{target} should have been refused")
-        message = re.search(r"^Error in fail: (.*)$", result.stdout, re.M)
+            raise Failure(f"{arguments} should have failed")
+        return result.stdout
+
+    def fail_text(self, target):
+        """The text that fail() gives when `target` is analysed."""
+        output = self.refused("build", "--nobuild", target)
+        message = re.search(r"^Error in fail: (.*)$", output, re.M)
         if not message:
-            raise Failure(f"{target} was not refused by fail():\n{result.stdout}")
+            raise Failure(f"{target} was not refused by fail():\n{output}")
         return message.group(1)
 
     def aquery(self, query, *flags):

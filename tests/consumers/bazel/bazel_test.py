@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """Builds workspace/ with a real Bazel and checks what the docs say of the rule.
 
 The project and the workspace are copied below the work folder first, so that
@@ -8,6 +8,7 @@ files can be edited and the same tree can be built at a second path. Exit code
 
 import argparse
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -145,13 +146,11 @@ service Pinger { rpc Send(Ping) returns (Ping); }
 OWN_BUILD = """\
 load("@qarn_rpc_gen//bazel:qarn_rpc.bzl", "cc_qarn_rpc_library")
 load("@rules_cc//cc:defs.bzl", "cc_library")
+package(default_visibility = ["//visibility:public"])
+exports_files(["own-protoc"])
 cc_library(name = "boost", defines = ["OWN_BOOST"])
 cc_library(name = "protobuf", defines = ["OWN_PROTOBUF"])
-cc_library(
-    name = "protoc_lib",
-    defines = ["OWN_PROTOC_LIB"],
-    visibility = ["//visibility:public"],
-)
+cc_library(name = "protoc_lib", defines = ["OWN_PROTOC_LIB"])
 cc_qarn_rpc_library(
     name = "weather_rpc",
     boost = ":boost",
@@ -212,6 +211,24 @@ class Test:
 
     # Steps.
 
+    def docs(self):
+        """The docs show the files of this workspace and all arguments."""
+        text = self._project_file("docs/using-bazel.md")
+        blocks = dict(re.findall(r"<!-- from (\S+) -->\n```\w*\n(.*?)```\n",
+                                 text, re.DOTALL))
+        expect_equal("files shown", sorted(blocks), [
+            ".bazelrc", "prebuilt/BUILD.bazel", "weather/BUILD.bazel"])
+        for name, block in blocks.items():
+            expect_equal(f"{name} in the docs", block,
+                         self._project_file(f"{WORKSPACE}/{name}"))
+        rule = self._project_file("bazel/qarn_rpc.bzl")
+        signature = re.search(r"^def cc_qarn_rpc_library\((.*?)\*\*kwargs",
+                              rule, re.DOTALL | re.MULTILINE).group(1)
+        expect_equal("arguments in the docs",
+                     re.findall(r"^\| `(\w+)` \|", text.split("| Argument |")[1]
+                                .split("\n\n")[0], re.MULTILINE),
+                     re.findall(r"^ +(\w+)", signature, re.MULTILINE))
+
     def build_and_run(self):
         """Builds all targets from source in the sandbox and runs the program."""
         ran = self.bazel.build("//...")
@@ -259,8 +276,7 @@ class Test:
             })
         for action in actions.values():
             absolute = [argument for argument in action.arguments
-                        if argument.split("=")[-1].startswith("/")
-                        or self.work in argument]
+                        if re.search(r"(^|[=:,]|-I)/", argument)]
             expect_equal(f"absolute paths in {action.arguments}", absolute, [])
 
     def cache_after_clean(self):
@@ -369,27 +385,37 @@ class Test:
         self._write("own/own-plugin", "")
         self._write("own/own-protoc", "")
         self._write("own/BUILD.bazel", OWN_BUILD)
-        (action,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //own/...)')
-        expect_equal("protoc", action.arguments[0], "own/own-protoc")
-        expect_equal("plugin", action.arguments[1],
-                     "--plugin=protoc-gen-qarn-rpc=own/own-plugin")
-        (compile_generated,) = self.bazel.aquery(
-            'mnemonic("CppCompile", //own:weather_rpc)', "--features=-pic")
-        for name in ["OWN_BOOST", "OWN_PROTOBUF"]:
-            if f"-D{name}" not in compile_generated.arguments:
-                raise Failure(f"the generated code is compiled without {name}")
-        compile_plugin = self.bazel.aquery(
-            'mnemonic("CppCompile", '
-            'filter("@qarn_rpc_gen//src:", deps(//weather)))',
-            "--@qarn_rpc_gen//bazel:boost=//own:boost",
-            "--@qarn_rpc_gen//bazel:protoc_lib=//own:protoc_lib")
-        if not compile_plugin:
-            raise Failure("no action compiles the plugin")
-        for action in compile_plugin:
-            for name in ["OWN_BOOST", "OWN_PROTOC_LIB"]:
-                if f"-D{name}" not in action.arguments:
-                    raise Failure(f"the plugin is compiled without {name}: "
-                                  f"{action.arguments}")
+        # As arguments of one target.
+        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //own:all)')
+        expect_equal("protoc and plugin", generate.arguments[:2], [
+            "own/own-protoc", "--plugin=protoc-gen-qarn-rpc=own/own-plugin"])
+        self._expect_defined(
+            self.bazel.aquery('mnemonic("CppCompile", //own:weather_rpc)'),
+            ["OWN_BOOST", "OWN_PROTOBUF"])
+        # As flags of the whole build, the plugin's own included.
+        flags = [f"--@qarn_rpc_gen//bazel:{name}=//own:{name}"
+                 for name in ["boost", "protobuf", "protoc_lib"]]
+        flags.append("--@qarn_rpc_gen//bazel:protoc=//own:own-protoc")
+        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //weather:all)',
+                                        *flags)
+        expect_equal("protoc by flag", generate.arguments[0], "own/own-protoc")
+        self._expect_defined(
+            self.bazel.aquery('mnemonic("CppCompile", //weather:weather_rpc)',
+                              *flags), ["OWN_BOOST", "OWN_PROTOBUF"])
+        self._expect_defined(
+            self.bazel.aquery(
+                'mnemonic("CppCompile", '
+                'filter("@qarn_rpc_gen//src:qarn_rpc_gen", deps(//weather)))',
+                *flags), ["OWN_BOOST", "OWN_PROTOC_LIB"])
+
+    def _expect_defined(self, actions, names):
+        """All these compilations, of which there are some, define the names."""
+        if not actions:
+            raise Failure(f"nothing is compiled that could define {names}")
+        for action in actions:
+            expect_equal(
+                f"macros of {action}",
+                [n for n in names if f"-D{n}" in action.arguments], names)
 
     def mistakes(self):
         """Each mistake is refused with the whole text that says what to do."""
@@ -397,30 +423,36 @@ class Test:
             self._write("mistakes/BUILD.bazel", MISTAKE_HEAD +
                         f'cc_qarn_rpc_library(name = "{name}", {arguments})\n')
             expect_equal(f"message of {name}",
-                         self.bazel.failure(f"//mistakes:{name}"),
+                         self.bazel.fail_text(f"//mistakes:{name}"),
                          message.replace("NAME", name))
         shutil.rmtree(os.path.join(self.bazel.workspace, "mistakes"))
 
-    def link_static_plugin(self):
-        """Links the plugin without shared libraries, as the release has it."""
+    def link_static_tools(self):
+        """Links the plugin and a protoc without shared libraries."""
         build = os.path.join(self.work, "static_plugin")
         run([self.options.cmake, "-S", self.options.source, "-B", build,
              "-DCMAKE_BUILD_TYPE=Release", "-DQARN_RPC_BUILD_TESTS=OFF",
-             "-DQARN_RPC_STATIC=ON",
-             "-DProtobuf_USE_STATIC_LIBS=ON", "-DCMAKE_EXE_LINKER_FLAGS=-static"])
+             "-DQARN_RPC_STATIC=ON", "-DProtobuf_USE_STATIC_LIBS=ON",
+             "-DCMAKE_EXE_LINKER_FLAGS=-static"])
         run([self.options.cmake, "--build", build, "--parallel", "2",
              "--target", "protoc-gen-qarn-rpc"])
         self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc")
+        prebuilt = os.path.join(self.bazel.workspace, "prebuilt")
+        shutil.copy(self.static_plugin, prebuilt)
+        run([self.options.cxx, "-std=c++17", "-static",
+             os.path.join(self.options.source,
+                          "tests/consumers/bazel/static_protoc.cc"),
+             "-o", os.path.join(prebuilt, "protoc"),
+             "-lprotoc", "-lprotobuf", "-lz", "-lpthread"])
 
-    def prebuilt_plugin(self):
-        """The static plugin as a file generates the same, and nothing is built."""
-        shutil.copy(self.static_plugin, os.path.join(
-            self.bazel.workspace, "prebuilt/protoc-gen-qarn-rpc"))
-        ran = self.bazel.build("//prebuilt:weather_rpc", "//weather")
-        expect_equal("generator actions of the prebuilt plugin", [
-            a.name for a in ran
-            if a.mnemonic == GENERATE and " prebuilt/" in a.name
-        ], [GENERATE + " prebuilt/weather_rpc_qarn_rpc/weather/weather.rpc.cpp"])
+    def prebuilt_tools(self):
+        """Static programs generate the same on a machine without libraries."""
+        # What the machine has installed is hidden from actions.
+        bare = ["--sandbox_block_path=/usr", "--sandbox_block_path=/etc"]
+        ran = self.bazel.build(*bare, "//prebuilt:weather_rpc_qarn_rpc")
+        expect_equal("actions", [action.name for action in ran], [
+            GENERATE + " prebuilt/weather_rpc_qarn_rpc/weather/weather.rpc.cpp"])
+        self.bazel.build("//weather", "//prebuilt:weather_rpc")
         for suffix in [".rpc.h", ".rpc.cpp"]:
             texts = [self._generated(f"{package}/weather_rpc_qarn_rpc/"
                                      f"weather/weather{suffix}")
@@ -428,15 +460,28 @@ class Test:
             if texts[0] != texts[1]:
                 raise Failure(f"the prebuilt plugin's weather{suffix} differs "
                               "from that of the plugin built from source")
-        from_source = {
-            target: self.bazel.aquery(
+        # That they are hidden indeed: programs with shared libraries fail.
+        self._replace("weather/weather.proto", "// Simple:", "// A simple one:")
+        output = self.bazel.refused(
+            "build", *bare, "//weather:weather_rpc_qarn_rpc")
+        if "Generating RPC classes of //weather:weather_proto failed" not in output:
+            raise Failure(f"it failed for another reason:\n{output}")
+
+    def prebuilt_is_not_rebuilt(self):
+        """With a prebuilt plugin none is built from source."""
+        linked = {
+            target: bool(self.bazel.aquery(
                 'mnemonic("CppLink", '
-                f'filter("@qarn_rpc_gen//src:", deps({target})))')
+                f'filter("@qarn_rpc_gen//src:", deps({target})))'))
             for target in ["//weather", "//prebuilt:weather_rpc"]
         }
-        expect_equal("whether the plugin is linked from source", {
-            target: bool(actions) for target, actions in from_source.items()
-        }, {"//weather": True, "//prebuilt:weather_rpc": False})
+        expect_equal("whether the plugin is linked from source", linked,
+                     {"//weather": True, "//prebuilt:weather_rpc": False})
+
+    def _project_file(self, path):
+        with open(os.path.join(self.options.source, path),
+                  encoding="utf-8") as file:
+            return file.read()
 
     def _generated(self, path):
         with open(os.path.join(self.bazel.workspace, "bazel-bin", path),
@@ -489,11 +534,12 @@ class Test:
 
 
 STEPS = [
-    Test.build_and_run, Test.no_op, Test.declared_inputs,
+    Test.docs, Test.build_and_run, Test.no_op, Test.declared_inputs,
     Test.cache_after_clean, Test.cache_at_another_path, Test.edit_a_comment,
     Test.edit_a_program, Test.edit_a_service, Test.edit_an_import,
     Test.edit_the_plugin, Test.import_paths, Test.own_tools, Test.mistakes,
-    Test.link_static_plugin, Test.prebuilt_plugin, Test.empty_root,
+    Test.link_static_tools, Test.prebuilt_tools, Test.prebuilt_is_not_rebuilt,
+    Test.empty_root,
 ]
 
 
@@ -523,6 +569,7 @@ def main():
     parser.add_argument("--source", required=True, help="root of the project")
     parser.add_argument("--work", required=True, help="folder to work in, emptied")
     parser.add_argument("--cmake", default="cmake")
+    parser.add_argument("--cxx", default="c++")
     parser.add_argument("--protoc", default="protoc")
     options = parser.parse_args()
     options.source = os.path.abspath(options.source)
