@@ -100,6 +100,7 @@ proto_library(name = "group_proto", deps = [WEATHER])
 # Import paths that are not the file's place in the tree, and what each is
 # included as.
 PATHS_BUILD = """\
+load("@com_google_protobuf//bazel:cc_proto_library.bzl", "cc_proto_library")
 load("@com_google_protobuf//bazel:proto_library.bzl", "proto_library")
 load("@qarn_rpc_gen//bazel:qarn_rpc.bzl", "cc_qarn_rpc_library")
 load("@rules_cc//cc:defs.bzl", "cc_library")
@@ -123,7 +124,12 @@ cc_qarn_rpc_library(
     runtime = "@qarn_rpc_runtime//:qarn_rpc",
     services_namespace = "acme::v2",
 )
-cc_library(name = "user", srcs = ["user.cc"], deps = [":paths_rpc"])
+cc_proto_library(name = "made_messages", deps = [":made_proto"])
+cc_library(
+    name = "user",
+    srcs = ["user.cc"],
+    deps = [":made_messages", ":paths_rpc"],
+)
 """
 PATHS_USER = """\
 #include "other/place/first.rpc.h"
@@ -379,6 +385,16 @@ class Test:
         ran = self.bazel.build("//paths:user")
         expect_equal("number of generator actions, one a proto_library",
                      len([a for a in ran if a.mnemonic == GENERATE]), 3)
+        # A cc_proto_library of the user's own is the same one.
+        expect_equal("compilations of messages", sorted(
+            os.path.basename(argument)
+            for action in self.bazel.aquery(
+                'mnemonic("CppCompile", deps(//paths:user))',
+                "--include_aspects")
+            for argument in action.arguments
+            if action.target.startswith("//paths:")
+            and argument.endswith(".pb.cc")
+        ), ["first.pb.cc", "made.pb.cc", "second.pb.cc"])
 
     def own_tools(self):
         """A team's own tools and libraries replace the defaults."""
