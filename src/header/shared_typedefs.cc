@@ -1,6 +1,5 @@
 #include "header/shared_typedefs.h"
 
-#include "naming/names.h"
 #include "naming/streaming_kind.h"
 #include "naming/variables.h"
 
@@ -16,11 +15,9 @@ namespace {
 void PrintOnce(Printer* printer, const VariableMap& vars,
                const char* typedef_template, const std::string& key,
                boost::unordered_set<std::string>& printed) {
-  if (printed.find(key) != printed.end()) {
-    return;
+  if (printed.insert(key).second) {
+    printer->Print(vars, typedef_template);
   }
-  printer->Print(vars, typedef_template);
-  printed.insert(key);
 }
 
 }  // namespace
@@ -33,7 +30,7 @@ void PrintHeaderClientMethodCallObserverTypedefs(
   PrintOnce(printer, vars,
             "typedef ::qarn::rpc::CallObserver< $Response$> "
             "$ResponseCallObserver$;\n",
-            MessageClassName(method->output_type(), false), printed);
+            vars[keys::kResponseNoNs], printed);
 }
 
 void PrintHeaderServerMethodMessagesTypedefs(
@@ -42,9 +39,9 @@ void PrintHeaderServerMethodMessagesTypedefs(
     boost::unordered_set<std::string>& printed) {
   SetMethodVars(method, vars);
   PrintOnce(printer, vars, "typedef $Request$ $RequestNoNs$;\n",
-            MessageClassName(method->input_type(), true), printed);
+            vars[keys::kRequest], printed);
   PrintOnce(printer, vars, "typedef $Response$ $ResponseNoNs$;\n",
-            MessageClassName(method->output_type(), true), printed);
+            vars[keys::kResponse], printed);
 }
 
 void PrintHeaderServerMethodCallObserverTypedefs(
@@ -62,7 +59,7 @@ void PrintHeaderServerMethodCallObserverTypedefs(
       PrintOnce(printer, vars,
                 "typedef ::qarn::rpc::CallObserver< $Request$>* "
                 "$RequestCallObserverPtr$;\n",
-                MessageClassName(method->input_type(), false), printed);
+                vars[keys::kRequestNoNs], printed);
       break;
   }
 }

@@ -5,6 +5,7 @@
 #include <google/protobuf/io/zero_copy_stream.h>
 
 #include <memory>
+#include <utility>
 
 #include "header/frame.h"
 #include "header/services.h"
@@ -40,24 +41,35 @@ class OutputFile {
   CodedOutputStream coded_stream_;
 };
 
+// The sections of a file one after the other, in a text that is large enough
+// from the start.
+std::string Join(const std::string& prologue, const std::string& includes,
+                 const std::string& services, const std::string& epilogue) {
+  std::string text;
+  text.reserve(prologue.size() + includes.size() + services.size() +
+               epilogue.size());
+  return text.append(prologue).append(includes).append(services).append(
+      epilogue);
+}
+
 }  // namespace
 
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  const std::string services = GetHeaderServices(file, parameters);
+  std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return prologue + includes + services + epilogue;
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  const std::string services = GetSourceServices(file, parameters);
+  std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return prologue + includes + services + epilogue;
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 }  // namespace rpc
