@@ -1,5 +1,6 @@
 #include "header/shared_typedefs.h"
 
+#include "naming/names.h"
 #include "naming/streaming_kind.h"
 #include "naming/variables.h"
 
@@ -15,9 +16,11 @@ namespace {
 void PrintOnce(Printer* printer, const VariableMap& vars,
                const char* typedef_template, const std::string& key,
                boost::unordered_set<std::string>& printed) {
-  if (printed.insert(key).second) {
-    printer->Print(vars, typedef_template);
+  if (printed.find(key) != printed.end()) {
+    return;
   }
+  printer->Print(vars, typedef_template);
+  printed.insert(key);
 }
 
 }  // namespace
@@ -30,7 +33,7 @@ void PrintHeaderClientMethodCallObserverTypedefs(
   PrintOnce(printer, vars,
             "typedef ::qarn::rpc::CallObserver< $Response$> "
             "$ResponseCallObserver$;\n",
-            vars[keys::kResponseNoNs], printed);
+            MessageClassName(method->output_type(), false), printed);
 }
 
 void PrintHeaderServerMethodMessagesTypedefs(
@@ -39,9 +42,9 @@ void PrintHeaderServerMethodMessagesTypedefs(
     boost::unordered_set<std::string>& printed) {
   SetMethodVars(method, vars);
   PrintOnce(printer, vars, "typedef $Request$ $RequestNoNs$;\n",
-            vars[keys::kRequest], printed);
+            MessageClassName(method->input_type(), true), printed);
   PrintOnce(printer, vars, "typedef $Response$ $ResponseNoNs$;\n",
-            vars[keys::kResponse], printed);
+            MessageClassName(method->output_type(), true), printed);
 }
 
 void PrintHeaderServerMethodCallObserverTypedefs(
@@ -59,7 +62,7 @@ void PrintHeaderServerMethodCallObserverTypedefs(
       PrintOnce(printer, vars,
                 "typedef ::qarn::rpc::CallObserver< $Request$>* "
                 "$RequestCallObserverPtr$;\n",
-                vars[keys::kRequestNoNs], printed);
+                MessageClassName(method->input_type(), false), printed);
       break;
   }
 }

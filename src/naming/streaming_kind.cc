@@ -11,11 +11,12 @@ using google::protobuf::MethodOptions;
 StreamingKind GetStreamingKind(const MethodDescriptor* method) {
   // The descriptor's own client_streaming() and server_streaming() tell of the
   // `stream` keyword, which users of this generator's options do not write.
-  // An option that is absent reads as false.
   const MethodOptions& options = method->options();
   const bool client_streams =
+      options.HasExtension(::morvane::qarn::rpc::client_streaming) &&
       options.GetExtension(::morvane::qarn::rpc::client_streaming);
   const bool server_streams =
+      options.HasExtension(::morvane::qarn::rpc::server_streaming) &&
       options.GetExtension(::morvane::qarn::rpc::server_streaming);
   if (client_streams) {
     return server_streams ? StreamingKind::kBidiStreaming
