@@ -1,0 +1,18 @@
+// must fail: a method whose client does not stream takes no container; expect: no matching (member )?function for call to .*Ask
+// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+#include <vector>
+
+#include "kinds.rpc.h"
+#include "qarn/rpc.h"
+
+void Call(lab::kinds::api::Kinds::Stub* stub,
+          lab::kinds::api::Kinds::Stub::AnswerCallObserverPtr* observer) {
+  const std::vector<lab::kinds::Query> requests;
+#ifdef MENDED
+  stub->Upload(requests, observer);
+#else
+  stub->Ask(requests, observer);
+#endif
+}
+
+int main() { return 0; }
