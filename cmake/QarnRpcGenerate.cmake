@@ -144,6 +144,11 @@ function(_qarn_rpc_resolve_paths)
     set(arg_PROTOC_OUT_DIR "${CMAKE_CURRENT_BINARY_DIR}")
   endif()
   _qarn_rpc_absolute("${arg_PROTOC_OUT_DIR}" "${CMAKE_CURRENT_BINARY_DIR}" out_dir)
+  if(out_dir MATCHES "[#<>]")
+    _qarn_rpc_fail("the generated files would go to '${out_dir}', \
+and CMake has no rules for files with '#', '<' or '>' in their path. \
+Choose another build folder or PROTOC_OUT_DIR.")
+  endif()
 
   _qarn_rpc_resolve_protos("${arg_PROTOS}" protos)
   _qarn_rpc_resolve_protos("${arg_MESSAGES_ONLY_PROTOS}" messages_only_protos)

@@ -22,6 +22,10 @@ endfunction()
 # are to reach _qarn_rpc_find_protoc().
 macro(_qarn_rpc_find_protobuf)
   if(NOT TARGET protobuf::libprotobuf)
+    if(CMAKE_CROSSCOMPILING AND NOT Protobuf_PROTOC_EXECUTABLE)
+      # Ahead of the module, which would take the target system's.
+      _qarn_rpc_find_on_path(Protobuf_PROTOC_EXECUTABLE protoc)
+    endif()
     find_package(Protobuf CONFIG QUIET)
     if(NOT TARGET protobuf::libprotobuf)
       find_package(Protobuf MODULE QUIET)
