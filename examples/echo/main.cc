@@ -7,6 +7,7 @@
 //
 // and the RPC runtime is the small one of the tests, which makes every call
 // within the process and delivers it before the call's function returns.
+// The program prints conversation.txt.
 #include <boost/shared_ptr.hpp>
 #include <iostream>
 #include <string>

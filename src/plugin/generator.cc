@@ -23,12 +23,13 @@ using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
 
-// One output file: created with its whole text, closed by its destructor.
+// One output file, opened by its constructor and closed by its destructor.
 class OutputFile {
  public:
-  OutputFile(GeneratorContext* context, const std::string& name,
-             const std::string& text)
-      : stream_(context->Open(name)), coded_stream_(stream_.get()) {
+  OutputFile(GeneratorContext* context, const std::string& name)
+      : stream_(context->Open(name)), coded_stream_(stream_.get()) {}
+
+  void Write(const std::string& text) {
     coded_stream_.WriteRaw(text.data(), static_cast<int>(text.size()));
   }
 
@@ -66,7 +67,6 @@ bool CppGenerator::Generate(
     const google::protobuf::FileDescriptor* file, const std::string& parameter,
     google::protobuf::compiler::GeneratorContext* context,
     std::string* error) const {
-  using namespace qarn::rpc;
   if (file->options().cc_generic_services()) {
     // The message names the option without its final s; users match the text.
     *error =
@@ -74,16 +74,20 @@ bool CppGenerator::Generate(
         "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
     return false;
   }
-  Parameters parameters;
-  if (!ParseParameters(parameter, &parameters, error)) {
+  qarn::rpc::Parameters parameters;
+  if (!qarn::rpc::ParseParameters(parameter, &parameters, error)) {
     return false;
   }
+  const std::string base = qarn::rpc::OutputBaseName(std::string(file->name()));
+
   // The header is opened first, so it comes first in the response; both files
   // stay open until the end and are closed in reverse order.
-  const std::string base = OutputBaseName(std::string(file->name()));
-  const OutputFile header(context, base + ".rpc.h",
-                          HeaderText(file, parameters));
-  const OutputFile source(context, base + ".rpc.cpp",
-                          SourceText(file, parameters));
+  const std::string header_text = qarn::rpc::HeaderText(file, parameters);
+  qarn::rpc::OutputFile header(context, base + ".rpc.h");
+  header.Write(header_text);
+
+  const std::string source_text = qarn::rpc::SourceText(file, parameters);
+  qarn::rpc::OutputFile source(context, base + ".rpc.cpp");
+  source.Write(source_text);
   return true;
 }

@@ -1,5 +1,7 @@
-// must fail: a batch holds requests, not responses; expect: (invalid initialization of reference|no viable conversion|could not bind|cannot bind)
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: wrong batch; expect: invalid initialization|no viable conversion
+//
+// A batch holds requests, not responses.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include <vector>
 
 #include "kinds.rpc.h"

@@ -1,5 +1,7 @@
-// must fail: a simple method's handler takes the request; expect: marked .?override.?(, but does not override| hides virtual)
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: no request; expect: but does not override|hides virtual
+//
+// A simple method's handler takes the request.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include "kinds.rpc.h"
 #include "qarn/rpc.h"
 

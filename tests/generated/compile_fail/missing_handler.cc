@@ -1,5 +1,7 @@
-// must fail: a server without one of its handlers is abstract; expect: abstract (type|class)
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: a missing handler; expect: abstract (type|class)
+//
+// A server that leaves a handler out is abstract: the handlers are pure.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include "kinds.rpc.h"
 #include "qarn/rpc.h"
 

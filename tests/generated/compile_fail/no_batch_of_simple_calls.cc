@@ -1,5 +1,7 @@
-// must fail: a method whose client does not stream takes no container; expect: no matching (member )?function for call to .*Ask
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: no container here; expect: no matching .*call to .*Ask
+//
+// A method whose client does not stream takes no container.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include <vector>
 
 #include "kinds.rpc.h"

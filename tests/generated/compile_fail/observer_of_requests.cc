@@ -1,5 +1,7 @@
-// must fail: a client observes responses, not requests; expect: no matching (member )?function for call to .*Ask
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: wrong observer; expect: no matching .*call to .*Ask
+//
+// A client observes responses, not requests.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include "kinds.rpc.h"
 #include "qarn/rpc.h"
 

@@ -1,5 +1,7 @@
-// must fail: the traits are defined for the service's methods only; expect: (incomplete type|undefined template)
-// With -DMENDED it must compile. Needs kinds.proto, services_namespace=api.
+// must fail: no such method; expect: incomplete type|undefined template
+//
+// The traits are defined for the methods of the service and for nothing else.
+// With MENDED defined it must compile. Needs kinds.proto, namespace api.
 #include "kinds.rpc.h"
 #include "qarn/rpc.h"
 

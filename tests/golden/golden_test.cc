@@ -1,0 +1,193 @@
+// Compares what the generator makes of the cases in this folder with the
+// expected files, byte for byte: in memory, through the real protoc, and with
+// what the independent writer makes of them. With the argument --update it
+// rewrites the expected files instead; read the result line by line.
+
+#include <google/protobuf/descriptor.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "independent/plain_writer.h"
+#include "support/files.h"
+#include "support/generate.h"
+#include "support/proto_sources.h"
+#include "support/run_command.h"
+
+namespace qarn {
+namespace rpc {
+namespace {
+
+using testing::CommandResult;
+using testing::FilesBelow;
+using testing::Generate;
+using testing::GenerateResult;
+using testing::ProtoSources;
+using testing::RunCommand;
+using testing::TemporaryFolder;
+using testing::UnifiedDiff;
+
+using Files = std::map<std::string, std::string>;
+
+bool update_mode = false;
+
+// One run folder of one case.
+struct GoldenRun {
+  std::filesystem::path folder;
+
+  std::filesystem::path proto_folder() const {
+    return folder.parent_path() / "proto";
+  }
+  std::string parameter() const {
+    const std::string name = folder.filename().string();
+    return name == "plain" ? "" : name;
+  }
+  std::string services_namespace() const {
+    const std::string text = parameter();
+    return text.empty() ? "" : text.substr(text.find('=') + 1);
+  }
+};
+
+std::ostream& operator<<(std::ostream& stream, const GoldenRun& run) {
+  return stream << run.folder.parent_path().filename().string() << " ("
+                << run.folder.filename().string() << ")";
+}
+
+std::vector<GoldenRun> Runs() {
+  std::vector<GoldenRun> runs;
+  for (const auto& golden_case :
+       std::filesystem::directory_iterator(QARN_RPC_GOLDEN_FOLDER)) {
+    if (!golden_case.is_directory()) {
+      continue;
+    }
+    for (const auto& entry :
+         std::filesystem::directory_iterator(golden_case.path())) {
+      if (entry.is_directory() && entry.path().filename() != "proto") {
+        runs.push_back({entry.path()});
+      }
+    }
+  }
+  std::sort(runs.begin(), runs.end(),
+            [](const GoldenRun& a, const GoldenRun& b) {
+              return a.folder < b.folder;
+            });
+  return runs;
+}
+
+void ExpectSameFiles(const Files& expected, const Files& actual) {
+  for (const auto& file : expected) {
+    const auto found = actual.find(file.first);
+    if (found == actual.end()) {
+      ADD_FAILURE() << file.first << " is expected and was not written";
+    } else {
+      EXPECT_EQ(UnifiedDiff(file.second, found->second), "") << file.first;
+    }
+  }
+  for (const auto& file : actual) {
+    EXPECT_EQ(expected.count(file.first), 1u)
+        << file.first << " was written and is not expected";
+  }
+}
+
+class GoldenTest : public ::testing::TestWithParam<GoldenRun> {
+ protected:
+  const GoldenRun& run() const { return GetParam(); }
+  Files expected() const { return FilesBelow(run().folder); }
+};
+
+TEST_P(GoldenTest, IsWhatTheGeneratorWrites) {
+  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
+  Files actual;
+  for (const std::string& name : sources.Names()) {
+    const GenerateResult result =
+        Generate(sources.File(name), run().parameter());
+    EXPECT_TRUE(result.succeeded) << name << ": " << result.error;
+    actual.insert(result.files.begin(), result.files.end());
+  }
+  if (update_mode) {
+    for (const auto& file : actual) {
+      const std::filesystem::path path = run().folder / file.first;
+      std::filesystem::create_directories(path.parent_path());
+      std::ofstream(path, std::ios::binary) << file.second;
+    }
+  }
+  ExpectSameFiles(expected(), actual);
+}
+
+TEST_P(GoldenTest, IsWhatProtocWritesWithThePlugin) {
+  const TemporaryFolder output;
+  std::vector<std::string> command = {
+      QARN_RPC_PROTOC, "--plugin=" QARN_RPC_PLUGIN,
+      "-I" + run().proto_folder().string(), "-I" QARN_RPC_PROTO_FOLDER,
+      "--qarn-rpc_out=" + output.path().string()};
+  if (!run().parameter().empty()) {
+    command.push_back("--qarn-rpc_opt=" + run().parameter());
+  }
+  // All files in one run.
+  for (const auto& file : FilesBelow(run().proto_folder())) {
+    command.push_back(file.first);
+  }
+  const CommandResult result = RunCommand(command);
+  EXPECT_EQ(result.exit_status, 0) << result.err;
+  ExpectSameFiles(expected(), FilesBelow(output.path()));
+}
+
+TEST_P(GoldenTest, IsWhatTheIndependentWriterWrites) {
+  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
+  const std::string services_namespace = run().services_namespace();
+  Files actual;
+  for (const std::string& name : sources.Names()) {
+    const auto* file = sources.File(name);
+    const Files named = Generate(file, run().parameter()).files;
+    ASSERT_EQ(named.size(), 2u);
+    for (const auto& output : named) {
+      const bool is_header =
+          output.first.substr(output.first.size() - 2) == ".h";
+      actual[output.first] =
+          is_header ? independent::WriteHeader(file, services_namespace)
+                    : independent::WriteSource(file, services_namespace);
+    }
+  }
+  ExpectSameFiles(expected(), actual);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, GoldenTest, ::testing::ValuesIn(Runs()),
+    [](const ::testing::TestParamInfo<GoldenRun>& test) {
+      std::string name = test.param.folder.parent_path().filename().string() +
+                         "_" + test.param.folder.filename().string();
+      std::replace(name.begin(), name.end(), '=', '_');
+      return name;
+    });
+
+TEST(GoldenFolderTest, HasEveryExpectedRun) { EXPECT_GE(Runs().size(), 26u); }
+
+TEST(GoldenFolderTest, ShowsThatRequiresLocalContextChangesNothing) {
+  const std::filesystem::path folder(QARN_RPC_GOLDEN_FOLDER);
+  EXPECT_EQ(FilesBelow(folder / "requires_local_context" / "plain"),
+            FilesBelow(folder / "all_four_kinds" / "plain"));
+}
+
+}  // namespace
+}  // namespace rpc
+}  // namespace qarn
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  for (int i = 1; i < argc; ++i) {
+    if (std::string(argv[i]) != "--update") {
+      std::cerr << "unknown argument: " << argv[i]
+                << "; the only one beside GoogleTest's is --update\n";
+      return 2;
+    }
+    qarn::rpc::update_mode = true;
+  }
+  return RUN_ALL_TESTS();
+}

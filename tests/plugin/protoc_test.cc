@@ -1,0 +1,206 @@
+// The executable as users run it: through the real protoc, and alone.
+
+#include <google/protobuf/compiler/plugin.pb.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/proto_sources.h"
+#include "support/run_command.h"
+
+namespace qarn {
+namespace rpc {
+namespace {
+
+using google::protobuf::compiler::CodeGeneratorRequest;
+using google::protobuf::compiler::CodeGeneratorResponse;
+using testing::CommandResult;
+using testing::FilesBelow;
+using testing::ReadFile;
+using testing::RunCommand;
+using testing::TemporaryFolder;
+
+constexpr char kEcho[] = R"(syntax = "proto2";
+package a.b;
+import "morvane/qarn/rpc/service_options.proto";
+import "shared/msg.proto";
+service Echo {
+  rpc Ping(shared.Msg) returns (shared.Msg) {
+    option (morvane.qarn.rpc.client_streaming) = true;
+  }
+}
+)";
+constexpr char kMsg[] = "syntax = \"proto2\"; package shared; message Msg {}\n";
+constexpr char kGeneric[] =
+    "syntax = \"proto2\"; option cc_generic_services = true;\n";
+
+constexpr char kProtocPrefix[] = "--qarn-rpc_out: ";
+
+// A folder of sources and one of outputs, and protoc to go between them.
+class ProtocTest : public ::testing::Test {
+ protected:
+  ProtocTest() {
+    sources_.Write("a/b/echo.proto", kEcho);
+    sources_.Write("shared/msg.proto", kMsg);
+    sources_.Write("generic.proto", kGeneric);
+  }
+
+  CommandResult Protoc(std::vector<std::string> arguments) const {
+    arguments.insert(
+        arguments.begin(),
+        {QARN_RPC_PROTOC, "--plugin=" QARN_RPC_PLUGIN,
+         "-I" + sources_.path().string(), "-I" QARN_RPC_PROTO_FOLDER});
+    return RunCommand(arguments);
+  }
+
+  // The --qarn-rpc_out argument with `parameter` in front of the folder.
+  std::string Out(const std::string& parameter = "") const {
+    return "--qarn-rpc_out=" + (parameter.empty() ? "" : parameter + ":") +
+           output_.path().string();
+  }
+
+  // True if a line of protoc's errors ends in `error`, which follows protoc's
+  // own words.
+  static bool HasErrorLine(const CommandResult& result,
+                           const std::string& error) {
+    return ("\n" + result.err).find("\n" + error + "\n") != std::string::npos;
+  }
+
+  // The files that were written, by their paths.
+  std::vector<std::string> Written() const {
+    std::vector<std::string> names;
+    for (const auto& file : FilesBelow(output_.path())) {
+      names.push_back(file.first);
+    }
+    return names;
+  }
+
+  const TemporaryFolder sources_;
+  const TemporaryFolder output_;
+};
+
+TEST_F(ProtocTest, KeepsTheFoldersOfEveryFileInOneRun) {
+  const CommandResult result =
+      Protoc({Out(), "a/b/echo.proto", "shared/msg.proto"});
+  EXPECT_EQ(result.exit_status, 0) << result.err;
+  EXPECT_EQ(Written(), (std::vector<std::string>{
+                           "a/b/echo.rpc.cpp", "a/b/echo.rpc.h",
+                           "shared/msg.rpc.cpp", "shared/msg.rpc.h"}));
+}
+
+TEST_F(ProtocTest, ReadsTheMethodOptionsOfTheImportedSchema) {
+  ASSERT_EQ(Protoc({Out(), "a/b/echo.proto"}).exit_status, 0);
+  EXPECT_NE(ReadFile(output_.path() / "a/b/echo.rpc.h")
+                .find("::qarn::rpc::RMT_CLIENT_STREAMING"),
+            std::string::npos);
+}
+
+TEST_F(ProtocTest, TakesTheParameterFromEitherArgument) {
+  ASSERT_EQ(
+      Protoc({Out("services_namespace=api"), "a/b/echo.proto"}).exit_status, 0);
+  const std::string first = ReadFile(output_.path() / "a/b/echo.rpc.h");
+  EXPECT_NE(first.find("\nnamespace api {\n"), std::string::npos);
+  ASSERT_EQ(
+      Protoc({Out(), "--qarn-rpc_opt=services_namespace=api", "a/b/echo.proto"})
+          .exit_status,
+      0);
+  EXPECT_EQ(ReadFile(output_.path() / "a/b/echo.rpc.h"), first);
+}
+
+TEST_F(ProtocTest, RefusesGenericServicesAndWritesNoFileOfTheRun) {
+  for (const std::string parameter : {"", "foo=1"}) {
+    const CommandResult result =
+        Protoc({Out(parameter), "generic.proto", "a/b/echo.proto"});
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_TRUE(HasErrorLine(
+        result,
+        std::string(kProtocPrefix) +
+            "generic.proto: cpp rpc proto compiler plugin does not work with "
+            "generic services. To generate cpp rpc APIs, please set "
+            "\"cc_generic_service = false\"."))
+        << result.err;
+    EXPECT_TRUE(Written().empty());
+  }
+}
+
+TEST_F(ProtocTest, WritesNoFileOfTheRunWhenALaterOneIsRefused) {
+  const CommandResult result =
+      Protoc({Out(), "a/b/echo.proto", "generic.proto"});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_TRUE(Written().empty());
+}
+
+TEST_F(ProtocTest, RefusesAnUnknownParameterAndWritesNoFile) {
+  const CommandResult result = Protoc({Out("foo=1"), "a/b/echo.proto"});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_TRUE(HasErrorLine(result, std::string(kProtocPrefix) +
+                                       "a/b/echo.proto: Unknown parameter: "
+                                       "foo=1"))
+      << result.err;
+  EXPECT_TRUE(Written().empty());
+}
+
+TEST_F(ProtocTest, RefusesATrailingCommaWithAnEmptyItem) {
+  const CommandResult result =
+      Protoc({Out("services_namespace=a,"), "a/b/echo.proto"});
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_TRUE(HasErrorLine(result, std::string(kProtocPrefix) +
+                                       "a/b/echo.proto: Unknown parameter: "))
+      << result.err;
+  EXPECT_TRUE(Written().empty());
+}
+
+TEST(PluginTest, AnswersARequestWithTheHeaderBeforeTheSource) {
+  const testing::ProtoSources sources(std::map<std::string, std::string>{
+      {"a/b/echo.proto", kEcho}, {"shared/msg.proto", kMsg}});
+  const CommandResult result =
+      RunCommand({QARN_RPC_PLUGIN},
+                 sources.Request({"shared/msg.proto", "a/b/echo.proto"}, "")
+                     .SerializeAsString());
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_EQ(result.err, "");
+  CodeGeneratorResponse response;
+  ASSERT_TRUE(response.ParseFromString(result.out));
+  EXPECT_FALSE(response.has_error());
+  EXPECT_EQ(response.supported_features(), 0u);
+  std::vector<std::string> names;
+  for (const auto& file : response.file()) {
+    names.push_back(file.name());
+    EXPECT_FALSE(file.has_insertion_point());
+  }
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"shared/msg.rpc.h", "shared/msg.rpc.cpp",
+                                      "a/b/echo.rpc.h", "a/b/echo.rpc.cpp"}));
+}
+
+TEST(PluginTest, AnswersAnEmptyInputAsARequestForNothing) {
+  const CommandResult result = RunCommand({QARN_RPC_PLUGIN}, "");
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_EQ(result.err, "");
+  CodeGeneratorResponse response;
+  EXPECT_TRUE(response.ParseFromString(result.out));
+  EXPECT_EQ(response.file_size(), 0);
+}
+
+TEST(PluginTest, RefusesAnInputThatIsNoRequest) {
+  const CommandResult result = RunCommand({QARN_RPC_PLUGIN}, "\xFF\xFF\xFF");
+  EXPECT_EQ(result.exit_status, 1);
+  EXPECT_EQ(result.err,
+            QARN_RPC_PLUGIN ": protoc sent unparseable request to plugin.\n");
+  EXPECT_EQ(result.out, "");
+}
+
+TEST(PluginTest, HasNoOptions) {
+  for (const std::string option : {"--version", "--help", "x"}) {
+    const CommandResult result = RunCommand({QARN_RPC_PLUGIN, option}, "");
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.err, QARN_RPC_PLUGIN ": Unknown option: " + option + "\n");
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+}  // namespace
+}  // namespace rpc
+}  // namespace qarn
