@@ -16,11 +16,10 @@ def cases(context):
     def refused(name, arguments, text, before=""):
         return name, call(arguments, before), None, f"qarn_rpc_generate: {text}"
 
-    yield refused("unknown argument", "TARGET echo PROTOS echo.proto NAMESPACE SERVICES_NAMESPACE x",
-                  "'NAMESPACE' does not exist (looked for "
-                  f"'{project}/NAMESPACE'). "
+    yield refused("keyword misspelt after a list", "TARGET echo PROTOS echo.proto NAMESPACE api",
+                  f"'NAMESPACE' does not exist (looked for '{project}/NAMESPACE'). "
                   "Relative names start at the folder of the CMakeLists.txt.")
-    yield refused("unknown argument ahead", "echo PROTOS echo.proto",
+    yield refused("unknown argument", "echo PROTOS echo.proto",
                   f"unknown argument: echo. Known are {ARGUMENTS}.")
     yield refused("no value", "TARGET echo PROTOS echo.proto IMPORT_DIRS SERVICES_NAMESPACE",
                   "no value after IMPORT_DIRS, SERVICES_NAMESPACE. "
