@@ -18,6 +18,8 @@
 # set by the package's configuration and by the source tree.
 
 include_guard(GLOBAL)
+# The caller's project may be older; the functions here are not.
+cmake_policy(VERSION 3.20...3.31)
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcTools.cmake")
 
 function(qarn_rpc_generate)
@@ -28,8 +30,8 @@ function(qarn_rpc_generate)
 
   _qarn_rpc_check_keywords()
   _qarn_rpc_check_values()
-  _qarn_rpc_resolve_paths()
   _qarn_rpc_find_protobuf()
+  _qarn_rpc_resolve_paths()
   _qarn_rpc_find_protoc()
   _qarn_rpc_find_plugin()
 
@@ -136,7 +138,8 @@ function(_qarn_rpc_resolve_paths)
     _qarn_rpc_absolute("${dir}" "${CMAKE_CURRENT_SOURCE_DIR}" dir)
     list(APPEND import_dirs "${dir}")
   endforeach()
-  set(import_options ${import_dirs} "${QARN_RPC_PROTO_DIR}")
+  _qarn_rpc_protobuf_import_dirs(protobuf_dirs)
+  set(import_options ${import_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_dirs})
   list(REMOVE_DUPLICATES import_options)
   list(TRANSFORM import_options PREPEND "--proto_path=")
 

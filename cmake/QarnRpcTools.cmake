@@ -3,6 +3,7 @@
 # and found paths are only known in the folder that found them and below.
 
 include_guard(GLOBAL)
+cmake_policy(VERSION 3.20...3.31)
 
 # Ends the configure step with a text that says what is wrong and what to do.
 function(_qarn_rpc_fail text)
@@ -37,6 +38,20 @@ On Debian or Ubuntu: apt-get install libprotobuf-dev. \
 Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
   endif()
 endmacro()
+
+# The folders under which protobuf's own .proto files are imported, of which the
+# options schema needs one. protoc finds them by itself only when it stands
+# where it was installed with them.
+function(_qarn_rpc_protobuf_import_dirs result)
+  set(import_dirs "")
+  get_target_property(include_dirs protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
+  foreach(dir IN LISTS include_dirs)
+    if(EXISTS "${dir}/google/protobuf/descriptor.proto")
+      list(APPEND import_dirs "${dir}")
+    endif()
+  endforeach()
+  set(${result} "${import_dirs}" PARENT_SCOPE)
+endfunction()
 
 # Sets in the caller what runs protoc (a path or a generator expression) in
 # `protoc`, and in `protoc_takes_depfile` whether it has --dependency_out.

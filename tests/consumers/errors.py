@@ -83,12 +83,12 @@ def cases(context):
                   "libprotobuf-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is "
                   "installed.",
                   before="set(CMAKE_DISABLE_FIND_PACKAGE_Protobuf ON)")
-    no_protoc = ("no protoc",
-                 call(plain, "add_library(protobuf::libprotobuf INTERFACE IMPORTED)"),
-                 {"PATH": f"{project}/nowhere"},
-                 "qarn_rpc_generate: protoc was not found. On Debian or Ubuntu: apt-get install "
-                 "protobuf-compiler. Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.")
-    yield no_protoc
+    yield ("no protoc",
+           call(plain, "add_library(protobuf::libprotobuf INTERFACE IMPORTED)\n"
+                       "unset(Protobuf_PROTOC_EXECUTABLE CACHE)"),
+           {"PATH": f"{project}/nowhere"},
+           "qarn_rpc_generate: protoc was not found. On Debian or Ubuntu: apt-get install "
+           "protobuf-compiler. Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.")
     for variable in ("QARN_RPC_PROTOC_EXECUTABLE", "Protobuf_PROTOC_EXECUTABLE"):
         yield refused(
             f"broken {variable}", plain,
