@@ -18,32 +18,8 @@ if [[ $# -gt 1 || ! "$runs" =~ ^[1-9][0-9]*$ ]]; then
   exit 1
 fi
 
-# The command or file that shows that a package is there, and the package.
-needed=(
-  "protoc-gen-c protobuf-c-compiler"
-  "thrift thrift-compiler"
-  "capnp capnproto"
-  "slice2cpp zeroc-ice-compilers"
-  "valgrind valgrind"
-  "/usr/include/benchmark/benchmark.h libbenchmark-dev"
-)
-missing=()
-for entry in "${needed[@]}"; do
-  read -r sign package <<<"$entry"
-  if [[ ! -e "$sign" ]] && ! command -v "$sign" >/dev/null; then
-    missing+=("$package")
-  fi
-done
-if ((${#missing[@]} > 0)); then
-  echo "missing: ${missing[*]}"
-  as_root=()
-  if [[ $EUID -ne 0 ]]; then
-    as_root=(sudo)
-  fi
-  if ! command -v apt-get >/dev/null ||
-    ! "${as_root[@]}" apt-get install -y --no-install-recommends "${missing[@]}"; then
-    echo "They could not be installed; what needs them is not measured." >&2
-  fi
+if ! scripts/setup.sh build bench; then
+  echo "bench.sh: not all could be installed; what needs the rest is not measured." >&2
 fi
 
 cmake --preset release -B build/bench -DQARN_RPC_BUILD_BENCH=ON >/dev/null

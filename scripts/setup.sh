@@ -9,12 +9,22 @@ set -euo pipefail
 
 # What each group needs. Several groups may name a package.
 declare -A packages=(
-  # The plugin itself.
-  [build]="g++ cmake ninja-build protobuf-compiler libprotobuf-dev libprotoc-dev libboost-dev"
+  # The plugin itself. lld makes the static release start a little faster.
+  [build]="g++ cmake ninja-build protobuf-compiler libprotobuf-dev libprotoc-dev libboost-dev lld"
   # The core suite.
   [test]="diffutils libgmock-dev libgtest-dev python3"
-  # The checks of style, and the second compiler.
-  [lint]="clang clang-format-14 clang-tidy-14 cppcheck shellcheck"
+  # The checks of style, the second compiler, sanitizers, coverage.
+  [lint]="clang clang-format-14 clang-tidy-14 cppcheck gcovr libclang-rt-14-dev shellcheck"
+  # The slower tests: other compilers and builds, packaged service definitions,
+  # instruction counts, memory checks.
+  [all]="clang libbenchmark-dev valgrind
+    golang-github-containerd-containerd-dev golang-etcd-server-dev
+    golang-github-gogo-protobuf-dev golang-github-gogo-googleapis-dev
+    binutils dpkg-dev fakeroot file gzip lintian make man-db meson nodejs npm pkg-config util-linux
+    bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
+  # The benchmarks and the programs that the plugin is measured against.
+  [bench]="capnproto libbenchmark-dev protobuf-c-compiler python3 thrift-compiler valgrind
+    zeroc-ice-compilers"
 )
 
 if [[ $# -eq 0 ]]; then
@@ -28,7 +38,7 @@ for group in "$@"; do
     echo "setup.sh: there is no group '$group'; the groups are: ${!packages[*]}" >&2
     exit 2
   fi
-  read -ra names <<<"${packages[$group]}"
+  mapfile -t names < <(xargs -n 1 <<<"${packages[$group]}")
   needed+=("${names[@]}")
 done
 
