@@ -2,6 +2,8 @@
 # protoc) and Boost's headers. Current protobuf releases bring a CMake package,
 # Debian's does not, so CMake's own module is the second choice.
 
+# CMake's module takes this to mean archives; a CMake package is what it is.
+set(Protobuf_USE_STATIC_LIBS "${QARN_RPC_STATIC}")
 find_package(Protobuf CONFIG QUIET)
 if(NOT Protobuf_FOUND)
   find_package(Protobuf MODULE)

@@ -22,8 +22,7 @@ void PrintCallsWithRequest(Printer* printer, const VariableMap& vars) {
                  "    const ::qarn::rpc::ClientContext& context,\n"
                  "    const $Request$& request,\n"
                  "    $ResponseCallObserver$* response_observer);\n"
-                 "\n");
-  printer->Print(vars,
+                 "\n"
                  "// This call will use Stub's context\n"
                  "$ClientCallPtr$\n"
                  "$Method$(const $Request$& request,\n"
@@ -37,8 +36,7 @@ void PrintCallsWithoutRequest(Printer* printer, const VariableMap& vars) {
                  "$Method$(\n"
                  "    const ::qarn::rpc::ClientContext& context,\n"
                  "    $ResponseCallObserver$* response_observer);\n"
-                 "\n");
-  printer->Print(vars,
+                 "\n"
                  "// This call will use Stub's context\n"
                  "$ClientCallPtr$\n"
                  "$Method$(\n"
@@ -62,8 +60,7 @@ void PrintBatchCalls(Printer* printer, const VariableMap& vars) {
                  "     channel(), _rpcmethod_$Method$, context, requests, "
                  "response_observer);\n"
                  "}\n"
-                 "\n");
-  printer->Print(vars,
+                 "\n"
                  "template<class Container>\n"
                  "$ClientCallPtr$\n"
                  "$Method$(\n"
@@ -88,8 +85,7 @@ void PrintHeaderServiceTypedefs(Printer* printer,
     SetMethodVars(method, *vars);
     printer->Print(*vars,
                    "typedef boost::intrusive_ptr< "
-                   "::qarn::rpc::CallHandle< $Request$> > $ClientCallPtr$;\n");
-    printer->Print(*vars,
+                   "::qarn::rpc::CallHandle< $Request$> > $ClientCallPtr$;\n"
                    "typedef boost::intrusive_ptr< "
                    "::qarn::rpc::CallHandle< $Response$> > $ServerCallPtr$;\n");
   });

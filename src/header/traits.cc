@@ -75,6 +75,14 @@ void PrintMethodTraits(Printer* printer, const MethodDescriptor* method,
                  "\n");
 }
 
+// All entries of a sequence but the last continue the macro's line.
+const char* SeqEntry(bool qualified, bool is_last) {
+  if (qualified) {
+    return is_last ? "($Service$_$Method$)\n" : "($Service$_$Method$) \\\n";
+  }
+  return is_last ? "($Method$)\n" : "($Method$) \\\n";
+}
+
 }  // namespace
 
 void PrintHeaderServiceTypeTraits(
@@ -101,9 +109,7 @@ void PrintHeaderServiceMethodSeq(Printer* printer,
     ForEachMethod(service, [&](const MethodDescriptor* method) {
       SetMethodVars(method, variables);
       const bool is_last = method->index() == service->method_count() - 1;
-      std::string line = qualified ? "($Service$_$Method$)" : "($Method$)";
-      line += is_last ? "\n" : " \\\n";
-      printer->Print(variables, line.c_str());
+      printer->Print(variables, SeqEntry(qualified, is_last));
     });
   }
   // Ends the macro, also that of a service without methods, whose #define line

@@ -6,6 +6,7 @@
 #include <google/protobuf/descriptor.h>
 
 #include <string>
+#include <string_view>
 
 namespace qarn {
 namespace rpc {
@@ -25,6 +26,12 @@ std::string DotsToColons(const std::string& name);
 //   MessageClassName(message, false) -> "Outer_Inner"
 std::string MessageClassName(const google::protobuf::Descriptor* message,
                              bool qualified);
+
+// Gives both names at once and builds but one: makes `*text` the qualified name
+// and returns the other, which is its last part. The view is good until `*text`
+// changes. A text that is overwritten again and again keeps its memory.
+std::string_view AssignMessageClassName(
+    const google::protobuf::Descriptor* message, std::string* text);
 
 // What the names of a service's macros begin with, "Echo_v2" -> "ECHO_V2". The
 // classic locale applies: only "a" to "z" change, other bytes are kept.

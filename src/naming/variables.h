@@ -17,60 +17,61 @@ namespace rpc {
 // methods it holds the values of the last one.
 using VariableMap = std::map<std::string, std::string>;
 
-// Every key there is. The examples are those of the method Ping of the service
-// Echo in a/b/echo.proto, package a.b, with services_namespace=api.
+// Every key there is. They are strings, so that a look-up in the map builds
+// none. The examples are those of the method Ping of the service Echo in
+// a/b/echo.proto, package a.b, with services_namespace=api.
 namespace keys {
 
 // The file.
 
 // The name as protoc gives it: a/b/echo.proto
-inline constexpr char kFilename[] = "filename";
+inline const std::string kFilename = "filename";
 // The name less its suffix: a/b/echo
-inline constexpr char kFilenameBase[] = "filename_base";
+inline const std::string kFilenameBase = "filename_base";
 // One component of the package at a time: a, then b
-inline constexpr char kPart[] = "part";
+inline const std::string kPart = "part";
 // The package with its dots, or nothing: a.b
-inline constexpr char kPackage[] = "Package";
+inline const std::string kPackage = "Package";
 // The same and a dot, or nothing: a.b.
-inline constexpr char kPackageDot[] = "PackageDot";
+inline const std::string kPackageDot = "PackageDot";
 // The parameter; not set when it is empty: api
-inline constexpr char kServicesNamespace[] = "services_namespace";
+inline const std::string kServicesNamespace = "services_namespace";
 // What qualifies a definition in the source, or nothing: api::
-inline constexpr char kNs[] = "ns";
+inline const std::string kNs = "ns";
 // The parameter, or nothing; no template reads it today: api
-inline constexpr char kPrefix[] = "prefix";
+inline const std::string kPrefix = "prefix";
 
 // The service.
 
 // The name as declared: Echo
-inline constexpr char kService[] = "Service";
+inline const std::string kService = "Service";
 
 // The method.
 
 // The name as declared: Ping
-inline constexpr char kMethod[] = "Method";
+inline const std::string kMethod = "Method";
 // The streaming kind: ::qarn::rpc::RMT_SIMPLE
-inline constexpr char kMethodRpcType[] = "MethodRpcType";
+inline const std::string kMethodRpcType = "MethodRpcType";
 // The class of the request: ::a::b::PingRequest
-inline constexpr char kRequest[] = "Request";
+inline const std::string kRequest = "Request";
 // The same without its namespace: PingRequest
-inline constexpr char kRequestNoNs[] = "RequestNoNs";
+inline const std::string kRequestNoNs = "RequestNoNs";
 // PingRequestCallObserverPtr
-inline constexpr char kRequestCallObserverPtr[] = "RequestCallObserverPtr";
+inline const std::string kRequestCallObserverPtr = "RequestCallObserverPtr";
 // PingClientCallPtr
-inline constexpr char kClientCallPtr[] = "ClientCallPtr";
+inline const std::string kClientCallPtr = "ClientCallPtr";
 // PingServerCallPtr
-inline constexpr char kServerCallPtr[] = "ServerCallPtr";
+inline const std::string kServerCallPtr = "ServerCallPtr";
 // PingCallHandle, without the "Server" of the key: users know it by this name
-inline constexpr char kServerCallHandle[] = "ServerCallHandle";
+inline const std::string kServerCallHandle = "ServerCallHandle";
 // The class of the response: ::a::b::PingReply
-inline constexpr char kResponse[] = "Response";
+inline const std::string kResponse = "Response";
 // The same without its namespace: PingReply
-inline constexpr char kResponseNoNs[] = "ResponseNoNs";
+inline const std::string kResponseNoNs = "ResponseNoNs";
 // PingReplyStreamWriterPtr; no template reads it today
-inline constexpr char kResponseStreamWriterPtr[] = "ResponseStreamWriterPtr";
+inline const std::string kResponseStreamWriterPtr = "ResponseStreamWriterPtr";
 // PingReplyCallObserverPtr, with a "Ptr" that the key lacks
-inline constexpr char kResponseCallObserver[] = "ResponseCallObserver";
+inline const std::string kResponseCallObserver = "ResponseCallObserver";
 
 }  // namespace keys
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "header/frame.h"
 #include "header/services.h"
@@ -28,12 +29,13 @@ namespace {
 
 constexpr std::size_t kLargestWrite = std::numeric_limits<int>::max();
 
-// One output file: created with its whole text, closed by its destructor.
+// One output file, opened by its constructor and closed by its destructor.
 class OutputFile {
  public:
-  OutputFile(GeneratorContext* context, const std::string& name,
-             const std::string& text)
-      : stream_(context->Open(name)), coded_stream_(stream_.get()) {
+  OutputFile(GeneratorContext* context, const std::string& name)
+      : stream_(context->Open(name)), coded_stream_(stream_.get()) {}
+
+  void Write(const std::string& text) {
     // One write takes no more than an int can count. A text beyond that goes
     // in pieces all the same: cut short or counted wrong it could look like a
     // success, while a whole one makes the framework refuse to send it.
@@ -52,24 +54,35 @@ class OutputFile {
   CodedOutputStream coded_stream_;
 };
 
+// The sections of a file one after the other, in a text that is large enough
+// from the start.
+std::string Join(const std::string& prologue, const std::string& includes,
+                 const std::string& services, const std::string& epilogue) {
+  std::string text;
+  text.reserve(prologue.size() + includes.size() + services.size() +
+               epilogue.size());
+  return text.append(prologue).append(includes).append(services).append(
+      epilogue);
+}
+
 }  // namespace
 
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  const std::string services = GetHeaderServices(file, parameters);
+  std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return prologue + includes + services + epilogue;
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  const std::string services = GetSourceServices(file, parameters);
+  std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return prologue + includes + services + epilogue;
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 }  // namespace rpc
@@ -79,7 +92,6 @@ bool CppGenerator::Generate(
     const google::protobuf::FileDescriptor* file, const std::string& parameter,
     google::protobuf::compiler::GeneratorContext* context,
     std::string* error) const {
-  using namespace qarn::rpc;
   if (file->options().cc_generic_services()) {
     // The message names the option without its final s; users match the text.
     *error =
@@ -87,16 +99,20 @@ bool CppGenerator::Generate(
         "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
     return false;
   }
-  Parameters parameters;
-  if (!ParseParameters(parameter, &parameters, error)) {
+  qarn::rpc::Parameters parameters;
+  if (!qarn::rpc::ParseParameters(parameter, &parameters, error)) {
     return false;
   }
+  const std::string base = qarn::rpc::OutputBaseName(std::string(file->name()));
+
   // The header is opened first, so it comes first in the response; both files
   // stay open until the end and are closed in reverse order.
-  const std::string base = OutputBaseName(std::string(file->name()));
-  const OutputFile header(context, base + ".rpc.h",
-                          HeaderText(file, parameters));
-  const OutputFile source(context, base + ".rpc.cpp",
-                          SourceText(file, parameters));
+  const std::string header_text = qarn::rpc::HeaderText(file, parameters);
+  qarn::rpc::OutputFile header(context, base + ".rpc.h");
+  header.Write(header_text);
+
+  const std::string source_text = qarn::rpc::SourceText(file, parameters);
+  qarn::rpc::OutputFile source(context, base + ".rpc.cpp");
+  source.Write(source_text);
   return true;
 }

@@ -26,9 +26,7 @@ void PrintSimpleCalls(Printer* printer, const VariableMap& vars) {
       "      channel(), _rpcmethod_$Method$, context(), request, "
       "response_observer);\n"
       "}\n"
-      "\n");
-  printer->Print(
-      vars,
+      "\n"
       "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
       "$ns$$Service$::Stub::$Method$(\n"
       "    const ::qarn::rpc::ClientContext& context,\n"
@@ -52,9 +50,7 @@ void PrintStreamingCalls(Printer* printer, const VariableMap& vars) {
       "    $Response$ >(\n"
       "      channel(), _rpcmethod_$Method$, context(), response_observer);\n"
       "}\n"
-      "\n");
-  printer->Print(
-      vars,
+      "\n"
       "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
       "$ns$$Service$::Stub::$Method$(\n"
       "    const ::qarn::rpc::ClientContext& context,\n"

@@ -1,0 +1,70 @@
+# Makes the project usable by other builds: the alias and the function for those
+# that take its source tree in, the install rules for everyone else. Nothing
+# that is installed holds the path of its prefix, which may be moved.
+
+include(GNUInstallDirs)
+
+option(QARN_RPC_INSTALL "Add the install rules" ${is_top_level})
+
+add_executable(qarn-rpc-gen::protoc-gen-qarn-rpc ALIAS protoc-gen-qarn-rpc)
+set(QARN_RPC_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE INTERNAL
+  "The folder under which the options schema is imported")
+include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake")
+
+if(NOT QARN_RPC_INSTALL)
+  return()
+endif()
+
+install(TARGETS protoc-gen-qarn-rpc EXPORT qarn-rpc-gen-targets
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+# The schema alone: a header made from it here would only fit one release of
+# protobuf.
+install(FILES "${PROJECT_SOURCE_DIR}/proto/morvane/qarn/rpc/service_options.proto"
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/morvane/qarn/rpc")
+install(FILES "${PROJECT_SOURCE_DIR}/docs/protoc-gen-qarn-rpc.1"
+  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" OPTIONAL)
+
+# The CMake package.
+include(CMakePackageConfigHelpers)
+set(package_dir "${CMAKE_INSTALL_DATADIR}/cmake/qarn-rpc-gen")
+set(made_dir "${PROJECT_BINARY_DIR}/package")
+configure_package_config_file(
+  "${CMAKE_CURRENT_LIST_DIR}/qarn-rpc-gen-config.cmake.in"
+  "${made_dir}/qarn-rpc-gen-config.cmake"
+  INSTALL_DESTINATION "${package_dir}"
+  PATH_VARS CMAKE_INSTALL_INCLUDEDIR
+  NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+# A tool serves any architecture. Before 1.0 a minor version may break callers.
+write_basic_package_version_file("${made_dir}/qarn-rpc-gen-config-version.cmake"
+  COMPATIBILITY SameMinorVersion ARCH_INDEPENDENT)
+install(EXPORT qarn-rpc-gen-targets NAMESPACE qarn-rpc-gen:: DESTINATION "${package_dir}")
+install(FILES
+  "${made_dir}/qarn-rpc-gen-config.cmake"
+  "${made_dir}/qarn-rpc-gen-config-version.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcTools.cmake"
+  DESTINATION "${package_dir}")
+
+# The pkg-config file. A folder that was configured as an absolute one stays so.
+set(pkgconfig_dir "${CMAKE_INSTALL_DATADIR}/pkgconfig")
+file(RELATIVE_PATH prefix_from_pkgconfig
+  "${CMAKE_INSTALL_FULL_DATADIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+foreach(kind bindir includedir)
+  string(TOUPPER "CMAKE_INSTALL_${kind}" dir)
+  set(pc_${kind} "${${dir}}")
+  if(NOT IS_ABSOLUTE "${pc_${kind}}")
+    string(PREPEND pc_${kind} "\${prefix}/")
+  endif()
+endforeach()
+configure_file("${CMAKE_CURRENT_LIST_DIR}/qarn-rpc-gen.pc.in"
+  "${made_dir}/qarn-rpc-gen.pc" @ONLY)
+install(FILES "${made_dir}/qarn-rpc-gen.pc" DESTINATION "${pkgconfig_dir}")
+
+if(is_top_level)
+  include("${PROJECT_SOURCE_DIR}/packaging/Packaging.cmake")
+endif()

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The checks of style: clang-format, clang-tidy, cppcheck, the direction of
+# includes and shellcheck, each at zero findings. Needs the build folder of the preset dev for clang-tidy.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [[ ! -f build/dev/compile_commands.json ]]; then
+  echo "lint.sh: there is no build/dev; run scripts/test.sh first." >&2
+  exit 1
+fi
+
+mapfile -t sources < <(git ls-files '*.h' '*.cc' ':!tests/golden')
+mapfile -t units < <(git ls-files 'src/*.cc')
+mapfile -t scripts < <(git ls-files 'scripts/*.sh' '.ci/run' '*.sh' | sort -u)
+
+echo "clang-format: ${#sources[@]} files"
+clang-format-14 --dry-run -Werror "${sources[@]}"
+
+echo "clang-tidy: ${#units[@]} files"
+printf '%s\n' "${units[@]}" |
+  xargs -P "$(nproc)" -n 4 clang-tidy-14 -p build/dev --quiet --warnings-as-errors='*'
+
+echo "cppcheck: src"
+cppcheck --enable=warning,style,performance,portability --inline-suppr \
+  --error-exitcode=1 --quiet --std=c++17 --language=c++ \
+  --suppress=missingIncludeSystem -I src src
+
+# Includes run downwards: text, naming, header beside source, plugin. The one
+# exception is the record of parameters.
+echo "includes: src"
+check_floor() {
+  local room=$1 above=$2
+  if grep -nE "^#include \"($above)/" "src/$room"/* | grep -v 'plugin/parameters\.h'; then
+    echo "lint.sh: src/$room must not include what stands above or beside it" >&2
+    exit 1
+  fi
+}
+check_floor text 'naming|header|source|plugin'
+check_floor naming 'header|source|plugin'
+check_floor header 'source|plugin'
+check_floor source 'header|plugin'
+
+echo "shellcheck: ${#scripts[@]} files"
+shellcheck "${scripts[@]}"

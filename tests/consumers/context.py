@@ -1,0 +1,61 @@
+"""Where a test finds everything, and how it makes and watches a project."""
+
+import os
+
+from kit import WatchedBuild, copy_into, expect, fresh_folder, run
+
+TEXT = {"generate text", "compile text.pb", "compile text.rpc"}
+ECHO = {"generate echo", "compile echo.pb", "compile echo.rpc", "compile main", "link echo"}
+SCHEMA = {"generate service_options", "compile service_options.pb"}
+OPTIONS = SCHEMA | {"link libqarn_rpc_service_options.a"}
+
+
+class Context:
+    """Where everything is. `prefix` is where the installed files were moved."""
+
+    def __init__(self, arguments):
+        self.source = os.path.abspath(arguments.source)
+        self.build = os.path.abspath(arguments.build)
+        self.config = arguments.config
+        self.top = os.path.abspath(arguments.work)
+        self.work = os.path.join(self.top, arguments.scenario)
+        self.prefix = os.path.join(self.top, "moved", "prefix")
+        self.plugin = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
+        self.schema = os.path.join(
+            self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto")
+        self.example = os.path.join(self.source, "examples", "echo")
+        self.runtime = os.path.join(self.source, "tests", "runtime")
+        self.projects = os.path.join(self.source, "tests", "consumers")
+        self.pkg_config = {"PKG_CONFIG_PATH": os.path.join(self.prefix, "share", "pkgconfig")}
+
+    def project(self, name, *more, folder=None):
+        """Copies the project `name` and `more` to a fresh folder, and names it."""
+        folder = fresh_folder(folder or os.path.join(self.work, "project"))
+        copy_into(folder, os.path.join(self.projects, name), *more)
+        return folder
+
+    def echo_project(self, name, folder=None):
+        """The project `name` with the example's sources."""
+        return self.project(name, self.example, folder=folder)
+
+    def cmake(self, project, *arguments, generator="Ninja", config=None, env=None):
+        """Configures `project` in its folder `build`, and watches that."""
+        build = os.path.join(project, "build")
+        run(["cmake", "-S", project, "-B", build, "-G", generator,
+             f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DRPC_RUNTIME_DIR={self.runtime}",
+             *arguments], env=env)
+        command = ["cmake", "--build", build, "--parallel", "2"]
+        return WatchedBuild(command + (["--config", config] if config else []), build, env=env)
+
+    def expect_conversation(self, program):
+        """Fails unless `program` prints what the example promises."""
+        with open(os.path.join(self.example, "conversation.txt"), encoding="utf-8") as file:
+            expect("output of the example", run([program]), file.read())
+
+
+def write_program(path, text):
+    """Writes a shell script that can be run."""
+    with open(path, "w", encoding="utf-8") as file:
+        file.write("#!/bin/sh\n" + text)
+    os.chmod(path, 0o755)
+    return path

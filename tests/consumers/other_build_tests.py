@@ -1,0 +1,63 @@
+"""Make, Meson and buf."""
+
+import os
+import shutil
+
+from context import ECHO, SCHEMA, TEXT
+from kit import Failure, WatchedBuild, expect_in, fresh_folder, need, run
+
+
+def expect_exact_rebuilds_elsewhere(context, project, build):
+    """As with CMake, in builds without a library for the options."""
+    build.expect_all(TEXT | ECHO | SCHEMA)
+    build.expect_after(os.path.join(project, "text.proto"), TEXT | ECHO)
+    build.expect_after(os.path.join(project, "echo.proto"), ECHO)
+    build.expect_after(context.schema, SCHEMA | ECHO)
+    build.expect_after(context.plugin, TEXT | ECHO)
+
+
+def test_make(context):
+    """A plain Makefile that finds the plugin by pkg-config."""
+    need("make", "pkg-config")
+    project = context.echo_project("make")
+    message = run(["make"], cwd=project, status=2, env={"PKG_CONFIG_PATH": "/nowhere"})
+    expect_in("make without the package", message, "pkg-config does not find qarn-rpc-gen")
+    env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime}
+    build = WatchedBuild(["make", "-j2"], project, cwd=project, env=env)
+    expect_exact_rebuilds_elsewhere(context, project, build)
+    context.expect_conversation(os.path.join(project, "echo"))
+    expect_in("make after no edit", build.build()[1], "make: 'echo' is up to date.")
+
+
+def test_meson(context):
+    """Meson, with custom_target and depfiles."""
+    need("meson", "ninja", "pkg-config")
+    project = context.echo_project("meson")
+    folder = os.path.join(project, "build")
+    run(["meson", "setup", folder, project, "--buildtype=plain",
+         f"-Drpc_runtime_dir={context.runtime}"], env=context.pkg_config)
+    build = WatchedBuild(["ninja", "-C", folder, "-j2"], folder, env=context.pkg_config)
+    expect_exact_rebuilds_elsewhere(context, project, build)
+    context.expect_conversation(os.path.join(folder, "echo"))
+
+
+def test_buf(context):
+    """buf generate with a local plugin, without a network where that can be had."""
+    need("buf", "protoc", "pkg-config")
+    project = context.project("buf")
+    os.makedirs(os.path.join(project, "proto"))
+    for name in ("echo.proto", "text.proto"):
+        shutil.copy(os.path.join(context.example, name), os.path.join(project, "proto"))
+    shutil.copy(os.path.join(context.example, "main.cc"), project)
+    home = fresh_folder(os.path.join(context.work, "home"))
+    env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime,
+           "HOME": home, "XDG_CACHE_HOME": home,
+           "PATH": os.path.dirname(context.plugin) + os.pathsep + os.environ["PATH"]}
+    offline = ["unshare", "--map-root-user", "--net"]
+    try:
+        run([*offline, "true"])
+    except (Failure, FileNotFoundError):
+        print("no network namespace here, so the network is not cut off")
+        offline = []
+    run([*offline, "./build.sh"], cwd=project, env=env)
+    context.expect_conversation(os.path.join(project, "echo"))

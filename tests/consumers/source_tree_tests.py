@@ -1,0 +1,43 @@
+"""CMake projects that take the source tree in."""
+
+import os
+import shutil
+
+from context import ECHO, TEXT
+from kit import expect, run
+
+
+def copy_of_source_tree(context, folder):
+    """Copies what the project is built from, so that it can be edited."""
+    os.makedirs(folder)
+    for name in ("CMakeLists.txt", "cmake", "docs", "packaging", "proto", "src"):
+        source = os.path.join(context.source, name)
+        target = os.path.join(folder, name)
+        (shutil.copytree if os.path.isdir(source) else shutil.copy)(source, target)
+    return folder
+
+
+def test_add_subdirectory(context):
+    """The source tree as a folder of the project; the plugin is built with it."""
+    project = context.echo_project("add_subdirectory")
+    tree = copy_of_source_tree(context, os.path.join(project, "third_party", "qarn-rpc-gen"))
+    build = context.cmake(project)
+    build.build()
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    build.expect_nothing()
+    # A new plugin writes new code. main.cc is the plugin's and the program's.
+    build.expect_after(os.path.join(tree, "src", "plugin", "main.cc"),
+                       TEXT | ECHO | {"link protoc-gen-qarn-rpc"})
+    installed = run(["cmake", "--install", build.folder,
+                     "--prefix", os.path.join(context.work, "installed")])
+    expect("files that a user of the tree installs", "qarn-rpc" in installed, False)
+
+
+def test_fetch_content(context):
+    """FetchContent, from the local tree."""
+    project = context.echo_project("fetch_content")
+    tree = copy_of_source_tree(context, os.path.join(context.work, "tree"))
+    build = context.cmake(project, f"-DQARN_RPC_SOURCE_DIR={tree}")
+    build.build()
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    build.expect_nothing()

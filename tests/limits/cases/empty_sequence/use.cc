@@ -1,0 +1,11 @@
+#include "api.rpc.h"
+
+#include <initializer_list>
+
+#define ENTRY(r, data, method) demo::method,
+
+static int Count(std::initializer_list<demo::EchoMethod> methods) {
+  return static_cast<int>(methods.size());
+}
+
+int main() { return Count({BOOST_PP_SEQ_ENUM(ECHO_METHODS)}); }
