@@ -4,8 +4,10 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <memory>
-#include <utility>
 
 #include "header/frame.h"
 #include "header/services.h"
@@ -24,14 +26,23 @@ using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
 
+constexpr std::size_t kLargestWrite = std::numeric_limits<int>::max();
+
 // One output file, opened by its constructor and closed by its destructor.
 class OutputFile {
  public:
   OutputFile(GeneratorContext* context, const std::string& name)
       : stream_(context->Open(name)), coded_stream_(stream_.get()) {}
 
+  // Writes `text` in one piece, unless it is larger than one write can count.
+  // Such a text must arrive whole too: the framework then refuses to send it,
+  // while one that was counted wrong could look like a success.
   void Write(const std::string& text) {
-    coded_stream_.WriteRaw(text.data(), static_cast<int>(text.size()));
+    for (std::size_t begin = 0; begin < text.size(); begin += kLargestWrite) {
+      coded_stream_.WriteRaw(
+          text.data() + begin,
+          static_cast<int>(std::min(text.size() - begin, kLargestWrite)));
+    }
   }
 
  private:
@@ -57,19 +68,19 @@ std::string Join(const std::string& prologue, const std::string& includes,
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  std::string services = GetHeaderServices(file, parameters);
+  const std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  std::string services = GetSourceServices(file, parameters);
+  const std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 }  // namespace rpc
