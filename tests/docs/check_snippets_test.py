@@ -4,10 +4,12 @@
 import contextlib
 import io
 import pathlib
+import sys
 import tempfile
 import unittest
 
-import check_snippets
+sys.dont_write_bytecode = True  # the source tree stays as it is
+import check_snippets  # noqa: E402
 
 SOURCE = """\
 int main() {

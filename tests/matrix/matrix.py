@@ -31,6 +31,7 @@ import pathlib
 import re
 import sys
 
+sys.dont_write_bytecode = True  # the source tree stays as it is
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 from support import exercise  # noqa: E402
 from support.toolchain import (  # noqa: E402
@@ -78,6 +79,11 @@ FAULTS = [
     ("a handler that is not declared", ".rpc.cpp", "Service::Upload)",
      "Service::Load)", "Load"),
 ]
+
+# The same for what only the calls can show: the texts compile, and link.
+FAULT_OF_CALLS = (
+    "a call of another method", ".rpc.cpp", "_rpcmethod_Ask, context(),",
+    "_rpcmethod_Listen, context(),", "not so: kinds.Kinds/Ask is called")
 
 
 class Matrix:
@@ -140,10 +146,9 @@ def make_messages_of_case(matrix, compiler, case):
                   matrix.messages(case))
 
 
-def compile_run(matrix, toolchain, folder, work):
-    """Compiles the expected files of one run, each header on its own; links
+def compile_run(matrix, toolchain, case, folder, work):
+    """Compiles the files of one run of the case, each header on its own; links
     them and makes the calls."""
-    case = folder.parent.name
     messages = [matrix.messages(case), matrix.options()]
     rpc = [folder, matrix.runtime]
     headers = sorted(folder.rglob("*.rpc.h"))
@@ -169,7 +174,7 @@ def compile_run(matrix, toolchain, folder, work):
         services += exercise.services_of(
             header.read_text(encoding="utf-8"),
             value if name == "services_namespace" else "")
-    proto_folder = folder.parent / "proto"
+    proto_folder = matrix.golden / case / "proto"
     protos = [path.relative_to(proto_folder).as_posix()
               for path in sorted(proto_folder.rglob("*")) if path.is_file()]
     unit = write(work / "main.cc",
@@ -218,7 +223,7 @@ def test_case(matrix, compiler, standard, case):
         if (golden / "NOT_COMPILED").exists():
             refuse_run(matrix, toolchain, folder)
         else:
-            compile_run(matrix, toolchain, folder,
+            compile_run(matrix, toolchain, case, folder,
                         matrix.work(compiler, standard, case) / folder.name)
 
 
@@ -230,7 +235,7 @@ def test_optimised(matrix, compiler, standard):
     case = "all_four_kinds"
     for folder in [matrix.golden / case / "plain",
                    matrix.golden / case / "services_namespace=services"]:
-        compile_run(matrix, toolchain, folder,
+        compile_run(matrix, toolchain, case, folder,
                     matrix.work(compiler, standard, "optimised") / folder.name)
 
 
@@ -256,33 +261,51 @@ def test_control(matrix, compiler, standard):
     """Without this, a matrix that sees nothing would look like one that finds
     nothing."""
     toolchain = matrix.toolchain(compiler, standard)
-    folder = matrix.golden / "all_four_kinds" / "services_namespace=services"
+    case = "all_four_kinds"
+    run_name = "services_namespace=services"
     names = ["kinds/four.rpc.h", "kinds/four.rpc.cpp"]
-    texts = {name: (folder / name).read_text(encoding="utf-8")
+    texts = {name: (matrix.golden / case / run_name / name).read_text("utf-8")
              for name in names}
 
-    def compile_copy(label, changed, expect_success):
-        work = matrix.work(compiler, standard, f"control/{label}")
-        for name in names:
-            write(work / name, changed[name])
-        return toolchain.compile(
-            work / names[1], [work, matrix.runtime],
-            [matrix.messages("all_four_kinds"), matrix.options()],
-            work / "four.o", expect_success=expect_success)
-
-    compile_copy("unchanged", texts, expect_success=True)
-    for fault, suffix, old, new, diagnostic in FAULTS:
+    def broken_copy(fault, suffix, old, new):
+        """A copy of the files, with `old` replaced; returns its folder."""
         name = f"kinds/four{suffix}"
-        changed = dict(texts)
-        changed[name] = texts[name].replace(old, new)
-        if changed[name] == texts[name]:
+        if old not in texts[name]:
             raise Failure(f'{name} has no "{old}" to put {fault} there')
-        output = compile_copy(fault.replace(" ", "_"), changed,
+        folder = (matrix.work(compiler, standard, "control") /
+                  fault.replace(" ", "_") / run_name)
+        for each in names:
+            write(folder / each, texts[each])
+        write(folder / name, texts[name].replace(old, new))
+        return folder
+
+    def compile_copy(folder, expect_success):
+        return toolchain.compile(
+            folder / names[1], [folder, matrix.runtime],
+            [matrix.messages(case), matrix.options()], folder / "four.o",
+            expect_success)
+
+    compile_copy(broken_copy("nothing", ".rpc.h", "Kinds", "Kinds"),
+                 expect_success=True)
+    for fault, suffix, old, new, diagnostic in FAULTS:
+        output = compile_copy(broken_copy(fault, suffix, old, new),
                               expect_success=False)
         if not re.search(rf"four{re.escape(suffix)}:\d+:\d+: error: .*"
                          rf"({diagnostic})", output):
             raise Failure(f"{fault} was refused for another reason:\n{output}")
         print(f"{fault}: refused, as it must be")
+
+    *fault, expected = FAULT_OF_CALLS
+    folder = broken_copy(*fault)
+    try:
+        compile_run(matrix, toolchain, case, folder, folder.parent / "work")
+    except Failure as failure:
+        if expected not in str(failure):
+            raise Failure(f"{fault[0]} was noticed for another reason:\n"
+                          f"{failure}") from failure
+        print(f"{fault[0]}: noticed, as it must be")
+    else:
+        raise Failure(f"{fault[0]} was not noticed")
 
 
 def main(arguments):

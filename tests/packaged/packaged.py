@@ -20,6 +20,7 @@ import shutil
 import subprocess
 import sys
 
+sys.dont_write_bytecode = True  # the source tree stays as it is
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 from support import exercise  # noqa: E402
 from support.toolchain import (  # noqa: E402
