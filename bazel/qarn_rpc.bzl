@@ -1,0 +1,209 @@
+"""cc_qarn_rpc_library: a C++ library of the RPC classes of .proto files.
+
+The macro puts three things together: the message code, which is Bazel's own
+cc_proto_library, so that a program which also names it elsewhere links it once;
+one protoc run for each proto_library, which writes the .rpc.h and .rpc.cpp
+files; and a cc_library of those.
+
+Tried with Bazel 4.2.3. Rules and providers are loaded from their rule sets, as
+later releases want it, but no later release was tried.
+"""
+
+load("@com_google_protobuf//bazel:cc_proto_library.bzl", "cc_proto_library")
+load("@com_google_protobuf//bazel/common:proto_info.bzl", "ProtoInfo")
+load("@rules_cc//cc:defs.bzl", "cc_library")
+
+# Attributes of cc_library that the macro sets itself.
+_OWN_ATTRIBUTES = ["srcs", "hdrs", "includes", "include_prefix", "strip_include_prefix"]
+
+# Attributes that hold for the helper targets as much as for the library.
+_SHARED_ATTRIBUTES = ["compatible_with", "restricted_to", "tags", "target_compatible_with", "testonly"]
+
+_IDENTIFIER_START = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_"
+_IDENTIFIER = _IDENTIFIER_START + "0123456789"
+
+def _is_identifier(text):
+    """Whether `text` can be a C++ name, such as "api" or "v2_api"."""
+    if not text or text[0] not in _IDENTIFIER_START:
+        return False
+    return all([char in _IDENTIFIER for char in text.elems()])
+
+def _check_namespace(label, text):
+    """Fails unless `text` is empty or a namespace, such as "api" or "acme::api"."""
+    if text and not all([_is_identifier(part) for part in text.split("::")]):
+        fail(("%s: services_namespace is \"%s\", which is no C++ namespace. " +
+              "Write names joined by ::, such as \"acme::api\".") % (label, text))
+
+def _import_path(source, proto_info):
+    """The path by which .proto files import `source`, such as "a/b.proto"."""
+    root = proto_info.proto_source_root + "/"
+    return source.path[len(root):] if source.path.startswith(root) else source.path
+
+def _output_stem(import_path):
+    """The name of the generated files without suffix: "a/b.proto" -> "a/b"."""
+    for extension in [".protodevel", ".proto"]:
+        if import_path.endswith(extension):
+            return import_path[:-len(extension)]
+    return import_path
+
+def _generate(ctx, dep):
+    """Declares the protoc run of one proto_library; returns (headers, sources)."""
+    proto_info = dep[ProtoInfo]
+    if not proto_info.direct_sources:
+        fail(("%s: %s has no .proto file of its own. " +
+              "List in deps the proto_library targets whose srcs hold them.") %
+             (ctx.label, dep.label))
+
+    # Below a folder of the target's own: two targets may then generate the same
+    # .proto file with different namespaces, from any package.
+    stems = [_output_stem(_import_path(f, proto_info)) for f in proto_info.direct_sources]
+    headers = [ctx.actions.declare_file("%s/%s.rpc.h" % (ctx.label.name, s)) for s in stems]
+    sources = [ctx.actions.declare_file("%s/%s.rpc.cpp" % (ctx.label.name, s)) for s in stems]
+    out = headers[0].path[:-len("/%s.rpc.h" % stems[0])]
+
+    args = ctx.actions.args()
+    args.add(ctx.executable.plugin, format = "--plugin=protoc-gen-qarn-rpc=%s")
+    args.add(out, format = "--qarn-rpc_out=%s")
+    if ctx.attr.services_namespace:
+        # Not within --qarn-rpc_out, where protoc would end the parameters at
+        # the first colon: a::b has two.
+        args.add(ctx.attr.services_namespace, format = "--qarn-rpc_opt=services_namespace=%s")
+
+    # protoc names a file after the first root that fits, so its own comes first.
+    roots = [proto_info.proto_source_root or "."] + proto_info.transitive_proto_path.to_list()
+    args.add_all(roots, format_each = "--proto_path=%s", uniquify = True)
+    args.add_all(proto_info.direct_sources)
+
+    ctx.actions.run(
+        executable = ctx.executable.protoc,
+        arguments = [args],
+        inputs = proto_info.transitive_sources,
+        tools = [ctx.attr.plugin[DefaultInfo].files_to_run],
+        outputs = headers + sources,
+        mnemonic = "QarnRpcGenerate",
+        progress_message = "Generating RPC classes of %s" % dep.label,
+    )
+    return headers, sources
+
+def _qarn_rpc_sources_impl(ctx):
+    _check_namespace(ctx.label, ctx.attr.services_namespace)
+    headers = []
+    sources = []
+    for dep in ctx.attr.deps:
+        dep_headers, dep_sources = _generate(ctx, dep)
+        headers += dep_headers
+        sources += dep_sources
+    return [
+        DefaultInfo(files = depset(headers + sources)),
+        OutputGroupInfo(headers = depset(headers), sources = depset(sources)),
+    ]
+
+_qarn_rpc_sources = rule(
+    doc = "The .rpc.h and .rpc.cpp files of proto_library targets, uncompiled.",
+    implementation = _qarn_rpc_sources_impl,
+    attrs = {
+        "deps": attr.label_list(
+            providers = [ProtoInfo],
+            doc = "The proto_library targets to generate.",
+        ),
+        "services_namespace": attr.string(
+            doc = "The namespace to put around the service classes, or empty.",
+        ),
+        "plugin": attr.label(
+            executable = True,
+            cfg = "exec",
+            allow_files = True,
+            mandatory = True,
+            doc = "The protoc-gen-qarn-rpc program.",
+        ),
+        "protoc": attr.label(
+            executable = True,
+            cfg = "exec",
+            allow_files = True,
+            mandatory = True,
+            doc = "The protoc program.",
+        ),
+    },
+)
+
+def cc_qarn_rpc_library(
+        name,
+        deps = None,
+        runtime = None,
+        services_namespace = "",
+        plugin = Label("//:protoc-gen-qarn-rpc"),
+        protoc = Label("//bazel:protoc"),
+        boost = Label("//bazel:boost"),
+        protobuf = Label("//bazel:protobuf"),
+        **kwargs):
+    """The RPC classes of proto_library targets as a C++ library.
+
+    A file a/b.proto is then included as "a/b.rpc.h", and its messages come along
+    as "a/b.pb.h". Classes are generated for the targets in `deps` themselves,
+    not for the ones they depend on, whose messages are there all the same.
+
+    Args:
+      name: name of the library.
+      deps: the proto_library targets, a list of labels; mandatory.
+      runtime: the cc_library with the RPC runtime, which provides "qarn/rpc.h";
+        mandatory.
+      services_namespace: a namespace to put around the service classes, such as
+        "api" or "acme::api"; none by default.
+      plugin: the generator, a target or a prebuilt file.
+      protoc: protobuf's compiler, a target or a prebuilt file. The message code
+        is Bazel's to generate, with the compiler that the build is set up for;
+        bring the same one.
+      boost: a cc_library with Boost's headers.
+      protobuf: a cc_library with protobuf's library.
+      **kwargs: further attributes of cc_library, such as visibility.
+    """
+    if type(deps) != "list" or not deps:
+        fail(("cc_qarn_rpc_library \"%s\": deps is %s. Give it a list of proto_library targets, " +
+              "such as deps = [\":greeting_proto\"]; a select() cannot be taken.") %
+             (name, repr(deps)))
+    if not runtime:
+        fail(("cc_qarn_rpc_library \"%s\": runtime is missing. Name the cc_library that provides " +
+              "qarn/rpc.h, such as runtime = \"//third_party/qarn_rpc\".") % name)
+    for attribute in _OWN_ATTRIBUTES:
+        if attribute in kwargs:
+            fail(("cc_qarn_rpc_library \"%s\": %s is set by the macro. Leave it out; code of your " +
+                  "own belongs in a cc_library that depends on this one.") % (name, attribute))
+    shared = {key: kwargs[key] for key in _SHARED_ATTRIBUTES if key in kwargs}
+
+    # cc_proto_library takes one proto_library, so there is one for each.
+    messages = ["%s_messages_%d" % (name, i) for i in range(len(deps))]
+    for message, dep in zip(messages, deps):
+        cc_proto_library(
+            name = message,
+            deps = [dep],
+            visibility = ["//visibility:private"],
+            **shared
+        )
+
+    files = name + "_qarn_rpc"
+    _qarn_rpc_sources(
+        name = files,
+        deps = deps,
+        plugin = plugin,
+        protoc = protoc,
+        services_namespace = services_namespace,
+        visibility = ["//visibility:private"],
+        **shared
+    )
+    for group in ["headers", "sources"]:
+        native.filegroup(
+            name = "%s_%s" % (files, group),
+            srcs = [files],
+            output_group = group,
+            visibility = ["//visibility:private"],
+            **shared
+        )
+    cc_library(
+        name = name,
+        srcs = [files + "_sources"],
+        hdrs = [files + "_headers"],
+        # The folder that stands for the root of all import paths.
+        includes = [files],
+        deps = messages + [runtime, boost, protobuf],
+        **kwargs
+    )

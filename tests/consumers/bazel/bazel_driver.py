@@ -1,0 +1,155 @@
+"""Runs Bazel and reads what it did: the actions that ran and those it has."""
+
+import json
+import os
+import re
+import subprocess
+
+
+class Failure(Exception):
+    """A check that did not hold, or a command that failed; the text says why."""
+
+
+def expect_equal(what, actual, expected):
+    """Fails unless `actual` is `expected`; `what` names it in the message."""
+    if actual != expected:
+        raise Failure(f"{what}:\n  expected {expected}\n  but got  {actual}")
+
+
+def run(command, stdin=None, text=True, **options):
+    """Runs a command that must succeed; `stdin` is the path of a file."""
+    with open(stdin or os.devnull, "rb") as stdin_file:
+        result = subprocess.run(command, stdin=stdin_file, text=text,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                check=False, **options)
+    if result.returncode != 0:
+        raise Failure(f"{command} ended with {result.returncode}:\n"
+                      f"{result.stdout[-4000:]}\n{result.stderr[-8000:]}")
+    return result
+
+
+def _place(path):
+    """A path without the name of its configuration: bazel-out/k8/bin/a -> BIN/a."""
+    return re.sub(r"^bazel-out/[^/]+/bin/", "BIN/", path)
+
+
+class RanAction:
+    """An entry of the execution log."""
+
+    def __init__(self, entry):
+        self.mnemonic = entry["mnemonic"]
+        output = _place(sorted(entry["listedOutputs"])[0])
+        # Such as "CppLink weather/weather": what it is and what it made first.
+        self.name = f"{self.mnemonic} {output.replace('BIN/', '', 1)}"
+        self.runner = entry["runner"]
+        self.cached = entry["remoteCacheHit"]
+        self.environment = entry["environmentVariables"]
+
+    def __repr__(self):
+        return self.name
+
+
+class PlannedAction:
+    """An action of `bazel aquery`."""
+
+    def __init__(self, action, targets, paths, input_sets):
+        self.target = targets[action["targetId"]]
+        self.arguments = action.get("arguments", [])
+        # Places of the files read. A middleman stands for the shared libraries
+        # beside a program and is no file.
+        self.inputs = {
+            _place(paths[file])
+            for file in input_sets(action.get("inputDepSetIds", []))
+            if "/_middlemen/" not in paths[file]
+        }
+
+    def __repr__(self):
+        return f"{self.target} {self.arguments}"
+
+
+class Bazel:
+    """Bazel in one workspace, with an output folder and a cache of our own."""
+
+    def __init__(self, workspace, output, disk_cache):
+        self.workspace = workspace
+        self.cache_hits = []
+        self._log = os.path.join(output, "execution_log.json")
+        self._disk_cache = disk_cache
+        os.makedirs(output, exist_ok=True)
+        # The idle limit is for a test that is killed: it ends with shutdown().
+        self._command = ["bazel", "--nohome_rc", f"--output_user_root={output}",
+                         "--max_idle_secs=60", "--host_jvm_args=-Xmx1g"]
+
+    def run(self, *arguments):
+        """Runs one Bazel command that must succeed."""
+        return run([*self._command, *arguments], cwd=self.workspace)
+
+    def shutdown(self):
+        """Ends the server; it does no harm when there is none."""
+        self.run("shutdown")
+
+    def exec_root(self):
+        """The folder in which paths of actions begin."""
+        return self.run("info", "execution_root").stdout.strip()
+
+    def build(self, *targets):
+        """Builds; returns the actions that ran, leaving hits in cache_hits."""
+        self.run("build", "--jobs=2", f"--disk_cache={self._disk_cache}",
+                 f"--execution_log_json_file={self._log}", *targets)
+        actions = [RanAction(entry) for entry in self._read_log()]
+        self.cache_hits = [action for action in actions if action.cached]
+        return [action for action in actions if not action.cached]
+
+    def _read_log(self):
+        """The objects of the log, which stand in it one after the other."""
+        with open(self._log, encoding="utf-8") as file:
+            text = file.read().strip()
+        decoder = json.JSONDecoder()
+        while text:
+            entry, end = decoder.raw_decode(text)
+            yield entry
+            text = text[end:].lstrip()
+
+    def refused(self, *arguments):
+        """Runs one Bazel command that must fail; returns what it printed."""
+        result = subprocess.run(
+            [*self._command, *arguments], cwd=self.workspace, text=True,
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        if result.returncode == 0:
+            raise Failure(f"{arguments} should have failed")
+        return result.stdout
+
+    def fail_text(self, target):
+        """The text that fail() gives when `target` is analysed."""
+        output = self.refused("build", "--nobuild", target)
+        message = re.search(r"^Error in fail: (.*)$", output, re.M)
+        if not message:
+            raise Failure(f"{target} was not refused by fail():\n{output}")
+        return message.group(1)
+
+    def aquery(self, query, *flags):
+        """The actions that a query finds, without running them."""
+        graph = json.loads(self.run("aquery", "--output=jsonproto", *flags,
+                                    query).stdout)
+        fragments = {f["id"]: f for f in graph.get("pathFragments", [])}
+
+        def path(fragment_id):
+            fragment = fragments[fragment_id]
+            parent = fragment.get("parentId")
+            start = path(parent) + "/" if parent else ""
+            return start + fragment["label"]
+
+        paths = {a["id"]: path(a["pathFragmentId"])
+                 for a in graph.get("artifacts", [])}
+        sets = {s["id"]: s for s in graph.get("depSetOfFiles", [])}
+
+        def input_sets(ids):
+            files = set()
+            for set_id in ids:
+                files.update(sets[set_id].get("directArtifactIds", []))
+                files |= input_sets(sets[set_id].get("transitiveDepSetIds", []))
+            return files
+
+        targets = {t["id"]: t["label"] for t in graph.get("targets", [])}
+        return [PlannedAction(action, targets, paths, input_sets)
+                for action in graph.get("actions", [])]
