@@ -116,13 +116,18 @@ class Matrix:
         return self.build / "work" / name / part
 
 
+# What stands beside the options schema. Everything else is a .proto file,
+# whatever its suffix.
+BUILD_FILES = {"CMakeLists.txt", "BUILD.bazel"}
+
+
 def make_messages(matrix, compiler, proto_folder, folder):
     """Generates and compiles the messages of the .proto files below the
     folder."""
     folder.mkdir(parents=True, exist_ok=True)
     names = [path.relative_to(proto_folder)
              for path in sorted(proto_folder.rglob("*"))
-             if path.is_file() and path.name != "CMakeLists.txt"]
+             if path.is_file() and path.name not in BUILD_FILES]
     run([matrix.protoc, "-I", proto_folder, "-I", matrix.proto,
          f"--cpp_out={folder}"] + names)
     # Every compiler and standard can link the objects of one.
