@@ -56,6 +56,11 @@ fi
 
 missing=()
 for package in "${needed[@]}"; do
+  # npm may have come with a nodejs from elsewhere, beside which Debian's cannot
+  # be installed.
+  if [[ "$package" == npm ]] && command -v npm >/dev/null; then
+    continue
+  fi
   status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
   # dpkg-query names a package once for each architecture that has it.
   if [[ "$status" != installed* ]]; then

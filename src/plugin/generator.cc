@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
-#include <utility>
 
 #include "header/frame.h"
 #include "header/services.h"
@@ -35,15 +34,14 @@ class OutputFile {
   OutputFile(GeneratorContext* context, const std::string& name)
       : stream_(context->Open(name)), coded_stream_(stream_.get()) {}
 
+  // Writes `text` in one piece, unless it is larger than one write can count.
+  // Such a text must arrive whole too: the framework then refuses to send it,
+  // while one that was counted wrong could look like a success.
   void Write(const std::string& text) {
-    // One write takes no more than an int can count. A text beyond that goes
-    // in pieces all the same: cut short or counted wrong it could look like a
-    // success, while a whole one makes the framework refuse to send it.
-    std::size_t written = 0;
-    while (written < text.size()) {
-      const std::size_t size = std::min(text.size() - written, kLargestWrite);
-      coded_stream_.WriteRaw(text.data() + written, static_cast<int>(size));
-      written += size;
+    for (std::size_t begin = 0; begin < text.size(); begin += kLargestWrite) {
+      coded_stream_.WriteRaw(
+          text.data() + begin,
+          static_cast<int>(std::min(text.size() - begin, kLargestWrite)));
     }
   }
 
@@ -70,19 +68,19 @@ std::string Join(const std::string& prologue, const std::string& includes,
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  std::string services = GetHeaderServices(file, parameters);
+  const std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  std::string services = GetSourceServices(file, parameters);
+  const std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 }  // namespace rpc

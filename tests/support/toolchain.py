@@ -1,0 +1,142 @@
+"""Compiles generated RPC files as a strict user would: with every common
+warning on, and all of them errors.
+
+A warning in a header that was found through -isystem is silent. So the RPC
+files must be found through -I, and protobuf's message headers, whose warnings
+are not ours, through -isystem. The two therefore never share a folder.
+"""
+
+import concurrent.futures
+import os
+import pathlib
+import shlex
+import subprocess
+
+WARNINGS = [
+    "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wnon-virtual-dtor",
+    "-Werror",
+]
+
+# Prebuilt once a compiler and standard, because every generated file includes
+# most of it. What is silent here is silent in a compile without it, too: all of
+# it comes from system folders.
+PREFIX_TEXT = """\
+#include <boost/intrusive_ptr.hpp>
+#include <boost/preprocessor.hpp>
+#include <boost/shared_ptr.hpp>
+#include <deque>
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/extension_set.h>
+#include <google/protobuf/generated_message_reflection.h>
+#include <google/protobuf/generated_message_util.h>
+#include <google/protobuf/message.h>
+#include <google/protobuf/metadata_lite.h>
+#include <google/protobuf/repeated_field.h>
+#include <google/protobuf/unknown_field_set.h>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+"""
+
+
+class Failure(Exception):
+    """A command or an expectation failed; the text says which, and how."""
+
+
+def run(command, expect_success=True):
+    """Runs the command and returns what it printed, errors included.
+
+    Raises Failure, with the command and its output, if it fails and
+    `expect_success` is set, or succeeds and it is not.
+    """
+    done = subprocess.run([str(word) for word in command], text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    if (done.returncode == 0) != expect_success:
+        outcome = ("succeeded, and must not" if done.returncode == 0 else
+                   f"failed with status {done.returncode}")
+        line = " ".join(shlex.quote(str(word)) for word in command)
+        raise Failure(f"{line}\n{outcome}\n{done.stdout}")
+    return done.stdout
+
+
+def in_parallel(function, items):
+    """Calls the function for each item, two at a time. All of them are tried;
+    then the first failure is raised."""
+    with concurrent.futures.ThreadPoolExecutor(max_workers=2) as pool:
+        calls = [pool.submit(function, item) for item in items]
+    return [call.result() for call in calls]
+
+
+def write(path, text):
+    """Writes a file and the folders above it; returns its path."""
+    path = pathlib.Path(path)
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text, encoding="utf-8")
+    return path
+
+
+class Toolchain:
+    """One compiler at one standard.
+
+    compiler: the path or name of g++ or clang++.
+    standard: such as "c++11".
+    system_folders: where protobuf and Boost are, unless the compiler looks
+        there by itself.
+    prefix_folder: where make_prefix puts the prebuilt header, which `compile`
+        then starts with. Without one, each source gets its own includes only.
+    optimisation: the option for it.
+    """
+
+    def __init__(self, compiler, standard, system_folders, prefix_folder=None,
+                 optimisation="-O0"):
+        self.command = [compiler, f"-std={standard}", optimisation]
+        for folder in system_folders:
+            # Naming the compiler's own folder again would change its order.
+            if os.path.realpath(folder) != "/usr/include":
+                self.command += ["-isystem", folder]
+        self.prefix = prefix_folder and pathlib.Path(prefix_folder, "prefix.h")
+        self.is_clang = "clang" in os.path.basename(compiler)
+
+    def make_prefix(self):
+        """Prebuilds the headers that most sources include."""
+        write(self.prefix, PREFIX_TEXT)
+        suffix = ".pch" if self.is_clang else ".gch"
+        run(self.command + WARNINGS +
+            ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"])
+
+    def compile(self, source, rpc_folders, message_folders, output=None,
+                expect_success=True):
+        """Compiles one source with all warnings, and returns what the compiler
+        said. Without an output it is only checked. See `run` for
+        expect_success."""
+        command = self.command + WARNINGS
+        for folder in rpc_folders:
+            command = command + ["-I", folder]
+        for folder in message_folders:
+            command = command + ["-isystem", folder]
+        if self.prefix:
+            command = command + ["-include", self.prefix]
+            if not self.is_clang:
+                command = command + ["-Winvalid-pch"]
+        if output is None:
+            command = command + ["-fsyntax-only"]
+        else:
+            pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)
+            command = command + ["-o", output]
+        return run(command + ["-c", source], expect_success)
+
+    def compile_messages(self, source, folders, output):
+        """Compiles a source of protobuf's own generator, without warnings."""
+        command = self.command + ["-w"]
+        for folder in folders:
+            command = command + ["-I", folder]
+        pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)
+        run(command + ["-c", source, "-o", output])
+
+    def link(self, objects, libraries, program):
+        """Links one program."""
+        run(self.command + list(objects) + list(libraries) +
+            ["-pthread", "-o", program])
