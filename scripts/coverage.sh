@@ -21,6 +21,9 @@ cmake --build --preset coverage
 # Counts of an earlier run would hide a line that is no longer reached.
 find build/coverage -name '*.gcda' -delete
 ctest --preset coverage --parallel "$(nproc)" --label-regex '^core$'
-gcovr --root . --object-directory build/coverage --filter 'src/' \
+# Of the line that opens a section's lambda, g++ counts nothing but the clean-up
+# after an exception; the lines inside the lambda tell whether it ran.
+gcovr --root . --filter 'src/' \
   --exclude-throw-branches --exclude-unreachable-branches \
-  --print-summary --fail-under-line 100
+  --exclude-lines-by-pattern '.*return RenderSection\(\[&\]\(Printer\* printer\) \{' \
+  --print-summary --fail-under-line 100 build/coverage/src
