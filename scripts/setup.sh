@@ -20,7 +20,8 @@ declare -A packages=(
   [all]="clang libbenchmark-dev valgrind
     golang-github-containerd-containerd-dev golang-etcd-server-dev
     golang-github-gogo-protobuf-dev golang-github-gogo-googleapis-dev
-    binutils dpkg-dev fakeroot file gzip lintian make man-db meson nodejs npm pkg-config util-linux
+    binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
+    pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The benchmarks and the programs that the plugin is measured against.
   [bench]="capnproto libbenchmark-dev protobuf-c-compiler python3 thrift-compiler valgrind

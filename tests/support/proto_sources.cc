@@ -68,8 +68,11 @@ void AppendWithImports(const pb::FileDescriptor* file,
 
 ProtoSources::ProtoSources(std::map<std::string, std::string> texts)
     : texts_(std::move(texts)), pool_(new pb::DescriptorPool) {
-  // Linked in, so that the generated pool can serve it as an import.
-  morvane::qarn::rpc::client_streaming.number();
+  // Read, so that the linker keeps the options schema and the generated pool can
+  // serve it as an import.
+  static const volatile int linked =
+      morvane::qarn::rpc::client_streaming.number();
+  static_cast<void>(linked);
 
   MemorySourceTree tree(texts_);
   pb::DescriptorPoolDatabase linked_in(*pb::DescriptorPool::generated_pool());
