@@ -1,6 +1,8 @@
+// clang-format off: the generated header comes first here.
 #include "api.rpc.h"
 
 #include <initializer_list>
+// clang-format on
 
 #define ENTRY(r, data, method) demo::method,
 
