@@ -1,4 +1,5 @@
-// clang-format off: the generated header comes first here.
+// The generated header comes first here.
+// clang-format off
 #include "api.rpc.h"
 
 #include <initializer_list>
