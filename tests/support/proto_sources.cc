@@ -68,8 +68,8 @@ void AppendWithImports(const pb::FileDescriptor* file,
 
 ProtoSources::ProtoSources(std::map<std::string, std::string> texts)
     : texts_(std::move(texts)), pool_(new pb::DescriptorPool) {
-  // Read, so that the linker keeps the options schema and the generated pool can
-  // serve it as an import.
+  // Read, so that the linker keeps the options schema and the generated pool
+  // can serve it as an import.
   static const volatile int linked =
       morvane::qarn::rpc::client_streaming.number();
   static_cast<void>(linked);
