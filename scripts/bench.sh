@@ -15,7 +15,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 runs=${1:-200}
 if [[ $# -gt 1 || ! "$runs" =~ ^[1-9][0-9]*$ ]]; then
   echo "usage: scripts/bench.sh [RUNS], RUNS a number from 1" >&2
-  exit 1
+  exit 2
 fi
 
 if ! scripts/setup.sh build bench; then

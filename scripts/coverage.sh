@@ -11,11 +11,7 @@ if [[ $# -gt 0 ]]; then
   echo "usage: scripts/coverage.sh" >&2
   exit 2
 fi
-if ! command -v gcovr >/dev/null; then
-  echo "coverage.sh: gcovr is missing; on Debian or Ubuntu: apt-get install gcovr" >&2
-  exit 1
-fi
-
+scripts/setup.sh build test lint
 cmake --preset coverage
 cmake --build --preset coverage
 # Counts of an earlier run would hide a line that is no longer reached.

@@ -26,7 +26,7 @@ out=build/demo
 rm -rf "$out"
 mkdir -p "$out"
 
-# protoc warns that the options schema has no syntax line. It never had one.
+printf '\nprotoc will warn that the options schema has no syntax line. It never had one.\n'
 show protoc -I examples/echo -I proto \
   --plugin=build/release/protoc-gen-qarn-rpc \
   --cpp_out="$out" \

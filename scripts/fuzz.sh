@@ -13,12 +13,7 @@ if [[ $# -ne 1 || ! "$1" =~ ^[1-9][0-9]*$ ]]; then
   echo "usage: scripts/fuzz.sh SECONDS   (for each of two fuzzers)" >&2
   exit 2
 fi
-if ! command -v clang++ >/dev/null; then
-  echo "fuzz.sh: clang++ is missing; libFuzzer is a part of it." >&2
-  echo "fuzz.sh: on Debian or Ubuntu: apt-get install clang" >&2
-  exit 1
-fi
-
+scripts/setup.sh build test lint
 cmake --preset fuzz
 cmake --build --preset fuzz --target structured_fuzzer raw_fuzzer
 

@@ -4,8 +4,13 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+if [[ $# -gt 0 ]]; then
+  echo "usage: scripts/lint.sh" >&2
+  exit 2
+fi
+scripts/setup.sh build test lint
 if [[ ! -f build/dev/compile_commands.json ]]; then
-  echo "lint.sh: there is no build/dev; run scripts/test.sh first." >&2
+  echo "lint.sh: clang-tidy needs build/dev, which is not there; run scripts/test.sh first." >&2
   exit 1
 fi
 

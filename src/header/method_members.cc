@@ -80,7 +80,7 @@ void PrintBatchCalls(Printer* printer, const VariableMap& vars) {
 
 void PrintHeaderServiceTypedefs(Printer* printer,
                                 const ServiceDescriptor* service,
-                                std::map<std::string, std::string>* vars) {
+                                VariableMap* vars) {
   ForEachMethod(service, [&](const MethodDescriptor* method) {
     SetMethodVars(method, *vars);
     printer->Print(*vars,
@@ -92,8 +92,7 @@ void PrintHeaderServiceTypedefs(Printer* printer,
 }
 
 void PrintHeaderClientMethod(Printer* printer, const MethodDescriptor* method,
-                             std::map<std::string, std::string>* vars,
-                             bool print_calls) {
+                             VariableMap* vars, bool print_calls) {
   SetMethodVars(method, *vars);
   if (!print_calls) {
     return;
@@ -113,15 +112,15 @@ void PrintHeaderClientMethod(Printer* printer, const MethodDescriptor* method,
 
 void PrintHeaderClientMethodData(Printer* printer,
                                  const MethodDescriptor* method,
-                                 std::map<std::string, std::string>* vars) {
+                                 VariableMap* vars) {
   SetMethodVars(method, *vars);
   printer->Print(*vars,
                  "static const ::qarn::rpc::RpcMethod _rpcmethod_$Method$;\n");
 }
 
-void PrintHeaderServerMethodCallHandleTypedefs(
-    Printer* printer, const MethodDescriptor* method,
-    std::map<std::string, std::string>& vars) {
+void PrintHeaderServerMethodCallHandleTypedefs(Printer* printer,
+                                               const MethodDescriptor* method,
+                                               VariableMap& vars) {
   SetMethodVars(method, vars);
   printer->Print(vars,
                  "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< "
@@ -130,7 +129,7 @@ void PrintHeaderServerMethodCallHandleTypedefs(
 
 void PrintHeaderServerMethodSync(Printer* printer,
                                  const MethodDescriptor* method,
-                                 std::map<std::string, std::string>& vars) {
+                                 VariableMap& vars) {
   SetMethodVars(method, vars);
   switch (GetStreamingKind(method)) {
     case StreamingKind::kSimple:

@@ -19,8 +19,7 @@ using google::protobuf::io::Printer;
 
 namespace {
 
-// One per kind of typedef and nested class, so that what one of them declares
-// is declared again where another class needs it.
+// One set for each loop: kinds of typedef share none, and neither do classes.
 using TypedefSet = boost::unordered_set<std::string>;
 
 void PrintIdentity(Printer* printer, const VariableMap& vars) {
@@ -62,8 +61,8 @@ void PrintStub(Printer* printer, const ServiceDescriptor* service,
     });
   }
   {
-    // Opened anew without an access label: the method descriptors are public,
-    // as users pass them to the runtime.
+    // Closed and opened again, which changes no text. No access label may
+    // stand here: users' code names the method descriptors.
     IndentScope body(printer);
     ForEachMethod(service, [&](const MethodDescriptor* method) {
       PrintHeaderClientMethodData(printer, method, vars);
@@ -153,7 +152,7 @@ std::string GetHeaderServices(const FileDescriptor* file,
 }
 
 void PrintHeaderService(Printer* printer, const ServiceDescriptor* service,
-                        std::map<std::string, std::string>* vars) {
+                        VariableMap* vars) {
   (*vars)[keys::kService] = std::string(service->name());
   PrintHeaderServiceTypeTraits(printer, service, *vars);
   printer->Print("\n");

@@ -7,7 +7,6 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 
-#include <map>
 #include <string>
 
 #include "naming/variables.h"
@@ -30,7 +29,7 @@ std::string GetHeaderServices(const google::protobuf::FileDescriptor* file,
 // `*vars` must hold the file-level variables of the section.
 void PrintHeaderService(google::protobuf::io::Printer* printer,
                         const google::protobuf::ServiceDescriptor* service,
-                        std::map<std::string, std::string>* vars);
+                        VariableMap* vars);
 
 }  // namespace rpc
 }  // namespace qarn

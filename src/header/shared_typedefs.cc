@@ -26,8 +26,7 @@ void PrintOnce(Printer* printer, const VariableMap& vars,
 }  // namespace
 
 void PrintHeaderClientMethodCallObserverTypedefs(
-    Printer* printer, const MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    Printer* printer, const MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed) {
   SetMethodVars(method, vars);
   PrintOnce(printer, vars,
@@ -37,8 +36,7 @@ void PrintHeaderClientMethodCallObserverTypedefs(
 }
 
 void PrintHeaderServerMethodMessagesTypedefs(
-    Printer* printer, const MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    Printer* printer, const MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed) {
   SetMethodVars(method, vars);
   PrintOnce(printer, vars, "typedef $Request$ $RequestNoNs$;\n",
@@ -48,8 +46,7 @@ void PrintHeaderServerMethodMessagesTypedefs(
 }
 
 void PrintHeaderServerMethodCallObserverTypedefs(
-    Printer* printer, const MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    Printer* printer, const MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed) {
   SetMethodVars(method, vars);
   switch (GetStreamingKind(method)) {

@@ -12,8 +12,9 @@
 #include <google/protobuf/io/printer.h>
 
 #include <boost/unordered_set.hpp>
-#include <map>
 #include <string>
+
+#include "naming/variables.h"
 
 namespace qarn {
 namespace rpc {
@@ -23,8 +24,7 @@ namespace rpc {
 // only the first gets a typedef.
 void PrintHeaderClientMethodCallObserverTypedefs(
     google::protobuf::io::Printer* printer,
-    const google::protobuf::MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    const google::protobuf::MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed);
 
 // For Service: the request and the response under their names without
@@ -32,16 +32,14 @@ void PrintHeaderClientMethodCallObserverTypedefs(
 // different packages each get a typedef, though the two clash.
 void PrintHeaderServerMethodMessagesTypedefs(
     google::protobuf::io::Printer* printer,
-    const google::protobuf::MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    const google::protobuf::MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed);
 
 // For Service: the pointer to an observer of the method's requests, if the
 // client streams. The key is the class name without its namespace.
 void PrintHeaderServerMethodCallObserverTypedefs(
     google::protobuf::io::Printer* printer,
-    const google::protobuf::MethodDescriptor* method,
-    std::map<std::string, std::string>& vars,
+    const google::protobuf::MethodDescriptor* method, VariableMap& vars,
     boost::unordered_set<std::string>& printed);
 
 }  // namespace rpc

@@ -17,15 +17,15 @@ namespace {
 // The lines that open the macros are built first and printed as they stand: the
 // macros' prefix is no template variable.
 void PrintMacros(Printer* printer, const ServiceDescriptor* service,
-                 VariableMap& variables) {
+                 VariableMap& vars) {
   const std::string name(service->name());
   const std::string define = "#define " + MacroPrefix(name);
 
   printer->Print((define + " " + name + "\n\n").c_str());
   printer->Print((define + "_METHOD_NAMES \\\n").c_str());
-  PrintHeaderServiceMethodSeq(printer, service, variables, false);
+  PrintHeaderServiceMethodSeq(printer, service, vars, false);
   printer->Print((define + "_METHODS \\\n").c_str());
-  PrintHeaderServiceMethodSeq(printer, service, variables, true);
+  PrintHeaderServiceMethodSeq(printer, service, vars, true);
   // RPCTEST is a fixed word, the same for every service: users define macros of
   // that prefix.
   const std::string method_macro =
@@ -37,30 +37,30 @@ void PrintMacros(Printer* printer, const ServiceDescriptor* service,
 }
 
 void PrintMethodEnum(Printer* printer, const ServiceDescriptor* service,
-                     VariableMap& variables) {
-  printer->Print(variables, "enum $Service$Method {\n");
+                     VariableMap& vars) {
+  printer->Print(vars, "enum $Service$Method {\n");
   {
     IndentScope body(printer);
     ForEachMethod(service, [&](const MethodDescriptor* method) {
-      SetMethodVars(method, variables);
-      printer->Print(variables, "$Service$_$Method$,\n");
+      SetMethodVars(method, vars);
+      printer->Print(vars, "$Service$_$Method$,\n");
     });
   }
-  printer->Print(variables,
+  printer->Print(vars,
                  "}; // enum $Service$Method\n"
                  "\n");
 }
 
 void PrintMethodTraits(Printer* printer, const MethodDescriptor* method,
-                       VariableMap& variables) {
-  SetMethodVars(method, variables);
-  printer->Print(variables,
+                       VariableMap& vars) {
+  SetMethodVars(method, vars);
+  printer->Print(vars,
                  "template <>\n"
                  "struct $Service$Methods<$Service$_$Method$> {\n");
   {
     IndentScope body(printer);
     // The full name of a method has a slash before the method's name.
-    printer->Print(variables,
+    printer->Print(vars,
                    "static const char* name()      { return \"$Method$\"; }\n"
                    "static const char* full_name() "
                    "{ return \"$PackageDot$$Service$/$Method$\"; }\n"
@@ -70,46 +70,40 @@ void PrintMethodTraits(Printer* printer, const MethodDescriptor* method,
                    "typedef $Request$ request;\n"
                    "typedef $Response$ response;\n");
   }
-  printer->Print(variables,
+  printer->Print(vars,
                  "};\n"
                  "\n");
 }
 
-// All entries of a sequence but the last continue the macro's line.
-const char* SeqEntry(bool qualified, bool is_last) {
-  if (qualified) {
-    return is_last ? "($Service$_$Method$)\n" : "($Service$_$Method$) \\\n";
-  }
-  return is_last ? "($Method$)\n" : "($Method$) \\\n";
-}
-
 }  // namespace
 
-void PrintHeaderServiceTypeTraits(
-    Printer* printer, const ServiceDescriptor* service,
-    std::map<std::string, std::string>& variables) {
-  PrintMacros(printer, service, variables);
-  PrintMethodEnum(printer, service, variables);
+void PrintHeaderServiceTypeTraits(Printer* printer,
+                                  const ServiceDescriptor* service,
+                                  VariableMap& vars) {
+  PrintMacros(printer, service, vars);
+  PrintMethodEnum(printer, service, vars);
   // Declared and never defined: only the methods of the service have traits.
-  printer->Print(variables,
+  printer->Print(vars,
                  "template <$Service$Method>\n"
                  "struct $Service$Methods;\n"
                  "\n");
   ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintMethodTraits(printer, method, variables);
+    PrintMethodTraits(printer, method, vars);
   });
 }
 
 void PrintHeaderServiceMethodSeq(Printer* printer,
                                  const ServiceDescriptor* service,
-                                 std::map<std::string, std::string>& variables,
-                                 bool qualified) {
+                                 VariableMap& vars, bool qualified) {
   {
     IndentScope body(printer);
     ForEachMethod(service, [&](const MethodDescriptor* method) {
-      SetMethodVars(method, variables);
+      SetMethodVars(method, vars);
+      // All entries but the last continue the macro's line.
       const bool is_last = method->index() == service->method_count() - 1;
-      printer->Print(variables, SeqEntry(qualified, is_last));
+      std::string line = qualified ? "($Service$_$Method$)" : "($Method$)";
+      line += is_last ? "\n" : " \\\n";
+      printer->Print(vars, line.c_str());
     });
   }
   // Ends the macro, also that of a service without methods, whose #define line

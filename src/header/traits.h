@@ -7,27 +7,26 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 
-#include <map>
-#include <string>
+#include "naming/variables.h"
 
 namespace qarn {
 namespace rpc {
 
 // Prints the macros, the method enumeration and one traits structure for each
-// method. `variables` must hold "Service" and "PackageDot"; afterwards it holds
+// method. `vars` must hold "Service" and "PackageDot"; afterwards it holds
 // the variables of the last method.
 void PrintHeaderServiceTypeTraits(
     google::protobuf::io::Printer* printer,
-    const google::protobuf::ServiceDescriptor* service,
-    std::map<std::string, std::string>& variables);
+    const google::protobuf::ServiceDescriptor* service, VariableMap& vars);
 
 // Prints the body of a method-list macro, a Boost.Preprocessor sequence with
 // one line for each method, and the empty line that ends it. An entry is
-// "(Echo_Ping)" if `qualified`, else "(Ping)".
+// "(Echo_Ping)" if `qualified`, for which `vars` must hold "Service", else
+// "(Ping)".
 void PrintHeaderServiceMethodSeq(
     google::protobuf::io::Printer* printer,
-    const google::protobuf::ServiceDescriptor* service,
-    std::map<std::string, std::string>& variables, bool qualified);
+    const google::protobuf::ServiceDescriptor* service, VariableMap& vars,
+    bool qualified);
 
 }  // namespace rpc
 }  // namespace qarn

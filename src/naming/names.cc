@@ -1,6 +1,7 @@
 #include "naming/names.h"
 
 #include <boost/algorithm/string/case_conv.hpp>
+#include <cstddef>
 
 namespace qarn {
 namespace rpc {

@@ -1,4 +1,5 @@
-// The text rules that turn protobuf names into C++ names. All are pure.
+// The text rules that turn protobuf names into C++ names. They keep no state,
+// and one loop over the dots serves them all.
 
 #ifndef QARN_RPC_NAMING_NAMES_H_
 #define QARN_RPC_NAMING_NAMES_H_

@@ -1,5 +1,7 @@
 #include "naming/streaming_kind.h"
 
+#include <google/protobuf/descriptor.pb.h>
+
 #include "morvane/qarn/rpc/service_options.pb.h"
 
 namespace qarn {
@@ -9,8 +11,8 @@ using google::protobuf::MethodDescriptor;
 using google::protobuf::MethodOptions;
 
 StreamingKind GetStreamingKind(const MethodDescriptor* method) {
-  // The descriptor's own client_streaming() and server_streaming() tell of the
-  // `stream` keyword, which users of this generator's options do not write.
+  // Not from the descriptor's own client_streaming() and server_streaming():
+  // they tell of the `stream` keyword, which has no effect on the kind.
   const MethodOptions& options = method->options();
   const bool client_streams =
       options.HasExtension(::morvane::qarn::rpc::client_streaming) &&

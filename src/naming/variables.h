@@ -18,8 +18,9 @@ namespace rpc {
 using VariableMap = std::map<std::string, std::string>;
 
 // Every key there is. They are strings, so that a look-up in the map builds
-// none. The examples are those of the method Ping of the service Echo in
-// a/b/echo.proto, package a.b, with services_namespace=api.
+// none; nothing looks one up before main. The examples are those of the method
+// Ping of the service Echo in a/b/echo.proto, package a.b, with
+// services_namespace=api.
 namespace keys {
 
 // The file.
@@ -86,7 +87,7 @@ void SetPackageVars(const google::protobuf::FileDescriptor* file,
 // Sets the twelve keys of the method, whatever its streaming kind, and leaves
 // all others alone.
 void SetMethodVars(const google::protobuf::MethodDescriptor* method,
-                   std::map<std::string, std::string>& variables);
+                   VariableMap& vars);
 
 }  // namespace rpc
 }  // namespace qarn

@@ -90,6 +90,9 @@ bool CppGenerator::Generate(
     const google::protobuf::FileDescriptor* file, const std::string& parameter,
     google::protobuf::compiler::GeneratorContext* context,
     std::string* error) const {
+  using qarn::rpc::OutputFile;
+  using qarn::rpc::Parameters;
+
   if (file->options().cc_generic_services()) {
     // The message names the option without its final s; users match the text.
     *error =
@@ -97,7 +100,7 @@ bool CppGenerator::Generate(
         "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
     return false;
   }
-  qarn::rpc::Parameters parameters;
+  Parameters parameters;
   if (!qarn::rpc::ParseParameters(parameter, &parameters, error)) {
     return false;
   }
@@ -106,11 +109,11 @@ bool CppGenerator::Generate(
   // The header is opened first, so it comes first in the response; both files
   // stay open until the end and are closed in reverse order.
   const std::string header_text = qarn::rpc::HeaderText(file, parameters);
-  qarn::rpc::OutputFile header(context, base + ".rpc.h");
+  OutputFile header(context, base + ".rpc.h");
   header.Write(header_text);
 
   const std::string source_text = qarn::rpc::SourceText(file, parameters);
-  qarn::rpc::OutputFile source(context, base + ".rpc.cpp");
+  OutputFile source(context, base + ".rpc.cpp");
   source.Write(source_text);
   return true;
 }

@@ -1,4 +1,5 @@
-// Parsing of the parameter string, which users give with --qarn-rpc_opt.
+// Parsing of the parameter string, which users give with --qarn-rpc_opt, or in
+// --qarn-rpc_out ahead of the colon.
 
 #ifndef QARN_RPC_PLUGIN_PARSE_PARAMETERS_H_
 #define QARN_RPC_PLUGIN_PARSE_PARAMETERS_H_

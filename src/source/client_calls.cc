@@ -13,7 +13,7 @@ namespace {
 
 // The call with the stub's own context comes first here, the one with an
 // explicit context in the header; the return type is spelled out, with a blank
-// before each ">" that the header's typedef of the same type lacks.
+// before its first ">" that the header's typedef of the same type lacks.
 
 void PrintSimpleCalls(Printer* printer, const VariableMap& vars) {
   printer->Print(
@@ -66,7 +66,7 @@ void PrintStreamingCalls(Printer* printer, const VariableMap& vars) {
 }  // namespace
 
 void PrintSourceClientMethod(Printer* printer, const MethodDescriptor* method,
-                             std::map<std::string, std::string>* vars) {
+                             VariableMap* vars) {
   SetMethodVars(method, *vars);
   switch (GetStreamingKind(method)) {
     case StreamingKind::kSimple:

@@ -6,8 +6,7 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 
-#include <map>
-#include <string>
+#include "naming/variables.h"
 
 namespace qarn {
 namespace rpc {
@@ -17,7 +16,7 @@ namespace rpc {
 // must hold "ns" and "Service".
 void PrintSourceClientMethod(google::protobuf::io::Printer* printer,
                              const google::protobuf::MethodDescriptor* method,
-                             std::map<std::string, std::string>* vars);
+                             VariableMap* vars);
 
 }  // namespace rpc
 }  // namespace qarn

@@ -114,7 +114,7 @@ std::string GetSourceServices(const FileDescriptor* file,
 }
 
 void PrintSourceService(Printer* printer, const ServiceDescriptor* service,
-                        std::map<std::string, std::string>* vars) {
+                        VariableMap* vars) {
   (*vars)[keys::kService] = std::string(service->name());
   ForEachMethod(service, [&](const MethodDescriptor* method) {
     PrintMethodDescriptor(printer, method, vars);

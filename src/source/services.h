@@ -8,7 +8,6 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 
-#include <map>
 #include <string>
 
 #include "naming/variables.h"
@@ -31,7 +30,7 @@ std::string GetSourceServices(const google::protobuf::FileDescriptor* file,
 // variables of the section.
 void PrintSourceService(google::protobuf::io::Printer* printer,
                         const google::protobuf::ServiceDescriptor* service,
-                        std::map<std::string, std::string>* vars);
+                        VariableMap* vars);
 
 }  // namespace rpc
 }  // namespace qarn

@@ -153,8 +153,10 @@ TEST(HeaderServicesTest, KeepMethodDescriptorsInThePublicPartOfStub) {
   ASSERT_NE(descriptor, std::string::npos);
   EXPECT_EQ(text.substr(descriptor - 2, 2), "\n\n");
   const size_t stub = text.find("  class Stub");
-  EXPECT_EQ(text.substr(stub, descriptor - stub).find("private"),
-            std::string::npos);
+  for (const char* label : {"private:", "protected:"}) {
+    EXPECT_EQ(text.substr(stub, descriptor - stub).find(label),
+              std::string::npos);
+  }
 }
 
 TEST(HeaderServicesTest, DoNotDetectAServiceNamedLikeANestedClass) {

@@ -78,6 +78,19 @@ TEST(NamesTest, NamesMessageClassesAsProtobufDoes) {
   }
 }
 
+TEST(NamesTest, GivesBothClassNamesOfAMessageInOneText) {
+  const FileDescriptor* file = testing::ParseFile(
+      "x.proto", testing::FileHead("a.b") +
+                     "message Outer { message Inner {} } message Msg {}");
+  std::string text = "what stood here before, which is longer than the names";
+  EXPECT_EQ(
+      AssignMessageClassName(file->message_type(0)->nested_type(0), &text),
+      "Outer_Inner");
+  EXPECT_EQ(text, "::a::b::Outer_Inner");
+  EXPECT_EQ(AssignMessageClassName(file->message_type(1), &text), "Msg");
+  EXPECT_EQ(text, "::a::b::Msg");
+}
+
 TEST(NamesTest, PutsOnlyAsciiLettersOfAMacroPrefixInUpperCase) {
   EXPECT_EQ(MacroPrefix("Echo"), "ECHO");
   EXPECT_EQ(MacroPrefix("Echo_v2"), "ECHO_V2");

@@ -60,6 +60,9 @@ TEST(ServiceOptionsTest, DeclareNothingElse) {
   schema->CopyTo(&proto);
   EXPECT_FALSE(proto.has_options());
   EXPECT_FALSE(proto.has_syntax());
+  for (const auto& option : proto.extension()) {
+    EXPECT_EQ(option.extendee(), ".google.protobuf.MethodOptions");
+  }
   EXPECT_EQ(proto.ByteSizeLong(), 278u);
 }
 

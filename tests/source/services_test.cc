@@ -105,10 +105,24 @@ TEST(SourceServicesTest, QualifySomeNamesAndNotOthers) {
 }
 
 TEST(SourceServicesTest, PrintServicesInDeclarationOrder) {
-  EXPECT_EQ(GetSourceServices(FileOf("", "service Idle {} service Zeta {}"),
-                              Parameters())
-                .substr(0, IdleService("").size()),
-            IdleService(""));
+  const auto services = [](const std::string& declarations) {
+    return GetSourceServices(FileOf("", declarations), Parameters());
+  };
+  EXPECT_EQ(services("service Zeta {} service Idle {}"),
+            services("service Zeta {}") + IdleService(""));
+}
+
+TEST(SourceServicesTest, DoNotDetectAServiceNamedLikeANestedClass) {
+  for (const std::string name : {"Service", "Stub"}) {
+    const std::string text =
+        GetSourceServices(FileOf("", "service " + name + " {}"), Parameters());
+    for (const std::string& line :
+         {name + "::Stub::Stub(\n", name + "::Service::~Service() {\n",
+          "  _service = new ::qarn::rpc::RpcService(" + name +
+              "::full_name());\n"}) {
+      EXPECT_NE(text.find(line), std::string::npos) << line;
+    }
+  }
 }
 
 TEST(PrintSourceServiceTest, LeavesTheServiceAndItsLastMethodInTheMap) {
