@@ -23,10 +23,16 @@ install(FILES "${PROJECT_SOURCE_DIR}/proto/morvane/qarn/rpc/service_options.prot
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/morvane/qarn/rpc")
 install(FILES "${PROJECT_SOURCE_DIR}/docs/protoc-gen-qarn-rpc.1"
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
-install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}" OPTIONAL)
+# As they lie in the source tree, so that their links to each other hold; those
+# into the tests do not.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.proto" PATTERN "main.cc")
+install(FILES
+  "${PROJECT_SOURCE_DIR}/README.md"
+  "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+  "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # The CMake package.
 include(CMakePackageConfigHelpers)

@@ -13,14 +13,16 @@ INSTALLED = {
     "share/cmake/qarn-rpc-gen/qarn-rpc-gen-config-version.cmake",
     "share/cmake/qarn-rpc-gen/qarn-rpc-gen-config.cmake",
     "share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets.cmake",
-    "share/doc/qarn-rpc-gen/using.md",
+    "share/doc/qarn-rpc-gen/README.md",
+    "share/doc/qarn-rpc-gen/docs/using.md",
+    "share/doc/qarn-rpc-gen/examples/echo/main.cc",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
 }
 # Named after the configuration, or growing with the project's documents.
 ALSO_INSTALLED = re.compile(
     r"share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets-\w+\.cmake$"
-    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg)$")
+    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc)$")
 
 
 def test_install(context):
