@@ -63,7 +63,9 @@ std::string_view AssignMessageClassName(const Descriptor* message,
     const std::string_view name(message->full_name());
     AppendWithoutDots(name.substr(outer.size()), "_", text);
   }
-  return std::string_view(*text).substr(namespace_size);
+  std::string_view unqualified(*text);
+  unqualified.remove_prefix(namespace_size);
+  return unqualified;
 }
 
 std::string MacroPrefix(const std::string& service_name) {
