@@ -15,16 +15,19 @@ using google::protobuf::MethodDescriptor;
 namespace {
 
 // The values of a map whose keys are asked for in their order. Each is looked
-// for right behind the one before, which is where it mostly is; only if it is
-// not is the whole map searched. Another order costs time, and nothing else.
+// for from the one before on, which is where it mostly is; only if it is not
+// there is the whole map searched. Another order costs time, and nothing else.
 class OrderedAccess {
  public:
   explicit OrderedAccess(VariableMap& map) : map_(map), next_(map.begin()) {}
 
   // The value of `key`, which is added if it is missing.
-  std::string& operator[](const std::string& key) {
-    if (next_ == map_.end() || next_->first != key) {
-      next_ = map_.try_emplace(key).first;
+  std::string& operator[](std::string_view key) {
+    while (next_ != map_.end() && next_->first != key) {
+      ++next_;
+    }
+    if (next_ == map_.end()) {
+      next_ = map_.try_emplace(std::string(key)).first;
     }
     return (next_++)->second;
   }

@@ -17,8 +17,8 @@ namespace rpc {
 // methods it holds the values of the last one.
 using VariableMap = std::map<std::string, std::string>;
 
-// Every key there is. They are strings, so that a look-up in the map builds
-// none; nothing looks one up before main. The examples are those of the method
+// Every key there is. They are constants: strings would have to be made and
+// destroyed at each start of the program. The examples are those of the method
 // Ping of the service Echo in a/b/echo.proto, package a.b, with
 // services_namespace=api.
 namespace keys {
@@ -26,53 +26,53 @@ namespace keys {
 // The file.
 
 // The name as protoc gives it: a/b/echo.proto
-inline const std::string kFilename = "filename";
+inline constexpr char kFilename[] = "filename";
 // The name less its suffix: a/b/echo
-inline const std::string kFilenameBase = "filename_base";
+inline constexpr char kFilenameBase[] = "filename_base";
 // One component of the package at a time: a, then b
-inline const std::string kPart = "part";
+inline constexpr char kPart[] = "part";
 // The package with its dots, or nothing: a.b
-inline const std::string kPackage = "Package";
+inline constexpr char kPackage[] = "Package";
 // The same and a dot, or nothing: a.b.
-inline const std::string kPackageDot = "PackageDot";
+inline constexpr char kPackageDot[] = "PackageDot";
 // The parameter; not set when it is empty: api
-inline const std::string kServicesNamespace = "services_namespace";
+inline constexpr char kServicesNamespace[] = "services_namespace";
 // What qualifies a definition in the source, or nothing: api::
-inline const std::string kNs = "ns";
+inline constexpr char kNs[] = "ns";
 // The parameter, or nothing; no template reads it today: api
-inline const std::string kPrefix = "prefix";
+inline constexpr char kPrefix[] = "prefix";
 
 // The service.
 
 // The name as declared: Echo
-inline const std::string kService = "Service";
+inline constexpr char kService[] = "Service";
 
 // The method.
 
 // The name as declared: Ping
-inline const std::string kMethod = "Method";
+inline constexpr char kMethod[] = "Method";
 // The streaming kind: ::qarn::rpc::RMT_SIMPLE
-inline const std::string kMethodRpcType = "MethodRpcType";
+inline constexpr char kMethodRpcType[] = "MethodRpcType";
 // The class of the request: ::a::b::PingRequest
-inline const std::string kRequest = "Request";
+inline constexpr char kRequest[] = "Request";
 // The same without its namespace: PingRequest
-inline const std::string kRequestNoNs = "RequestNoNs";
+inline constexpr char kRequestNoNs[] = "RequestNoNs";
 // PingRequestCallObserverPtr
-inline const std::string kRequestCallObserverPtr = "RequestCallObserverPtr";
+inline constexpr char kRequestCallObserverPtr[] = "RequestCallObserverPtr";
 // PingClientCallPtr
-inline const std::string kClientCallPtr = "ClientCallPtr";
+inline constexpr char kClientCallPtr[] = "ClientCallPtr";
 // PingServerCallPtr
-inline const std::string kServerCallPtr = "ServerCallPtr";
+inline constexpr char kServerCallPtr[] = "ServerCallPtr";
 // PingCallHandle, without the "Server" of the key: users know it by this name
-inline const std::string kServerCallHandle = "ServerCallHandle";
+inline constexpr char kServerCallHandle[] = "ServerCallHandle";
 // The class of the response: ::a::b::PingReply
-inline const std::string kResponse = "Response";
+inline constexpr char kResponse[] = "Response";
 // The same without its namespace: PingReply
-inline const std::string kResponseNoNs = "ResponseNoNs";
+inline constexpr char kResponseNoNs[] = "ResponseNoNs";
 // PingReplyStreamWriterPtr; no template reads it today
-inline const std::string kResponseStreamWriterPtr = "ResponseStreamWriterPtr";
+inline constexpr char kResponseStreamWriterPtr[] = "ResponseStreamWriterPtr";
 // PingReplyCallObserverPtr, with a "Ptr" that the key lacks
-inline const std::string kResponseCallObserver = "ResponseCallObserver";
+inline constexpr char kResponseCallObserver[] = "ResponseCallObserver";
 
 }  // namespace keys
 

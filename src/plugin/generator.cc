@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "header/frame.h"
 #include "header/services.h"
@@ -34,10 +35,13 @@ class OutputFile {
   OutputFile(GeneratorContext* context, const std::string& name)
       : stream_(context->Open(name)), coded_stream_(stream_.get()) {}
 
-  // Writes `text` in one piece, unless it is larger than one write can count.
-  // Such a text must arrive whole too: the framework then refuses to send it,
-  // while one that was counted wrong could look like a success.
-  void Write(const std::string& text) {
+  // Writes `rendered` in one piece, unless it is larger than one write can
+  // count. Such a text must arrive whole too: the framework then refuses to
+  // send it, while one that was counted wrong could look like a success. The
+  // text is freed: the framework keeps a copy, and the next file needs the
+  // memory.
+  void Write(std::string&& rendered) {
+    const std::string text = std::move(rendered);
     for (std::size_t begin = 0; begin < text.size(); begin += kLargestWrite) {
       coded_stream_.WriteRaw(
           text.data() + begin,
@@ -108,12 +112,12 @@ bool CppGenerator::Generate(
 
   // The header is opened first, so it comes first in the response; both files
   // stay open until the end and are closed in reverse order.
-  const std::string header_text = qarn::rpc::HeaderText(file, parameters);
+  std::string header_text = qarn::rpc::HeaderText(file, parameters);
   OutputFile header(context, base + ".rpc.h");
-  header.Write(header_text);
+  header.Write(std::move(header_text));
 
-  const std::string source_text = qarn::rpc::SourceText(file, parameters);
+  std::string source_text = qarn::rpc::SourceText(file, parameters);
   OutputFile source(context, base + ".rpc.cpp");
-  source.Write(source_text);
+  source.Write(std::move(source_text));
   return true;
 }

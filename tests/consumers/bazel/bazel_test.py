@@ -448,8 +448,7 @@ class Test:
         build = os.path.join(self.work, "static_plugin")
         run([self.options.cmake, "-S", self.options.source, "-B", build,
              "-DCMAKE_BUILD_TYPE=Release", "-DQARN_RPC_BUILD_TESTS=OFF",
-             "-DQARN_RPC_STATIC=ON", "-DProtobuf_USE_STATIC_LIBS=ON",
-             "-DCMAKE_EXE_LINKER_FLAGS=-static"])
+             "-DQARN_RPC_STATIC=ON"])
         run([self.options.cmake, "--build", build, "--parallel", "2",
              "--target", "protoc-gen-qarn-rpc"])
         self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc")
