@@ -10,6 +10,8 @@
 
 namespace {
 
+using google::protobuf::DescriptorProto;
+using google::protobuf::FieldDescriptorProto;
 using google::protobuf::FileDescriptorProto;
 using google::protobuf::MethodDescriptorProto;
 
@@ -19,14 +21,20 @@ std::string MessageName(int index) {
   return "Record" + std::to_string(index % kMessages);
 }
 
+void AddField(const char* name, int number, FieldDescriptorProto::Type type,
+              DescriptorProto* message) {
+  FieldDescriptorProto* field = message->add_field();
+  field->set_name(name);
+  field->set_number(number);
+  field->set_label(FieldDescriptorProto::LABEL_OPTIONAL);
+  field->set_type(type);
+}
+
 void AddMessage(int index, FileDescriptorProto* file) {
-  auto* message = file->add_message_type();
+  DescriptorProto* message = file->add_message_type();
   message->set_name(MessageName(index));
-  auto* title = message->add_field();
-  title->set_name("title");
-  title->set_number(1);
-  title->set_label(title->LABEL_OPTIONAL);
-  title->set_type(title->TYPE_STRING);
+  AddField("title", 1, FieldDescriptorProto::TYPE_STRING, message);
+  AddField("number", 2, FieldDescriptorProto::TYPE_INT64, message);
 }
 
 void AddMethod(int index, google::protobuf::ServiceDescriptorProto* service) {

@@ -3,9 +3,8 @@
 
 BUILD is a build folder with the benchmarks, WORK a folder for inputs and
 outputs, DOCS where performance.md and growth.svg go. RUNS is the number of cold
-runs; a tenth as many runs are made of everything that takes longer, and a
-fortieth of the largest inputs. A peer that is not installed is reported as not
-measured. See scripts/bench.sh.
+runs; a tenth as many runs are made of everything that takes longer. A peer that
+is not installed is reported as not measured. See scripts/bench.sh.
 """
 
 import datetime
@@ -13,6 +12,7 @@ import json
 import os
 import pathlib
 import platform
+import re
 import shutil
 import statistics
 import subprocess
@@ -22,6 +22,14 @@ BENCH = pathlib.Path(__file__).resolve().parent
 GROWTH = [2000, 20000, 200000]
 WIDE_METHODS = 1000
 COPIES = 10  # of the programs, that share the cold runs
+PEERS = [
+    "protoc --cpp_out, generic services",
+    "protobuf-c",
+    "thrift",
+    "Cap'n Proto",
+    "slice2cpp",
+]
+REPETITIONS = 5  # of the benchmarks inside the process
 
 
 def run(*command, **options):
@@ -40,10 +48,11 @@ def run(*command, **options):
 
 class Measurement:
     def __init__(self, wall, processor, kernel, memory):
-        self.wall = wall  # median, microseconds
-        self.processor = processor  # the same
+        # Medians of the runs, in microseconds.
+        self.wall = wall
+        self.processor = processor
         self.kernel = kernel  # the part of the processor time in the kernel
-        self.memory = memory  # peak, KiB
+        self.memory = memory  # the largest peak, KiB
 
 
 class Bench:
@@ -51,7 +60,6 @@ class Bench:
         self.work = work
         self.programs = work / "bin"
         self.long_runs = max(1, runs // 10)
-        self.growth_runs = max(1, runs // 40)
         self.runs = runs
         shutil.rmtree(work, ignore_errors=True)
         self.build = build
@@ -68,15 +76,18 @@ class Bench:
         self.programs.mkdir(parents=True)
         shutil.copy(self.build / "protoc-gen-qarn-rpc", self.programs)
         for name in (
-            "ours_static_pie",
             "empty_plugin_static",
             "empty_plugin_shared",
             "floor_plugin",
             "do_nothing",
             "run_in_turn",
             "benchmarks",
+            "ours_static_pie",
         ):
-            shutil.copy(self.build / "bench" / name, self.programs)
+            path = self.build / "bench" / name
+            # The last one is built with QARN_RPC_STATIC only.
+            if path.exists():
+                shutil.copy(path, self.programs)
         peer = shutil.which("protoc-gen-c")
         if peer:
             shutil.copy(peer, self.programs)
@@ -100,8 +111,11 @@ class Bench:
         )
         return path
 
-    def in_turn(self, runs, commands, **environment):
-        """Measures {name: (input file, command...)}; commands take turns."""
+    def in_turn(self, runs, commands, seed=0, **environment):
+        """Measures {name: (input file, command...)}; commands take turns.
+
+        The order of each round follows from `seed`.
+        """
         path = self.work / "commands"
         path.write_text(
             "".join(
@@ -110,7 +124,11 @@ class Bench:
             )
         )
         output = run(
-            self.program("run_in_turn"), runs, path, env={**os.environ, **environment}
+            self.program("run_in_turn"),
+            runs,
+            seed,
+            path,
+            env={**os.environ, **environment},
         )
         results = {}
         for line in output.splitlines():
@@ -157,24 +175,29 @@ class Bench:
         # Where a copy lies in memory makes up to two per cent of its start.
         copies = min(self.runs, COPIES)
         results = []
-        for _ in range(copies):
+        for copy in range(copies):
             self.copy_programs()
             results.append(
                 self.in_turn(
-                    self.runs // copies,
+                    self.runs // copies + (copy < self.runs % copies),
                     {
                         name: (request, self.program(name))
                         for name in names
                         if self.program(name).exists()
                     },
+                    seed=copy,
                 )
             )
+
+        def combined(name, field, combine):
+            return combine(getattr(result[name], field) for result in results)
+
         return {
             name: Measurement(
-                *(
-                    statistics.median(getattr(result[name], field) for result in results)
-                    for field in ("wall", "processor", "kernel", "memory")
-                )
+                combined(name, "wall", statistics.median),
+                combined(name, "processor", statistics.median),
+                combined(name, "kernel", statistics.median),
+                combined(name, "memory", max),
             )
             for name in results[0]
         }
@@ -195,10 +218,19 @@ class Bench:
         output = run(
             self.program("benchmarks"),
             "--benchmark_format=json",
-            "--benchmark_repetitions=5",
+            f"--benchmark_repetitions={REPETITIONS}",
             "--benchmark_enable_random_interleaving=true",
         )
         return json.loads(output)["benchmarks"]
+
+    def instructions(self):
+        """The instructions of Generate, or None where they are not counted.
+
+        Ends the script when they are over 3 % more than the recorded ones.
+        """
+        output = run("ctest", "--test-dir", self.build, "-L", "instructions", "-V")
+        counted = re.search(r"instructions: (\d+) for (\d+) methods", output)
+        return tuple(map(int, counted.groups())) if counted else None
 
     def pipeline(self):
         """Whole runs over 1,000 methods: {name: (measurement, bytes)}."""
@@ -265,7 +297,7 @@ class Bench:
 
     def growth(self):
         return self.in_turn(
-            self.growth_runs,
+            self.long_runs,
             {
                 str(methods): (
                     self.request("growth", f"growth{methods}.proto"),
@@ -277,6 +309,13 @@ class Bench:
 
 
 # The report.
+
+
+def environment():
+    """What the figures depend on, for the head of the report."""
+    yield f"- Date: {datetime.date.today().isoformat()}"
+    yield f"- Machine: {machine()}"
+    yield f"- Tools: {tool_version('g++', '--version')}; {tool_version('protoc', '--version')}"
 
 
 def machine():
@@ -308,11 +347,13 @@ def against(rows):
         if ratio is None:
             yield what, "not measured", f"{sign} {goal:.2f}", ""
             continue
+        # As the table shows it.
+        ratio = round(ratio, 2)
         reached = ratio >= goal if at_least else ratio <= goal
         yield what, f"{ratio:.2f}", f"{sign} {goal:.2f}", "yes" if reached else "no"
 
 
-def instructions():
+def recorded_instructions():
     """The figures of bench/instructions.txt, by name."""
     lines = (BENCH / "instructions.txt").read_text().splitlines()
     return dict(line.split(": ", 1) for line in lines)
@@ -370,7 +411,7 @@ def milliseconds(microseconds):
     return f"{microseconds / 1000:.2f}"
 
 
-def report(bench, cold, bulk, benchmarks, pipeline, growth):
+def report(bench, head, cold, bulk, benchmarks, counted, pipeline, growth):
     ours = cold["protoc-gen-qarn-rpc"]
 
     def start(name):
@@ -383,7 +424,8 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
     }
     per_byte = {name: r.wall / size for name, (r, size) in pipeline.items()}
     first = next(iter(per_byte))
-    counts = instructions()
+    recorded = recorded_instructions()
+    first_version = int(recorded.get("first version", 0))
     small, large = GROWTH[0], GROWTH[-1]
 
     def growth_ratio(get):
@@ -394,13 +436,13 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
     yield ""
     yield "Written by `scripts/bench.sh`; run it again rather than edit this file."
     yield ""
-    yield f"- Date: {datetime.date.today().isoformat()}"
-    yield f"- Machine: {machine()}"
-    yield f"- Tools: {tool_version('c++', '--version')}; {tool_version('protoc', '--version')}"
+    yield from head
     yield (
-        f"- Runs: {bench.runs} cold, {bench.long_runs} of everything longer, "
-        f"{bench.growth_runs} of the growth; "
-        "the programs compared take turns, and the medians are shown"
+        f"- Runs: {bench.runs} cold, over {min(bench.runs, COPIES)} sets of copies of the "
+        f"programs; {bench.long_runs} of the longer ones. The programs compared take turns, "
+        "in an order of its own for each round. Times are medians, of the cold starts the "
+        "median of each set's; memory is the largest peak. In the process: the medians of "
+        f"{REPETITIONS} repetitions of Google Benchmark"
     )
     yield ""
     yield "## Against the goals"
@@ -420,19 +462,13 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
         ("bytes a second in process against libprotoc's C++ generator",
          speed[f"BM_Generate/{WIDE_METHODS}"] / speed["BM_LibprotocGenerate"], 1.5, True),
         ("instructions against the first version",
-         int(counts["instructions"]) / int(counts["first version"]), 0.6, False),
+         counted[0] / first_version if counted and first_version else None, 0.6, False),
         (f"time a method at {large:,} methods against {small:,}",
          growth_ratio(lambda m: m.processor), 1.2, False),
         (f"memory a method at {large:,} methods against {small:,}",
          growth_ratio(lambda m: m.memory), 1.2, False),
     ]  # fmt: skip
-    for name in (
-        "protoc --cpp_out, generic services",
-        "protobuf-c",
-        "thrift",
-        "Cap'n Proto",
-        "slice2cpp",
-    ):
+    for name in PEERS:
         ratio = per_byte[first] / per_byte[name] if name in per_byte else None
         goals.append((f"time for an output byte against {name}", ratio, 1.0, False))
     yield from table(["measure", "ratio", "goal", "reached"], against(goals))
@@ -442,29 +478,28 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
         "making them up. The first version is the one before any of it was tuned."
     )
     yield ""
-    yield "What bounds the ratios on this machine:"
+    yield "What the ratios have to be seen against, on this machine:"
     yield ""
     for name in ("empty_plugin_shared", "protoc-gen-c"):
         if name in cold:
             share = cold["do_nothing"].wall / cold[name].wall
             yield (
-                f"- A static program that does nothing starts in {share:.2f} of the "
-                f"time of `{name}`, so no plugin comes below that."
+                f"- A static program that does nothing takes {share:.2f} of the start of "
+                f"`{name}`: all that a plugin does comes on top of that."
             )
     floor_per_byte = per_byte["protoc with the floor plugin"]
     for name in ("protoc --cpp_out, generic services", "thrift", "Cap'n Proto"):
         if name in per_byte:
             share = floor_per_byte / per_byte[name]
             yield (
-                f"- protoc with the floor plugin takes {share:.2f} of the time of "
-                f"{name} for a byte, so no plugin of protoc comes below that."
+                f"- protoc with the floor plugin, which writes our bytes without making "
+                f"them up, takes {share:.2f} of the time of {name} for a byte."
             )
     yield (
         f"- Outside the kernel a method at {large:,} methods takes "
-        f"{growth_ratio(lambda m: m.processor - m.kernel):.2f} of the time at "
-        f"{small:,}. The rest of the growth is the kernel's, which has to find "
-        f"{growth[str(large)].memory / 1e6:.1f} GB of memory; a virtual machine "
-        "whose host takes unused memory back pays for it once more."
+        f"{growth_ratio(lambda m: m.processor - m.kernel):.1f} times what it takes at "
+        f"{small:,}, by the kernel's coarse count of its own time; memory peaks at "
+        f"{growth[str(large)].memory * 1024 / 1e9:.1f} GB."
     )
     yield ""
 
@@ -498,7 +533,10 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
         ],
     )
     size = bench.program("protoc-gen-qarn-rpc").stat().st_size
-    yield f"The program has {size / 1e6:.1f} MB."
+    yield (
+        f"The program has {size / 1e6:.1f} MB, with its symbols. No peak below that of the "
+        "measuring program can be seen, which is about what the last row shows."
+    )
     yield ""
     yield "## Many files"
     yield ""
@@ -518,8 +556,8 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
     yield ""
     yield (
         "1,000 methods in one service, from the source file to the files on disk. "
-        "With the floor plugin the time is nearly all protoc's: no plugin can be "
-        "faster in it."
+        "No method streams here, as not every peer has that. What protoc takes with "
+        "the floor plugin is there whatever a plugin writes."
     )
     yield ""
     yield from table(
@@ -535,7 +573,8 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
                 f"{m.processor / size * 1000:.2f}",
             )
             for name, (m, size) in pipeline.items()
-        ],
+        ]
+        + [(name, "not measured", "", "", "", "") for name in PEERS if name not in pipeline],
     )
     yield "## Inside the process"
     yield ""
@@ -558,12 +597,21 @@ def report(bench, cold, bulk, benchmarks, pipeline, growth):
             if b.get("aggregate_name") == "median"
         ],
     )
+    fit = next(b for b in benchmarks if b.get("aggregate_name") == "BigO")
+    error = next(b for b in benchmarks if b.get("aggregate_name") == "RMS")
     yield (
-        f"Instructions of the generator for a method: "
-        f"{int(counts['instructions']) // 200:,} "
-        f"(first version: {int(counts['first version']) // 200:,}), "
-        f"with {counts['toolchain']}."
+        f"`BM_Generate` fits {fit['cpu_coefficient'] / 1000:.2f} µs x {fit['big_o']}, with N "
+        f"methods; the fit is off by {error['rms'] * 100:.0f} % (root mean square)."
     )
+    yield ""
+    if counted:
+        count, methods = counted
+        yield (
+            f"Instructions of the generator for a method: {count // methods:,} "
+            f"(first version: {first_version // methods:,}), with {recorded['toolchain']}."
+        )
+    else:
+        yield "Instructions: not measured; the recorded figure is for another toolchain."
     yield ""
     yield "## Growth"
     yield ""
@@ -597,6 +645,9 @@ def main():
         sys.exit("usage: measure.py BUILD WORK DOCS RUNS, with at least one run")
     build, work, docs = (pathlib.Path(a).resolve() for a in sys.argv[1:4])
     bench = Bench(build, work, int(sys.argv[4]))
+    head = list(environment())
+    print("instructions ...", flush=True)
+    counted = bench.instructions()
     print("cold starts ...", flush=True)
     cold = bench.cold()
     print("many files ...", flush=True)
@@ -607,7 +658,7 @@ def main():
     growth = bench.growth()
     print("inside the process ...", flush=True)
     benchmarks = bench.in_process()
-    lines = list(report(bench, cold, bulk, benchmarks, pipeline, growth))
+    lines = list(report(bench, head, cold, bulk, benchmarks, counted, pipeline, growth))
     docs.mkdir(exist_ok=True)
     (docs / "growth.svg").write_text(growth_svg(growth), encoding="utf-8")
     (docs / "performance.md").write_text("\n".join(lines).rstrip() + "\n", encoding="utf-8")

@@ -3,18 +3,18 @@
 // has an order of its own, since a program starts up to a tenth faster behind a
 // small one, which leaves the caches as they are, than behind a large one.
 //
-//   run_in_turn RUNS LIST
+//   run_in_turn RUNS SEED LIST
 //
-// Each line of the file LIST is one command, its fields separated by tabs: a
-// name, the file to give it as standard input, and the program with its
-// arguments. Standard output is thrown away. There is no shell in between: its
-// start-up would drown that of the program. For each command a line is printed:
-// name, median wall time, median processor time, the median of the part of it
-// that the kernel took, all in microseconds, and the peak memory in KiB,
-// separated by tabs.
+// The orders follow from the number SEED. Each line of the file LIST is one
+// command, its fields separated by tabs: a name, the file to give it as
+// standard input, and the program with its arguments. Standard output is thrown
+// away. There is no shell in between: its start-up would drown that of the
+// program. For each command a line is printed: name, median wall time, median
+// processor time, the median of the part of it that the kernel took, all in
+// microseconds, and the peak memory in KiB, separated by tabs.
 //
-// The peak memory of a child is at least this program's own, as the kernel
-// hands it down; so this program stays small.
+// The kernel hands a process's peak memory down to its children, so no figure
+// is below this program's own; it stays small.
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -127,16 +127,16 @@ double Median(std::vector<double> values) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  const int runs = argc == 3 ? std::atoi(argv[1]) : 0;
+  const int runs = argc == 4 ? std::atoi(argv[1]) : 0;
   if (runs < 1) {
-    Fail("usage: run_in_turn RUNS LIST, with at least one run");
+    Fail("usage: run_in_turn RUNS SEED LIST, with at least one run");
   }
-  std::vector<Command> commands = ReadList(argv[2]);
+  std::vector<Command> commands = ReadList(argv[3]);
   std::vector<Command*> round;
   for (Command& command : commands) {
     round.push_back(&command);
   }
-  std::mt19937 random;  // Of the same seed in each run of this program.
+  std::mt19937 random(static_cast<unsigned>(std::atoi(argv[2])));
   // The first round fills the page cache and is not counted.
   for (int run = -1; run < runs; ++run) {
     std::shuffle(round.begin(), round.end(), random);

@@ -23,9 +23,12 @@ declare -A packages=(
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
-  # The benchmarks and the programs that the plugin is measured against.
-  [bench]="capnproto libbenchmark-dev protobuf-c-compiler python3 thrift-compiler valgrind
-    zeroc-ice-compilers"
+  # The benchmarks, and each of the programs that the plugin is measured against.
+  [bench]="libbenchmark-dev python3 valgrind"
+  [capnproto]="capnproto"
+  [ice]="zeroc-ice-compilers"
+  [protobuf-c]="protobuf-c-compiler"
+  [thrift]="thrift-compiler"
 )
 
 if [[ $# -eq 0 ]]; then

@@ -35,11 +35,13 @@ if ! $all; then
 fi
 
 # What is true of the program that users run, and not of a debug build: its
-# hardening and the instructions that it takes.
+# hardening, the instructions that it takes, and how it is installed and packed.
 cmake --preset release -B build/release-tests \
   -DQARN_RPC_BUILD_TESTS=ON -DQARN_RPC_BUILD_BENCH=ON
 cmake --build build/release-tests --target protoc-gen-qarn-rpc
 ctest --test-dir build/release-tests --output-on-failure --no-tests=error \
   --label-regex '^(hardening|instructions)$'
+ctest --test-dir build/release-tests --output-on-failure --no-tests=error \
+  --tests-regex '^consumers\.(install|installed_files|deb|deb_lintian)$'
 
 ctest --preset dev --parallel "$(nproc)"

@@ -56,15 +56,14 @@ class OutputFile {
   CodedOutputStream coded_stream_;
 };
 
-// The sections of a file one after the other, in a text that is large enough
-// from the start.
+// The sections of a file one after the other. The services are nearly all of
+// it, so the others join them in the memory that they have: in a text of its
+// own each file would be in memory twice.
 std::string Join(const std::string& prologue, const std::string& includes,
-                 const std::string& services, const std::string& epilogue) {
-  std::string text;
-  text.reserve(prologue.size() + includes.size() + services.size() +
-               epilogue.size());
-  return text.append(prologue).append(includes).append(services).append(
-      epilogue);
+                 std::string services, const std::string& epilogue) {
+  services.insert(0, prologue + includes);
+  services.append(epilogue);
+  return services;
 }
 
 }  // namespace
@@ -72,19 +71,19 @@ std::string Join(const std::string& prologue, const std::string& includes,
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  const std::string services = GetHeaderServices(file, parameters);
+  std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return Join(prologue, includes, services, epilogue);
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  const std::string services = GetSourceServices(file, parameters);
+  std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return Join(prologue, includes, services, epilogue);
+  return Join(prologue, includes, std::move(services), epilogue);
 }
 
 }  // namespace rpc
