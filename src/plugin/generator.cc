@@ -56,14 +56,16 @@ class OutputFile {
   CodedOutputStream coded_stream_;
 };
 
-// The sections of a file one after the other. The services are nearly all of
-// it, so the others join them in the memory that they have: in a text of its
-// own each file would be in memory twice.
+// The sections of a file one after the other, in a text that is large enough
+// from the start.
 std::string Join(const std::string& prologue, const std::string& includes,
-                 std::string services, const std::string& epilogue) {
-  services.insert(0, prologue + includes);
-  services.append(epilogue);
-  return services;
+                 const std::string& services, const std::string& epilogue) {
+  std::string text;
+  text.reserve(prologue.size() + includes.size() + services.size() +
+               epilogue.size());
+  text.append(prologue).append(includes).append(services).append(epilogue);
+  // By name: to return what append returns, a reference, would copy it all.
+  return text;
 }
 
 }  // namespace
@@ -71,19 +73,19 @@ std::string Join(const std::string& prologue, const std::string& includes,
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetHeaderEpilogue(file, parameters);
-  std::string services = GetHeaderServices(file, parameters);
+  const std::string services = GetHeaderServices(file, parameters);
   const std::string includes = GetHeaderIncludes(file, parameters);
   const std::string prologue = GetHeaderPrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 std::string SourceText(const FileDescriptor* file,
                        const Parameters& parameters) {
   const std::string epilogue = GetSourceEpilogue(file, parameters);
-  std::string services = GetSourceServices(file, parameters);
+  const std::string services = GetSourceServices(file, parameters);
   const std::string includes = GetSourceIncludes(file, parameters);
   const std::string prologue = GetSourcePrologue(file, parameters);
-  return Join(prologue, includes, std::move(services), epilogue);
+  return Join(prologue, includes, services, epilogue);
 }
 
 }  // namespace rpc
