@@ -34,7 +34,7 @@ function(qarn_rpc_link_statically program)
   endforeach()
   target_link_options(${program} PRIVATE
     # Not -static-pie: its relocations touch every page of the read-only data
-    # that holds a pointer, at each start, which costs 4 % of it. Packing the
+    # that holds a pointer, at each start, which costs about 4 % of it. Packing the
     # relocations (--pack-dyn-relocs=relr) makes the file smaller, but as many
     # pages are touched. The program reads one request, from protoc.
     -static

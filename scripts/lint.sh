@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The checks of style: clang-format, clang-tidy, cppcheck, the direction of
-# includes and shellcheck, each at zero findings. Needs the build folder of the preset dev for clang-tidy.
+# includes and shellcheck, each at zero findings. clang-tidy needs the build
+# folder of the preset dev.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
