@@ -1,10 +1,11 @@
-"""CMake projects that take the source tree in."""
+"""The source tree by itself, and CMake projects that take it in."""
 
 import os
+import re
 import shutil
 
 from context import ECHO, TEXT
-from kit import expect, run
+from kit import expect, fresh_folder, run
 
 
 def copy_of_source_tree(context, folder):
@@ -41,3 +42,17 @@ def test_fetch_content(context):
     build.build()
     context.expect_conversation(os.path.join(build.folder, "echo"))
     build.expect_nothing()
+
+
+def test_static_option(context):
+    """Archives by default, and what the option says when it changes."""
+    build = os.path.join(fresh_folder(context.work), "build")
+    for option, suffix in (([], ".a"), (["-DQARN_RPC_STATIC=OFF"], ".so"),
+                           (["-DQARN_RPC_STATIC=ON"], ".a")):
+        run(["cmake", "-S", context.source, "-B", build,
+             "-DQARN_RPC_BUILD_TESTS=OFF", *option])
+        with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as file:
+            found = re.findall(r"^Protobuf_(?:PROTOC_)?LIBRARY_RELEASE:\w+=(.*)$",
+                               file.read(), re.MULTILINE)
+        expect(f"libraries with {option}", [os.path.splitext(path)[1] for path in found],
+               [suffix, suffix])
