@@ -46,7 +46,7 @@ printf '\nWhat a server implements:\n\n'
 sed -n '/^  class Service /,/^  };/p' "$out/echo.rpc.h"
 
 # The RPC runtime is the user's. The example runs on the small one of the tests.
-show c++ -std=c++17 -I "$out" -I tests/runtime \
+show c++ -std=c++17 -I "$out" -I tests/support/runtime \
   examples/echo/main.cc \
   "$out/echo.rpc.cpp" "$out/echo.pb.cc" "$out/text.pb.cc" \
   "$out/morvane/qarn/rpc/service_options.pb.cc" \

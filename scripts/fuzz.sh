@@ -31,15 +31,15 @@ for mode in structured raw; do
   echo "fuzz.sh: $mode, $1 seconds"
   # Short stacks of allocations and a small quarantine: twice as many inputs.
   ASAN_OPTIONS=malloc_context_size=4:quarantine_size_mb=32 \
-    "$folder/tests/fuzz/${mode}_fuzzer" "${options[@]}" \
+    "$folder/tests/robustness/fuzz/${mode}_fuzzer" "${options[@]}" \
     -max_total_time="$1" -timeout=25 -print_final_stats=1 \
-    -dict=tests/fuzz/request.dict -artifact_prefix="$findings/" \
-    "$corpus" "tests/fuzz/corpus/$mode" || status=1
+    -dict=tests/robustness/fuzz/request.dict -artifact_prefix="$findings/" \
+    "$corpus" "tests/robustness/fuzz/corpus/$mode" || status=1
   if [[ -n "$(ls -A "$findings")" ]]; then
     status=1
     echo "fuzz.sh: findings of the $mode fuzzer, also of earlier runs:" >&2
     ls "$findings"/* >&2
-    echo "fuzz.sh: to see one again: $folder/tests/fuzz/${mode}_fuzzer FILE" >&2
+    echo "fuzz.sh: to see one again: $folder/tests/robustness/fuzz/${mode}_fuzzer FILE" >&2
   fi
 done
 exit "$status"

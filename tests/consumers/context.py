@@ -24,7 +24,7 @@ class Context:
         self.schema = os.path.join(
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto")
         self.example = os.path.join(self.source, "examples", "echo")
-        self.runtime = os.path.join(self.source, "tests", "runtime")
+        self.runtime = os.path.join(self.source, "tests", "support", "runtime")
         self.projects = os.path.join(self.source, "tests", "consumers")
         self.pkg_config = {"PKG_CONFIG_PATH": os.path.join(self.prefix, "share", "pkgconfig")}
 

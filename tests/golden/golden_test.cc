@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "independent/plain_writer.h"
 #include "support/files.h"
 #include "support/generate.h"
+#include "support/independent/plain_writer.h"
 #include "support/proto_sources.h"
 #include "support/run_command.h"
 

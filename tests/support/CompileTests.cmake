@@ -39,7 +39,7 @@ function(qarn_rpc_write_compile_config file build)
   \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
   \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
-  \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/runtime\",
+  \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/support/runtime\",
   \"system_folders\": [\"$<JOIN:${includes},\",\">\"]
 }
 ")

@@ -1,5 +1,5 @@
 """Writes the source that makes every call of the services of an RPC header, by
-means of matrix/exercise.h."""
+means of support/exercise.h."""
 
 import re
 
@@ -26,7 +26,7 @@ def exercise_source(headers, services, function):
     """A source that defines `void function()`, which exercises the services.
     The headers come first, so that they get nothing from other includes."""
     lines = [f'#include "{header}"' for header in headers]
-    lines += ['#include "exercise.h"', ""]
+    lines += ['#include "support/exercise.h"', ""]
     lines += [f"EXERCISE_DEFINE({scope}, {name}, {macros}_METHOD_NAMES)"
               for scope, name, macros in services]
     lines += [f"void {function}();", f"void {function}() {{"]
@@ -39,7 +39,7 @@ def exercise_source(headers, services, function):
 def main_source(functions, files):
     """A main that calls the functions and then asks whether every service of
     these .proto files was exercised."""
-    lines = ['#include "exercise.h"', ""]
+    lines = ['#include "support/exercise.h"', ""]
     lines += [f"void {function}();" for function in functions]
     lines += ["", "int main() {"]
     lines += [f"  {function}();" for function in functions]

@@ -20,7 +20,7 @@ from bazel_driver import Bazel, Failure, expect_equal, run
 PROJECT_PARTS = [
     "BUILD.bazel", "WORKSPACE.bazel", "bazel", "src", "proto",
     "tests/consumers/bazel/repositories", "tests/consumers/bazel/workspace",
-    "tests/runtime",
+    "tests/support/runtime",
 ]
 WORKSPACE = "tests/consumers/bazel/workspace"
 GENERATE = "QarnRpcGenerate"

@@ -1,0 +1,275 @@
+#include "robustness/fuzz/request_builder.h"
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/descriptor.pb.h>
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "robustness/fuzz/byte_source.h"
+
+namespace qarn {
+namespace rpc {
+namespace fuzz {
+
+namespace {
+
+namespace pb = google::protobuf;
+
+// In each table the first entry is the plain one. Names that templates use, or
+// that the generated classes declare, are the likeliest to be mixed up.
+const char* const kNames[] = {
+    "Echo",   "Ping",    "Msg",    "Service",    "Method",     "Stub",
+    "name",   "package", "ns",     "part",       "Request",    "Response",
+    "A_b",    "_",       "__x",    "Echo_v2",    "eCHO",       "Outer",
+    "Inner",  "service", "class",  "Container",  "full_name",  "context",
+    "Echo_2", "channel", "qarn",   "rpc",        "filename",   "prefix",
+    "i",      "I",       "METHOD", "PackageDot", "namespaces", "Methods",
+};
+const char* const kPackageParts[] = {"a",    "b",       "qarn", "rpc", "_",
+                                     "deep", "morvane", "std",  "x1",  "part"};
+const char* const kFolders[] = {"",          "a/",       "a/b/",        "./x/",
+                                "a.b/",      "a.proto/", "with blank/", "$x$/",
+                                "\xC3\xA9/", "../"};
+const char* const kStems[] = {"echo",         "",     ".",  "x.proto",
+                              "x.protodevel", "x y",  "$",  "$filename$",
+                              "\xE2\x82\xAC", "{",    "\"", "x\ny",
+                              "x\\y",         "Proto"};
+const char* const kSuffixes[] = {".proto", ".protodevel", "",
+                                 ".txt",   ".PROTO",      ".proto.protodevel"};
+const char* const kParameters[] = {
+    "",
+    "services_namespace=api",
+    "services_namespace=",
+    "services_namespace",
+    "services_namespace=a::b",
+    "services_namespace=a=b",
+    "services_namespace=a,services_namespace=b",
+    "services_namespace= a b ",
+    "services_namespace=$Service$",
+    "services_namespace=}",
+    "services_namespace=a,",
+    "foo=1",
+    ",",
+    "=",
+    "Services_namespace=a",
+    "services_namespace=service",
+};
+
+template <std::size_t kSize>
+std::string Pick(ByteSource* bytes, const char* const (&table)[kSize]) {
+  return table[bytes->Below(kSize)];
+}
+
+// What has been declared so far and where.
+struct Message {
+  std::string full_name;
+  std::string file;
+};
+
+class Builder {
+ public:
+  explicit Builder(ByteSource* bytes) : bytes_(bytes) {}
+
+  pb::compiler::CodeGeneratorRequest Build() {
+    const std::string parameter = bytes_->OneIn(16)
+                                      ? "services_namespace=" + bytes_->Text(12)
+                                      : Pick(bytes_, kParameters);
+    if (!parameter.empty()) {
+      request_.set_parameter(parameter);
+    }
+    if (bytes_->OneIn(32)) {  // Rare, as it makes a run ten times as long.
+      AddSchema();
+    }
+    for (std::size_t left = bytes_->Below(4) + 1; left > 0; --left) {
+      AddFile();
+    }
+    return request_;
+  }
+
+ private:
+  // The two files that protoc sends along when a file imports the options. The
+  // generator does not need them: it reads the options with its own schema.
+  void AddSchema() {
+    const pb::FileDescriptor* schema =
+        pb::DescriptorPool::generated_pool()->FindFileByName(
+            "morvane/qarn/rpc/service_options.proto");
+    schema->dependency(0)->CopyTo(request_.add_proto_file());
+    schema->CopyTo(request_.add_proto_file());
+    schema_name_ = schema->name();
+    packages_ = {"google", "google.protobuf", "morvane", "morvane.qarn",
+                 "morvane.qarn.rpc"};
+    if (bytes_->OneIn(2)) {
+      request_.add_file_to_generate(schema_name_);
+    }
+  }
+
+  void AddFile() {
+    pb::FileDescriptorProto* file = request_.add_proto_file();
+    file->set_name(NewFileName());
+    file->set_package(NewPackage());
+    if (!schema_name_.empty()) {
+      file->add_dependency(schema_name_);
+    }
+    if (bytes_->OneIn(4)) {
+      file->set_syntax("proto3");
+    }
+    for (std::size_t left = bytes_->Below(4); left > 0; --left) {
+      AddMessage(file->package(), file->name(), 0, file->add_message_type());
+    }
+    for (std::size_t left = bytes_->Below(4); left > 0; --left) {
+      AddService(file);
+    }
+    if (bytes_->OneIn(4)) {
+      file->mutable_options()->set_cc_generic_services(bytes_->OneIn(8));
+    }
+    if (!bytes_->OneIn(16)) {
+      request_.add_file_to_generate(file->name());
+    }
+  }
+
+  std::string NewFileName() {
+    const std::string folder = Pick(bytes_, kFolders);
+    std::string stem =
+        bytes_->OneIn(16) ? bytes_->Text(8) : Pick(bytes_, kStems);
+    // The one byte that protobuf does not take in a file name.
+    std::replace(stem.begin(), stem.end(), '\0', 'x');
+    const std::string suffix = Pick(bytes_, kSuffixes);
+    std::string name = folder + stem + suffix;
+    for (int number = 1; !file_names_.insert(name).second; ++number) {
+      name = folder + stem + std::to_string(number) + suffix;
+    }
+    return name;
+  }
+
+  // A package may stand in many files, but no message or service may have the
+  // name of a package or of one that it lies in.
+  std::string NewPackage() {
+    std::string package;
+    for (std::size_t left = bytes_->Below(5); left > 0; --left) {
+      const std::string scope = package.empty() ? "" : package + ".";
+      package = scope + Pick(bytes_, kPackageParts);
+      while (symbols_.count(package) > 0) {
+        package += "_";
+      }
+      packages_.insert(package);
+    }
+    return package;
+  }
+
+  // A name that is free in `scope`, and takes it.
+  std::string NewName(const std::string& scope) {
+    const std::string prefix = scope.empty() ? "" : scope + ".";
+    std::string name = Pick(bytes_, kNames);
+    if (bytes_->OneIn(32)) {
+      name += std::string(200, 'n');
+    }
+    while (packages_.count(prefix + name) > 0 ||
+           !symbols_.insert(prefix + name).second) {
+      name += "_" + std::to_string(symbols_.size());
+    }
+    return name;
+  }
+
+  void AddMessage(const std::string& scope, const std::string& file_name,
+                  int depth, pb::DescriptorProto* message) {
+    message->set_name(NewName(scope));
+    const std::string full_name =
+        (scope.empty() ? "" : scope + ".") + message->name();
+    messages_.push_back({full_name, file_name});
+    if (depth == 20) {  // Far below what protobuf's parser takes.
+      return;
+    }
+    for (std::size_t left = bytes_->Below(3); left > 0; --left) {
+      AddMessage(full_name, file_name, depth + 1, message->add_nested_type());
+    }
+  }
+
+  void AddService(pb::FileDescriptorProto* file) {
+    pb::ServiceDescriptorProto* service = file->add_service();
+    service->set_name(NewName(file->package()));
+    const std::string full_name =
+        (file->package().empty() ? "" : file->package() + ".") +
+        service->name();
+    for (std::size_t left = bytes_->Below(6); left > 0; --left) {
+      pb::MethodDescriptorProto* method = service->add_method();
+      method->set_name(NewName(full_name));
+      method->set_input_type(PickMessage(file));
+      method->set_output_type(PickMessage(file));
+      SetOptions(method);
+    }
+  }
+
+  // The type name of any message so far; imports its file where needed.
+  std::string PickMessage(pb::FileDescriptorProto* file) {
+    if (messages_.empty()) {
+      AddMessage(file->package(), file->name(), 20, file->add_message_type());
+    }
+    const std::size_t choices = std::min<std::size_t>(messages_.size(), 256);
+    const Message& message = messages_[bytes_->Below(choices)];
+    if (message.file != file->name()) {
+      Import(message.file, file);
+    }
+    return "." + message.full_name;
+  }
+
+  static void Import(const std::string& name, pb::FileDescriptorProto* file) {
+    for (const std::string& imported : file->dependency()) {
+      if (imported == name) {
+        return;
+      }
+    }
+    file->add_dependency(name);
+  }
+
+  // Written field by field in wire format, as only there an option can occur
+  // more than once, or with a wire type that is not its own.
+  void SetOptions(pb::MethodDescriptorProto* method) {
+    if (bytes_->OneIn(8)) {
+      method->set_client_streaming(bytes_->OneIn(2));
+      method->set_server_streaming(bytes_->OneIn(2));
+    }
+    const std::size_t count = bytes_->Below(5);
+    if (count == 0) {
+      return;
+    }
+    std::string wire;
+    for (std::size_t left = count; left > 0; --left) {
+      // The tags of the three options, and of `deprecated`.
+      static const char* const kTags[] = {"\x88\xB5\x18", "\x90\xB5\x18",
+                                          "\xD0\xB5\x18", "\x88\x02"};
+      static const char* const kTextTags[] = {"\x8A\xB5\x18", "\x92\xB5\x18",
+                                              "\xD2\xB5\x18", "\x8A\x02"};
+      const std::size_t option = bytes_->Below(std::size(kTags));
+      if (bytes_->OneIn(32)) {
+        wire += kTextTags[option] + std::string("\1x");
+      } else {
+        wire += kTags[option] + std::string(1, bytes_->OneIn(4) ? '\0' : '\1');
+      }
+    }
+    method->mutable_options()->ParseFromString(wire);
+  }
+
+  ByteSource* const bytes_;
+  pb::compiler::CodeGeneratorRequest request_;
+  std::string schema_name_;  // Empty if the schema is not sent along.
+  std::set<std::string> file_names_;
+  std::set<std::string> packages_;
+  std::set<std::string> symbols_;
+  std::vector<Message> messages_;
+};
+
+}  // namespace
+
+pb::compiler::CodeGeneratorRequest BuildRequest(const std::uint8_t* data,
+                                                std::size_t size) {
+  ByteSource bytes(data, size);
+  return Builder(&bytes).Build();
+}
+
+}  // namespace fuzz
+}  // namespace rpc
+}  // namespace qarn

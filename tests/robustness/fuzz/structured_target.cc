@@ -1,0 +1,21 @@
+// The bytes drive a builder of requests that protoc could send.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "robustness/fuzz/findings.h"
+#include "robustness/fuzz/properties.h"
+#include "robustness/fuzz/request_builder.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                      std::size_t size) {
+  using namespace qarn::rpc::fuzz;
+  WatchLog();
+  const auto request = BuildRequest(data, size);
+  if (!Run(request).accepted) {
+    Report("the builder made a request that does not build\n" +
+           request.ShortDebugString());
+  }
+  CheckProperties(request);
+  return 0;
+}

@@ -1,0 +1,86 @@
+// Part of the runtime double (see qarn/rpc.h; not installed): a service as the
+// channel sees it, a list of methods that calls can be started on.
+#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
+#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qarn/rpc/call.h"
+#include "qarn/rpc/context.h"
+#include "qarn/rpc/method.h"
+
+namespace qarn {
+namespace rpc {
+
+// Base of every generated Service. Not copyable: a copy of a generated Service
+// would own the same RpcService a second time.
+class ServiceBase {
+ public:
+  ServiceBase(const ServiceBase&) = delete;
+  ServiceBase& operator=(const ServiceBase&) = delete;
+  virtual ~ServiceBase() {}
+
+ protected:
+  ServiceBase() {}
+};
+
+// One method of a service, whatever its message types.
+class RpcServiceMethod {
+ public:
+  explicit RpcServiceMethod(const RpcMethod& method) : method_(method) {}
+  RpcServiceMethod(const RpcServiceMethod&) = delete;
+  RpcServiceMethod& operator=(const RpcServiceMethod&) = delete;
+  virtual ~RpcServiceMethod() {}
+
+  const RpcMethod& method() const { return method_; }
+
+  // Starts a call whose answers go to `responses`. The result takes the
+  // requests.
+  virtual ByteObserverPtr Start(const ClientContext& context,
+                                ByteObserverPtr responses) = 0;
+
+ private:
+  RpcMethod method_;
+};
+
+// The methods of one service under its full name, in the order of AddMethod.
+class RpcService {
+ public:
+  // "a.b.Echo"
+  explicit RpcService(const std::string& full_name) : full_name_(full_name) {}
+  RpcService(const RpcService&) = delete;
+  RpcService& operator=(const RpcService&) = delete;
+
+  const std::string& full_name() const { return full_name_; }
+
+  // Takes ownership.
+  void AddMethod(RpcServiceMethod* method) {
+    methods_.push_back(std::unique_ptr<RpcServiceMethod>(method));
+  }
+
+  std::size_t method_count() const { return methods_.size(); }
+  // `index` must be below method_count().
+  const RpcMethod& method(std::size_t index) const {
+    return methods_[index]->method();
+  }
+
+  // By full name, such as "a.b.Echo/Ping"; null if there is none.
+  RpcServiceMethod* FindMethod(const std::string& full_name) const {
+    for (const std::unique_ptr<RpcServiceMethod>& candidate : methods_) {
+      if (full_name == candidate->method().full_name()) return candidate.get();
+    }
+    return nullptr;
+  }
+
+ private:
+  std::string full_name_;
+  std::vector<std::unique_ptr<RpcServiceMethod>> methods_;
+};
+
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
