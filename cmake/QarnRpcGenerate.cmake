@@ -1,5 +1,6 @@
 # qarn_rpc_generate(): message and RPC code from .proto files, as a part of the
-# caller's build. docs/using.md explains every argument.
+# caller's build. docs/qarn_rpc_generate.md explains every
+# argument.
 #
 #   qarn_rpc_generate(
 #     TARGET target | OUT_VAR variable    # compiles the code, or names its files

@@ -77,7 +77,7 @@ class Chatter : public qarn_rpc::CallObserver<Line> {
   const Echo::Service::ChatCallHandle handle_;
 };
 
-// One handler a method. Echo::Service declares them pure virtual, so the
+// Each method has one handler. Echo::Service declares them pure virtual, so the
 // compiler says which one is missing.
 class EchoServer : public Echo::Service {
  public:

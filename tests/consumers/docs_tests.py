@@ -1,4 +1,4 @@
-"""docs/using.md against the files that the other tests build."""
+"""The pages for users of a build against the files that the other tests build."""
 
 import os
 import re
@@ -22,7 +22,13 @@ def test_docs(context):
         "add_subdirectory/CMakeLists.txt", "fetch_content/CMakeLists.txt", "make/Makefile",
         "meson/meson.build", "meson/meson_options.txt", "meson/morvane/qarn/rpc/meson.build",
         "buf/buf.yaml", "buf/buf.gen.yaml", "buf/build.sh"} - shown, set())
-    # The table of arguments and the function know the same ones.
+
+
+def test_docs_arguments(context):
+    """The page of qarn_rpc_generate and the function know the same arguments."""
+    with open(os.path.join(context.source, "docs", "qarn_rpc_generate.md"),
+              encoding="utf-8") as file:
+        text = file.read()
     with open(os.path.join(context.source, "cmake", "QarnRpcGenerate.cmake"),
               encoding="utf-8") as file:
         keywords = re.findall(r"^  set\((?:flags|values|lists) (.*)\)$", file.read(), re.MULTILINE)
