@@ -1,6 +1,6 @@
 # Makes the project usable by other builds: the alias and the function for those
-# that take its source tree in, the install rules for everyone else. Nothing
-# that is installed holds the path of its prefix, which may be moved.
+# that use its source tree, the install rules for everyone else. No installed
+# file holds the path of its prefix, so the prefix may be moved.
 
 include(GNUInstallDirs)
 
