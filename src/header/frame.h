@@ -1,5 +1,7 @@
 // The parts of BASE.rpc.h around its services: banner, includes, the runtime's
-// namespace alias, and the opening and closing of the package's namespaces.
+// namespace alias, and the opening and closing of the package's namespaces. All
+// section builders have one signature, so these take parameters that they do
+// not read.
 
 #ifndef QARN_RPC_HEADER_FRAME_H_
 #define QARN_RPC_HEADER_FRAME_H_

@@ -1,9 +1,12 @@
 #include "header/traits.h"
 
+#include <string>
+
 #include "naming/for_each.h"
 #include "naming/names.h"
 #include "naming/variables.h"
 #include "text/indent_scope.h"
+#include "text/template.h"
 
 namespace qarn {
 namespace rpc {
@@ -26,53 +29,58 @@ void PrintMacros(Printer* printer, const ServiceDescriptor* service,
   PrintHeaderServiceMethodSeq(printer, service, vars, false);
   printer->Print((define + "_METHODS \\\n").c_str());
   PrintHeaderServiceMethodSeq(printer, service, vars, true);
+  printer->Print((define + "_METHOD(NAME) \\\n").c_str());
   // RPCTEST is a fixed word, the same for every service: users define macros of
   // that prefix.
-  const std::string method_macro =
-      define +
-      "_METHOD(NAME) \\\n"
-      "  BOOST_PP_CAT(RPCTEST, BOOST_PP_CAT(_, NAME))\n"
-      "\n";
-  printer->Print(method_macro.c_str());
+  printer->Print(Template(R"(
+  BOOST_PP_CAT(RPCTEST, BOOST_PP_CAT(_, NAME))
+
+)"));
 }
 
 void PrintMethodEnum(Printer* printer, const ServiceDescriptor* service,
                      VariableMap& vars) {
-  printer->Print(vars, "enum $Service$Method {\n");
+  printer->Print(vars, Template(R"(
+enum $Service$Method {
+)"));
   {
     IndentScope body(printer);
     ForEachMethod(service, [&](const MethodDescriptor* method) {
       SetMethodVars(method, vars);
-      printer->Print(vars, "$Service$_$Method$,\n");
+      printer->Print(vars, Template(R"(
+$Service$_$Method$,
+)"));
     });
   }
-  printer->Print(vars,
-                 "}; // enum $Service$Method\n"
-                 "\n");
+  printer->Print(vars, Template(R"(
+}; // enum $Service$Method
+
+)"));
 }
 
 void PrintMethodTraits(Printer* printer, const MethodDescriptor* method,
                        VariableMap& vars) {
   SetMethodVars(method, vars);
-  printer->Print(vars,
-                 "template <>\n"
-                 "struct $Service$Methods<$Service$_$Method$> {\n");
+  printer->Print(vars, Template(R"(
+template <>
+struct $Service$Methods<$Service$_$Method$> {
+)"));
   {
     IndentScope body(printer);
     // The full name of a method has a slash before the method's name.
-    printer->Print(vars,
-                   "static const char* name()      { return \"$Method$\"; }\n"
-                   "static const char* full_name() "
-                   "{ return \"$PackageDot$$Service$/$Method$\"; }\n"
-                   "static const ::qarn::rpc::RpcMethodType rpc_type = "
-                   "$MethodRpcType$;\n"
-                   "\n"
-                   "typedef $Request$ request;\n"
-                   "typedef $Response$ response;\n");
+    printer->Print(vars, Template(R"(
+static const char* name()      { return "$Method$"; }
+static const char* full_name() { return "$PackageDot$$Service$/$Method$"; }
+static const ::qarn::rpc::RpcMethodType rpc_type = $MethodRpcType$;
+
+typedef $Request$ request;
+typedef $Response$ response;
+)"));
   }
-  printer->Print(vars,
-                 "};\n"
-                 "\n");
+  printer->Print(vars, Template(R"(
+};
+
+)"));
 }
 
 }  // namespace
@@ -83,10 +91,11 @@ void PrintHeaderServiceTypeTraits(Printer* printer,
   PrintMacros(printer, service, vars);
   PrintMethodEnum(printer, service, vars);
   // Declared and never defined: only the methods of the service have traits.
-  printer->Print(vars,
-                 "template <$Service$Method>\n"
-                 "struct $Service$Methods;\n"
-                 "\n");
+  printer->Print(vars, Template(R"(
+template <$Service$Method>
+struct $Service$Methods;
+
+)"));
   ForEachMethod(service, [&](const MethodDescriptor* method) {
     PrintMethodTraits(printer, method, vars);
   });

@@ -28,9 +28,10 @@ std::string DotsToColons(const std::string& name);
 std::string MessageClassName(const google::protobuf::Descriptor* message,
                              bool qualified);
 
-// Gives both names at once and builds but one: makes `*text` the qualified name
-// and returns the other, which is its last part. The view is good until `*text`
-// changes. A text that is overwritten again and again keeps its memory.
+// Gives both names at once but builds only one text: `*text` becomes the
+// qualified name, and the result is the other name, which is the last part of
+// it. The result is valid until `*text` changes. A text that is overwritten
+// again and again keeps its memory.
 std::string_view AssignMessageClassName(
     const google::protobuf::Descriptor* message, std::string* text);
 

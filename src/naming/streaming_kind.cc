@@ -12,7 +12,8 @@ using google::protobuf::MethodOptions;
 
 StreamingKind GetStreamingKind(const MethodDescriptor* method) {
   // Not from the descriptor's own client_streaming() and server_streaming():
-  // they tell of the `stream` keyword, which has no effect on the kind.
+  // they say where the `stream` keyword stands, which has no effect on the
+  // kind.
   const MethodOptions& options = method->options();
   const bool client_streams =
       options.HasExtension(::morvane::qarn::rpc::client_streaming) &&
@@ -26,6 +27,11 @@ StreamingKind GetStreamingKind(const MethodDescriptor* method) {
   }
   return server_streams ? StreamingKind::kServerStreaming
                         : StreamingKind::kSimple;
+}
+
+bool ClientStreams(StreamingKind kind) {
+  return kind == StreamingKind::kClientStreaming ||
+         kind == StreamingKind::kBidiStreaming;
 }
 
 const char* RpcMethodTypeName(StreamingKind kind) {

@@ -22,6 +22,9 @@ enum class StreamingKind {
 StreamingKind GetStreamingKind(
     const google::protobuf::MethodDescriptor* method);
 
+// Whether the client sends a stream of requests, in place of one request.
+bool ClientStreams(StreamingKind kind);
+
 // The runtime's enumerator for `kind`, without its namespace:
 // kBidiStreaming -> "RMT_BIDI_STREAMING".
 const char* RpcMethodTypeName(StreamingKind kind);

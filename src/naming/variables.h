@@ -39,7 +39,7 @@ inline constexpr char kPackageDot[] = "PackageDot";
 inline constexpr char kServicesNamespace[] = "services_namespace";
 // What qualifies a definition in the source, or nothing: api::
 inline constexpr char kNs[] = "ns";
-// The parameter, or nothing; no template reads it today: api
+// The parameter, or nothing; no template reads it, see SetSourceFileVars: api
 inline constexpr char kPrefix[] = "prefix";
 
 // The service.
@@ -69,7 +69,8 @@ inline constexpr char kServerCallHandle[] = "ServerCallHandle";
 inline constexpr char kResponse[] = "Response";
 // The same without its namespace: PingReply
 inline constexpr char kResponseNoNs[] = "ResponseNoNs";
-// PingReplyStreamWriterPtr; no template reads it today
+// PingReplyStreamWriterPtr; no template reads it, but it is one of the names
+// that every method is known by, like the others
 inline constexpr char kResponseStreamWriterPtr[] = "ResponseStreamWriterPtr";
 // PingReplyCallObserverPtr, with a "Ptr" that the key lacks
 inline constexpr char kResponseCallObserver[] = "ResponseCallObserver";

@@ -68,7 +68,10 @@ std::string Join(const std::string& prologue, const std::string& includes,
   return text;
 }
 
-}  // namespace
+// The texts of the two files. The sections are built from the last to the first
+// and joined from the first to the last. Each is a function of the file and the
+// parameters alone, so the order in which they are built shows in no text, and
+// to turn it round would gain nothing.
 
 std::string HeaderText(const FileDescriptor* file,
                        const Parameters& parameters) {
@@ -88,6 +91,7 @@ std::string SourceText(const FileDescriptor* file,
   return Join(prologue, includes, services, epilogue);
 }
 
+}  // namespace
 }  // namespace rpc
 }  // namespace qarn
 

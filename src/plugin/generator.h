@@ -9,24 +9,9 @@
 
 #include <string>
 
-#include "plugin/parameters.h"
-
-namespace qarn {
-namespace rpc {
-
-// The whole text of BASE.rpc.h.
-std::string HeaderText(const google::protobuf::FileDescriptor* file,
-                       const Parameters& parameters);
-
-// The whole text of BASE.rpc.cpp.
-std::string SourceText(const google::protobuf::FileDescriptor* file,
-                       const Parameters& parameters);
-
-}  // namespace rpc
-}  // namespace qarn
-
-// Stateless; calls share nothing but the options schema, which registers itself
-// with protobuf before main.
+// At global scope, unlike all else: programs that link the generator, main
+// among them, declare it by this name. Stateless; calls share nothing but the
+// options schema, which registers itself with protobuf before main.
 class CppGenerator : public google::protobuf::compiler::CodeGenerator {
  public:
   // Writes BASE.rpc.h and then BASE.rpc.cpp for `file` through `context`, also

@@ -1,5 +1,6 @@
 // The parsed generator parameters. Every section builder takes them, so this
-// header includes nothing of ours.
+// header includes nothing of ours. It stands with the code that fills it, and
+// not below with the builders: the parameters belong to the plugin's interface.
 
 #ifndef QARN_RPC_PLUGIN_PARAMETERS_H_
 #define QARN_RPC_PLUGIN_PARAMETERS_H_

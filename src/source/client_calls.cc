@@ -2,6 +2,7 @@
 
 #include "naming/streaming_kind.h"
 #include "naming/variables.h"
+#include "text/template.h"
 
 namespace qarn {
 namespace rpc {
@@ -16,67 +17,73 @@ namespace {
 // before its first ">" that the header's typedef of the same type lacks.
 
 void PrintSimpleCalls(Printer* printer, const VariableMap& vars) {
-  printer->Print(
-      vars,
-      "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
-      "$ns$$Service$::Stub::$Method$(\n"
-      "    const $Request$& request,\n"
-      "    $ResponseCallObserver$* response_observer) {\n"
-      "  return ::qarn::rpc::client::AsyncSimpleCall(\n"
-      "      channel(), _rpcmethod_$Method$, context(), request, "
-      "response_observer);\n"
-      "}\n"
-      "\n"
-      "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
-      "$ns$$Service$::Stub::$Method$(\n"
-      "    const ::qarn::rpc::ClientContext& context,\n"
-      "    const $Request$& request,\n"
-      "    $ResponseCallObserver$* response_observer) {\n"
-      "  return ::qarn::rpc::client::AsyncSimpleCall(\n"
-      "      channel(), _rpcmethod_$Method$, context, request, "
-      "response_observer);\n"
-      "}\n"
-      "\n");
+  printer->Print(vars, Template(R"(
+boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >
+$ns$$Service$::Stub::$Method$(
+    const $Request$& request,
+    $ResponseCallObserver$* response_observer) {
+  return ::qarn::rpc::client::AsyncSimpleCall(
+      channel(), _rpcmethod_$Method$, context(), request, response_observer);
+}
+
+boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >
+$ns$$Service$::Stub::$Method$(
+    const ::qarn::rpc::ClientContext& context,
+    const $Request$& request,
+    $ResponseCallObserver$* response_observer) {
+  return ::qarn::rpc::client::AsyncSimpleCall(
+      channel(), _rpcmethod_$Method$, context, request, response_observer);
+}
+
+)"));
 }
 
 void PrintStreamingCalls(Printer* printer, const VariableMap& vars) {
-  printer->Print(
-      vars,
-      "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
-      "$ns$$Service$::Stub::$Method$(\n"
-      "    $ResponseCallObserver$* response_observer) {\n"
-      "  return ::qarn::rpc::client::AsyncStreamingCall<\n"
-      "    $Request$,\n"
-      "    $Response$ >(\n"
-      "      channel(), _rpcmethod_$Method$, context(), response_observer);\n"
-      "}\n"
-      "\n"
-      "boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >\n"
-      "$ns$$Service$::Stub::$Method$(\n"
-      "    const ::qarn::rpc::ClientContext& context,\n"
-      "    $ResponseCallObserver$* response_observer) {\n"
-      "  return ::qarn::rpc::client::AsyncStreamingCall<\n"
-      "    $Request$,\n"
-      "    $Response$ >(\n"
-      "      channel(), _rpcmethod_$Method$, context, response_observer);\n"
-      "}\n"
-      "\n");
+  printer->Print(vars, Template(R"(
+boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >
+$ns$$Service$::Stub::$Method$(
+    $ResponseCallObserver$* response_observer) {
+  return ::qarn::rpc::client::AsyncStreamingCall<
+    $Request$,
+    $Response$ >(
+      channel(), _rpcmethod_$Method$, context(), response_observer);
+}
+
+boost::intrusive_ptr< ::qarn::rpc::CallHandle< $Request$ > >
+$ns$$Service$::Stub::$Method$(
+    const ::qarn::rpc::ClientContext& context,
+    $ResponseCallObserver$* response_observer) {
+  return ::qarn::rpc::client::AsyncStreamingCall<
+    $Request$,
+    $Response$ >(
+      channel(), _rpcmethod_$Method$, context, response_observer);
+}
+
+)"));
 }
 
 }  // namespace
 
+// Names that a definition begins with carry "$ns$"; "$Service$" as a template
+// argument and "$Service$_$Method$" do not. Inside the definition of a member
+// the compiler finds both, as it looks into the class and its namespaces.
+void PrintSourceClientMethodData(Printer* printer,
+                                 const MethodDescriptor* method,
+                                 VariableMap* vars) {
+  SetMethodVars(method, *vars);
+  printer->Print(*vars, Template(R"(
+const ::qarn::rpc::RpcMethod $ns$$Service$::Stub::_rpcmethod_$Method$ =
+  ::qarn::rpc::make_rpc_method<$Service$, $ns$$Service$Methods<$Service$_$Method$> >(::qarn::rpc::CS_CLIENT);
+)"));
+}
+
 void PrintSourceClientMethod(Printer* printer, const MethodDescriptor* method,
                              VariableMap* vars) {
   SetMethodVars(method, *vars);
-  switch (GetStreamingKind(method)) {
-    case StreamingKind::kSimple:
-    case StreamingKind::kServerStreaming:
-      PrintSimpleCalls(printer, *vars);
-      break;
-    case StreamingKind::kClientStreaming:
-    case StreamingKind::kBidiStreaming:
-      PrintStreamingCalls(printer, *vars);
-      break;
+  if (ClientStreams(GetStreamingKind(method))) {
+    PrintStreamingCalls(printer, *vars);
+  } else {
+    PrintSimpleCalls(printer, *vars);
   }
 }
 

@@ -1,5 +1,6 @@
 // The parts of BASE.rpc.cpp around its services: banner and includes, and the
-// opening and closing of the package's namespaces.
+// opening and closing of the package's namespaces. All section builders have
+// one signature, so these take parameters that they do not read.
 
 #ifndef QARN_RPC_SOURCE_FRAME_H_
 #define QARN_RPC_SOURCE_FRAME_H_

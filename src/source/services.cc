@@ -1,9 +1,10 @@
 #include "source/services.h"
 
 #include "naming/for_each.h"
-#include "source/client_calls.h"
+#include "source/stub.h"
 #include "text/indent_scope.h"
 #include "text/render_section.h"
+#include "text/template.h"
 
 namespace qarn {
 namespace rpc {
@@ -15,85 +16,59 @@ using google::protobuf::io::Printer;
 
 namespace {
 
-// Names that a definition begins with carry "$ns$"; "$Service$" as a template
-// argument and "$Service$_$Method$" do not. Inside the definition of a member
-// the compiler finds both, as it looks into the class and its namespaces.
-void PrintMethodDescriptor(Printer* printer, const MethodDescriptor* method,
-                           VariableMap* vars) {
-  SetMethodVars(method, *vars);
-  printer->Print(
-      *vars,
-      "const ::qarn::rpc::RpcMethod $ns$$Service$::Stub::_rpcmethod_$Method$ "
-      "=\n"
-      "  ::qarn::rpc::make_rpc_method<$Service$, "
-      "$ns$$Service$Methods<$Service$_$Method$> >(::qarn::rpc::CS_CLIENT);\n");
-}
-
-void PrintStubConstructor(Printer* printer, const VariableMap& vars) {
-  printer->Print(vars,
-                 "\n"
-                 "$ns$$Service$::Stub::Stub(\n"
-                 "    const std::string& client_name,\n"
-                 "    const std::string& endpoint,\n"
-                 "    const ::qarn::rpc::ClientContext& context,\n"
-                 "    const boost::shared_ptr< ::qarn::rpc::Channel>& "
-                 "channel)\n");
-  {
-    IndentScope initializers(printer);
-    printer->Print(
-        ": ::qarn::rpc::StubBase(client_name, endpoint, context, channel)\n");
-  }
-  printer->Print(
-      "{}\n"
-      "\n");
-}
-
 void PrintServiceDestructor(Printer* printer, const VariableMap& vars) {
-  printer->Print(vars,
-                 "$ns$$Service$::Service::~Service() {\n"
-                 "  delete _service;\n"
-                 "}\n"
-                 "\n");
+  printer->Print(vars, Template(R"(
+$ns$$Service$::Service::~Service() {
+  delete _service;
+}
+
+)"));
 }
 
 void PrintMethodRegistration(Printer* printer, const MethodDescriptor* method,
                              VariableMap* vars) {
   SetMethodVars(method, *vars);
-  printer->Print(
-      *vars,
-      "_service->AddMethod(new ::qarn::rpc::RpcServiceMethodT<\n"
-      "    $ns$$Service$, $ns$$Service$Methods<$Service$_$Method$> >(\n"
-      "        this, &$ns$$Service$::Service::$Method$));\n");
+  printer->Print(*vars, Template(R"(
+_service->AddMethod(new ::qarn::rpc::RpcServiceMethodT<
+    $ns$$Service$, $ns$$Service$Methods<$Service$_$Method$> >(
+        this, &$ns$$Service$::Service::$Method$));
+)"));
 }
 
 void PrintServiceAccessor(Printer* printer, const ServiceDescriptor* service,
                           VariableMap* vars) {
-  printer->Print(*vars,
-                 "::qarn::rpc::RpcService* "
-                 "$ns$$Service$::Service::service() {\n");
+  printer->Print(*vars, Template(R"(
+::qarn::rpc::RpcService* $ns$$Service$::Service::service() {
+)"));
   {
     IndentScope body(printer);
-    printer->Print(
-        "if (_service) {\n"
-        "  return _service;\n"
-        "}\n");
-    printer->Print(
-        *vars,
-        "_service = new ::qarn::rpc::RpcService($Service$::full_name());\n");
+    printer->Print(Template(R"(
+if (_service) {
+  return _service;
+}
+)"));
+    printer->Print(*vars, Template(R"(
+_service = new ::qarn::rpc::RpcService($Service$::full_name());
+)"));
     ForEachMethod(service, [&](const MethodDescriptor* method) {
       PrintMethodRegistration(printer, method, vars);
     });
-    printer->Print("return _service;\n");
+    printer->Print(Template(R"(
+return _service;
+)"));
   }
-  printer->Print(
-      "}\n"
-      "\n");
+  printer->Print(Template(R"(
+}
+
+)"));
 }
 
 }  // namespace
 
 void SetSourceFileVars(const FileDescriptor* file, const Parameters& parameters,
                        VariableMap* vars) {
+  // No template of this file reads the package's variables or "prefix". All are
+  // set the same, so that each variable of the header has its counterpart here.
   const std::string& services_namespace = parameters.services_namespace;
   SetPackageVars(file, vars);
   (*vars)[keys::kNs] =
@@ -116,13 +91,7 @@ std::string GetSourceServices(const FileDescriptor* file,
 void PrintSourceService(Printer* printer, const ServiceDescriptor* service,
                         VariableMap* vars) {
   (*vars)[keys::kService] = std::string(service->name());
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintMethodDescriptor(printer, method, vars);
-  });
-  PrintStubConstructor(printer, *vars);
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintSourceClientMethod(printer, method, vars);
-  });
+  PrintSourceStub(printer, service, vars);
   PrintServiceDestructor(printer, *vars);
   PrintServiceAccessor(printer, service, vars);
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/proto_sources.h"
@@ -64,6 +65,18 @@ TEST(StreamingKindTest, IgnoresRequiresLocalContext) {
     EXPECT_EQ(KindOf(Option("requires_local_context", value) +
                      Option("client_streaming", "true")),
               StreamingKind::kClientStreaming);
+  }
+}
+
+TEST(StreamingKindTest, SaysInWhichKindsTheClientStreams) {
+  const std::vector<std::pair<StreamingKind, bool>> kinds = {
+      {StreamingKind::kSimple, false},
+      {StreamingKind::kClientStreaming, true},
+      {StreamingKind::kServerStreaming, false},
+      {StreamingKind::kBidiStreaming, true},
+  };
+  for (const auto& [kind, client_streams] : kinds) {
+    EXPECT_EQ(ClientStreams(kind), client_streams) << RpcMethodTypeName(kind);
   }
 }
 

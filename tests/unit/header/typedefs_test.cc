@@ -1,4 +1,4 @@
-#include "header/shared_typedefs.h"
+#include "header/typedefs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,10 +25,35 @@ using testing::Printed;
 using testing::ProtoSources;
 using ::testing::UnorderedElementsAre;
 
-using TypedefSet = boost::unordered_set<std::string>;
 using TypedefPrinter = void (*)(Printer*, const MethodDescriptor*,
                                 std::map<std::string, std::string>&,
                                 TypedefSet&);
+
+TEST(ServiceTypedefsTest, GiveEveryMethodTwoCallPointersInOrder) {
+  const auto* file = ParseFile("x.proto", FileHead("p") + R"(
+message Ask {}
+message Answer {}
+service Kinds {
+  rpc Talk(Ask) returns (Answer) {
+    option (morvane.qarn.rpc.client_streaming) = true;
+  }
+  rpc Get(Answer) returns (Ask);
+}
+)");
+  VariableMap vars = KindsVars();
+  EXPECT_EQ(
+      Printed([&](Printer* printer) {
+        PrintHeaderServiceTypedefs(printer, file->service(0), &vars);
+      }),
+      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Ask> > "
+      "TalkClientCallPtr;\n"
+      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Answer> > "
+      "TalkServerCallPtr;\n"
+      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Answer> > "
+      "GetClientCallPtr;\n"
+      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Ask> > "
+      "GetServerCallPtr;\n");
+}
 
 // What each method of `service` gets from `print`, with one set for the loop.
 std::vector<std::string> PrintedForEach(TypedefPrinter print,
@@ -180,6 +205,20 @@ service Sharing {
               ElementsAre("typedef ::Inner Inner;\n",
                           "typedef ::Outer_Inner Outer_Inner;\n"));
   EXPECT_THAT(printed, UnorderedElementsAre("::Inner", "::Outer_Inner"));
+}
+
+TEST(CallHandleTypedefTest, IsNamedWithoutServerForEveryKind) {
+  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
+    VariableMap vars = KindsVars();
+    EXPECT_EQ(Printed([&](Printer* printer) {
+                PrintHeaderServerMethodCallHandleTypedefs(
+                    printer, KindsMethod(name), vars);
+              }),
+              "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< "
+              "::p::Answer> > " +
+                  name + "CallHandle;\n");
+    EXPECT_EQ(vars.at("Method"), name);
+  }
 }
 
 }  // namespace

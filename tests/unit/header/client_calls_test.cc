@@ -1,4 +1,4 @@
-#include "header/method_members.h"
+#include "header/client_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -12,23 +12,14 @@ namespace rpc {
 namespace {
 
 using google::protobuf::io::Printer;
-using testing::FileHead;
 using testing::KindsMethod;
 using testing::KindsVars;
-using testing::ParseFile;
 using testing::Printed;
 
 std::string ClientMethod(const std::string& name) {
   VariableMap vars = KindsVars();
   return Printed([&](Printer* printer) {
     PrintHeaderClientMethod(printer, KindsMethod(name), &vars, true);
-  });
-}
-
-std::string ServerMethod(const std::string& name) {
-  VariableMap vars = KindsVars();
-  return Printed([&](Printer* printer) {
-    PrintHeaderServerMethodSync(printer, KindsMethod(name), vars);
   });
 }
 
@@ -125,83 +116,6 @@ TEST(ClientMethodDataTest, DeclaresADescriptorForEveryKind) {
               "static const ::qarn::rpc::RpcMethod _rpcmethod_" + name + ";\n");
     EXPECT_EQ(vars.at("Method"), name);
   }
-}
-
-TEST(CallHandleTypedefTest, IsNamedWithoutServerForEveryKind) {
-  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
-    VariableMap vars = KindsVars();
-    EXPECT_EQ(Printed([&](Printer* printer) {
-                PrintHeaderServerMethodCallHandleTypedefs(
-                    printer, KindsMethod(name), vars);
-              }),
-              "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< "
-              "::p::Answer> > " +
-                  name + "CallHandle;\n");
-    EXPECT_EQ(vars.at("Method"), name);
-  }
-}
-
-std::string HandlerWithRequest(const std::string& name) {
-  return "virtual void " + name +
-         "(\n"
-         "    ::qarn::rpc::CallContext* context,\n"
-         "    const Ask& request,\n"
-         "    const " +
-         name +
-         "CallHandle& handle) = 0;\n"
-         "\n";
-}
-
-std::string HandlerWithoutRequest(const std::string& name) {
-  return "virtual AskCallObserverPtr " + name +
-         "(\n"
-         "    ::qarn::rpc::CallContext* context,\n"
-         "    const " +
-         name +
-         "CallHandle& handle) = 0;\n"
-         "\n";
-}
-
-TEST(ServerMethodTest, TakesTheRequestWhereTheClientDoesNotStream) {
-  EXPECT_EQ(ServerMethod("Get"), HandlerWithRequest("Get"));
-  EXPECT_EQ(ServerMethod("List"), HandlerWithRequest("List"));
-  EXPECT_EQ(ServerMethod("NotPut"), HandlerWithRequest("NotPut"));
-}
-
-TEST(ServerMethodTest, ReturnsAnObserverWhereTheClientStreams) {
-  EXPECT_EQ(ServerMethod("Put"), HandlerWithoutRequest("Put"));
-  EXPECT_EQ(ServerMethod("Talk"), HandlerWithoutRequest("Talk"));
-}
-
-TEST(ServerMethodTest, DoesNotReadRequiresLocalContext) {
-  EXPECT_EQ(ServerMethod("GetHere"), HandlerWithRequest("GetHere"));
-  EXPECT_EQ(ServerMethod("PutHere"), HandlerWithoutRequest("PutHere"));
-}
-
-TEST(ServiceTypedefsTest, GiveEveryMethodTwoCallPointersInOrder) {
-  const auto* file = ParseFile("x.proto", FileHead("p") + R"(
-message Ask {}
-message Answer {}
-service Kinds {
-  rpc Talk(Ask) returns (Answer) {
-    option (morvane.qarn.rpc.client_streaming) = true;
-  }
-  rpc Get(Answer) returns (Ask);
-}
-)");
-  VariableMap vars = KindsVars();
-  EXPECT_EQ(
-      Printed([&](Printer* printer) {
-        PrintHeaderServiceTypedefs(printer, file->service(0), &vars);
-      }),
-      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Ask> > "
-      "TalkClientCallPtr;\n"
-      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Answer> > "
-      "TalkServerCallPtr;\n"
-      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Answer> > "
-      "GetClientCallPtr;\n"
-      "typedef boost::intrusive_ptr< ::qarn::rpc::CallHandle< ::p::Ask> > "
-      "GetServerCallPtr;\n");
 }
 
 }  // namespace

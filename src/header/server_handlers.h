@@ -1,0 +1,25 @@
+// The handlers in BASE.rpc.h that a server implements, one for each method:
+// pure virtual members of Service.
+
+#ifndef QARN_RPC_HEADER_SERVER_HANDLERS_H_
+#define QARN_RPC_HEADER_SERVER_HANDLERS_H_
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/io/printer.h>
+
+#include "naming/variables.h"
+
+namespace qarn {
+namespace rpc {
+
+// Prints the handler of `method`, which takes the request or, where the client
+// streams, returns an observer of the requests. Sets the variables of the
+// method before it prints, and reads no others.
+void PrintHeaderServerMethodSync(
+    google::protobuf::io::Printer* printer,
+    const google::protobuf::MethodDescriptor* method, VariableMap& vars);
+
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_HEADER_SERVER_HANDLERS_H_

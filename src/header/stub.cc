@@ -1,0 +1,71 @@
+#include "header/stub.h"
+
+#include "header/client_calls.h"
+#include "header/typedefs.h"
+#include "naming/for_each.h"
+#include "text/indent_scope.h"
+#include "text/template.h"
+
+namespace qarn {
+namespace rpc {
+
+using google::protobuf::MethodDescriptor;
+using google::protobuf::ServiceDescriptor;
+using google::protobuf::io::Printer;
+
+namespace {
+
+void PrintStubConstructor(Printer* printer) {
+  printer->Print(Template(R"(
+Stub(const std::string& client_name,
+     const std::string& endpoint,
+     const ::qarn::rpc::ClientContext& context,
+     const boost::shared_ptr< ::qarn::rpc::Channel>&);
+
+)"));
+}
+
+}  // namespace
+
+void PrintHeaderStub(Printer* printer, const ServiceDescriptor* service,
+                     VariableMap* vars) {
+  printer->Print(Template(R"(
+class Stub : public ::qarn::rpc::StubBase {
+ public:
+)"));
+  {
+    IndentScope body(printer);
+    printer->Print(*vars, Template(R"(
+typedef $Service$ Service;
+
+)"));
+    // One set for each loop: kinds of typedef share none, and neither do
+    // classes.
+    TypedefSet call_observers;
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      PrintHeaderClientMethodCallObserverTypedefs(printer, method, *vars,
+                                                  call_observers);
+    });
+    printer->Print("\n");
+    PrintStubConstructor(printer);
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      // Always true: users call every method that they declare.
+      PrintHeaderClientMethod(printer, method, vars, true);
+    });
+  }
+  {
+    // An outdent and an indent at once, which changes no text. What follows is
+    // a group of its own, but no access label may stand here: users' code names
+    // the method descriptors.
+    IndentScope body(printer);
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      PrintHeaderClientMethodData(printer, method, vars);
+    });
+  }
+  printer->Print(Template(R"(
+};
+)"));
+}
+
+}  // namespace rpc
+}  // namespace qarn

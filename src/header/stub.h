@@ -1,0 +1,23 @@
+// The class Stub in BASE.rpc.h, through which a client calls one service.
+
+#ifndef QARN_RPC_HEADER_STUB_H_
+#define QARN_RPC_HEADER_STUB_H_
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/io/printer.h>
+
+#include "naming/variables.h"
+
+namespace qarn {
+namespace rpc {
+
+// Prints the class Stub of `service` at the current indentation. `*vars` must
+// hold "Service".
+void PrintHeaderStub(google::protobuf::io::Printer* printer,
+                     const google::protobuf::ServiceDescriptor* service,
+                     VariableMap* vars);
+
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_HEADER_STUB_H_
