@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The checks of style: clang-format, clang-tidy, cppcheck, the direction of
-# includes and shellcheck, each at zero findings. clang-tidy needs the build
-# folder of the preset dev.
+# includes, how templates are written, and shellcheck, each at zero findings.
+# clang-tidy needs the build folder of the preset dev.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -45,6 +45,9 @@ check_floor text 'naming|header|source|plugin'
 check_floor naming 'header|source|plugin'
 check_floor header 'source|plugin'
 check_floor source 'header|plugin'
+
+echo "templates: src/header src/source"
+scripts/check_templates.py
 
 echo "shellcheck: ${#scripts[@]} files"
 shellcheck "${scripts[@]}"
