@@ -3,9 +3,10 @@
 import os
 import shutil
 
-import errors
-from context import ECHO, OPTIONS, SCHEMA, TEXT, write_program
-from kit import WatchedBuild, expect, expect_in, fresh_folder, run
+from consumers import errors
+from consumers.context import ECHO, OPTIONS, SCHEMA, TEXT, write_program
+from consumers.watched_build import WatchedBuild
+from support.testkit import expect, expect_in, fresh_folder, run
 
 
 def expect_exact_rebuilds(context, project, build):
@@ -38,11 +39,13 @@ def test_cmake_makefiles(context):
     from protobuf's own .proto files."""
     log = os.path.join(fresh_folder(context.work), "runs")
     copy = shutil.copy(shutil.which("protoc"), os.path.join(context.work, "protoc-copy"))
-    protoc = write_program(os.path.join(context.work, "protoc"),
-                           f'echo "$@" >> "{log}"\nexec "{copy}" "$@"\n')
+    protoc = write_program(
+        os.path.join(context.work, "protoc"), f'echo "$@" >> "{log}"\nexec "{copy}" "$@"\n'
+    )
     project = context.echo_project("cmake")
-    build = context.cmake(project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}",
-                          generator="Unix Makefiles")
+    build = context.cmake(
+        project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator="Unix Makefiles"
+    )
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
     expect_exact_rebuilds(context, project, build)
@@ -82,19 +85,27 @@ def test_cmake_layers(context):
     protos = os.path.join(project, "proto", "shop")
     # The batch is written as one; item.proto is not part of it, and orders do
     # not see the rest of the stock.
-    build.expect_after(os.path.join(protos, "stock", "v1", "count.proto"),
-                       SHOP_COUNT | SHOP_STOCK | SHOP_MAIN | {"link libstock.a"})
-    build.expect_after(os.path.join(protos, "order", "v1", "order.proto"),
-                       SHOP_ORDER | SHOP_MAIN
-                       | {"link liborder.a", "link liborder_messages.a"})
+    build.expect_after(
+        os.path.join(protos, "stock", "v1", "count.proto"),
+        SHOP_COUNT | SHOP_STOCK | SHOP_MAIN | {"link libstock.a"},
+    )
+    build.expect_after(
+        os.path.join(protos, "order", "v1", "order.proto"),
+        SHOP_ORDER | SHOP_MAIN | {"link liborder.a", "link liborder_messages.a"},
+    )
 
 
 def test_cmake_multi_config(context):
     """The same as shared libraries, in two configurations of one folder."""
     project = context.project("layers")
-    build = context.cmake(project, "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_CXX_FLAGS_DEBUG=",
-                          "-DCMAKE_CXX_FLAGS_RELEASE=",
-                          generator="Ninja Multi-Config", config="Debug")
+    build = context.cmake(
+        project,
+        "-DBUILD_SHARED_LIBS=ON",
+        "-DCMAKE_CXX_FLAGS_DEBUG=",
+        "-DCMAKE_CXX_FLAGS_RELEASE=",
+        generator="Ninja Multi-Config",
+        config="Debug",
+    )
     generated = SHOP_COUNT | SHOP_STOCK | SHOP_ITEM | SHOP_ORDER | SCHEMA
     libraries = shop_libraries("so") | {"link libqarn_rpc_service_options.so"}
     build.expect_all(generated | SHOP_MAIN | libraries)
@@ -109,7 +120,8 @@ def test_cmake_odd_paths(context):
     """Where paths cannot stand in a depfile, all files count as imports."""
     for generator in ("Ninja", "Unix Makefiles"):
         project = context.echo_project(
-            "cmake", folder=os.path.join(context.work, "blank and $ sign", generator))
+            "cmake", folder=os.path.join(context.work, "blank and $ sign", generator)
+        )
         build = context.cmake(project, generator=generator)
         build.expect_all(TEXT | ECHO | OPTIONS)
         context.expect_conversation(os.path.join(build.folder, "echo"))
@@ -120,13 +132,16 @@ def test_cmake_odd_paths(context):
 def test_cmake_old_protoc(context):
     """The same with a protoc that has no --dependency_out."""
     fresh_folder(context.work)
-    protoc = write_program(os.path.join(context.work, "protoc"), f"""
+    protoc = write_program(
+        os.path.join(context.work, "protoc"),
+        f"""
 case "$*" in
   --version) echo "libprotoc 2.6.1" ;;
   *--dependency_out*) echo "Unknown flag: --dependency_out" >&2; exit 1 ;;
   *) exec "{shutil.which("protoc")}" "$@" ;;
 esac
-""")
+""",
+    )
     project = context.echo_project("cmake")
     build = context.cmake(project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}")
     build.expect_all(TEXT | ECHO | OPTIONS)
@@ -150,17 +165,25 @@ def test_cmake_cross(context):
     sysroot = os.path.join(fresh_folder(context.work), "sysroot")
     shutil.copytree(context.prefix, os.path.join(sysroot, "usr"))
     for tool in ("protoc", "protoc-gen-qarn-rpc"):
-        write_program(os.path.join(sysroot, "usr", "bin", tool),
-                      "echo this runs on the target only >&2\nexit 1\n")
+        write_program(
+            os.path.join(sysroot, "usr", "bin", tool),
+            "echo this runs on the target only >&2\nexit 1\n",
+        )
     toolchain = os.path.join(context.work, "toolchain.cmake")
     with open(toolchain, "w", encoding="utf-8") as file:
-        file.write(f"set(CMAKE_SYSTEM_NAME Linux)\n"
-                   f'list(APPEND CMAKE_FIND_ROOT_PATH "{sysroot}")\n'
-                   "set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)\n")
+        file.write(
+            f"set(CMAKE_SYSTEM_NAME Linux)\n"
+            f'list(APPEND CMAKE_FIND_ROOT_PATH "{sysroot}")\n'
+            "set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)\n"
+        )
     project = context.echo_project("cmake")
     path = os.path.dirname(context.plugin) + os.pathsep + os.environ["PATH"]
-    build = context.cmake(project, f"-DCMAKE_TOOLCHAIN_FILE={toolchain}",
-                          f"-DCMAKE_PREFIX_PATH={sysroot}/usr", env={"PATH": path})
+    build = context.cmake(
+        project,
+        f"-DCMAKE_TOOLCHAIN_FILE={toolchain}",
+        f"-DCMAKE_PREFIX_PATH={sysroot}/usr",
+        env={"PATH": path},
+    )
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
 
@@ -174,8 +197,9 @@ def test_cmake_errors(context):
         with open(os.path.join(project, "case.cmake"), "w", encoding="utf-8") as file:
             file.write(snippet)
         print(f"case: {name}")
-        output = run([shutil.which("cmake"), *common[1:], "-DCASE=case.cmake"],
-                     env=environment, status=None)
+        output = run(
+            [shutil.which("cmake"), *common[1:], "-DCASE=case.cmake"], env=environment, status=None
+        )
         expect_in(name, output, expected)
         # One error alone: the function stops at the first one.
         expect(f"errors of {name}", output.count("CMake Error"), 1)

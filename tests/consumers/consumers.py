@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """Builds and runs small projects as users of an installed plugin would.
 
-    consumers.py SCENARIO --source DIR --build DIR --work DIR [--config NAME]
+    python3 -m consumers.consumers SCENARIO --source DIR --build DIR --work DIR [--config NAME]
 
 Each function named test_SCENARIO, in the modules beside this one, is a test.
 `install` comes first, and the others use the prefix that it leaves. Exit status
@@ -11,22 +10,33 @@ Each function named test_SCENARIO, in the modules beside this one, is a test.
 import argparse
 import sys
 
-import cmake_tests
-import debian_tests
-import docs_tests
-import other_build_tests
-import prefix_tests
-import source_tree_tests
-from context import Context
-from kit import Failure, Skip, fresh_folder
+from consumers import (
+    cmake_tests,
+    debian_tests,
+    docs_tests,
+    other_build_tests,
+    prefix_tests,
+    source_tree_tests,
+)
+from consumers.context import Context
+from support.testkit import fresh_folder, status_of
 
 
 def main():
     """Runs the one scenario that the command line names."""
-    tests = {name[len("test_"):]: function
-             for module in (prefix_tests, cmake_tests, source_tree_tests, other_build_tests,
-                            debian_tests, docs_tests)
-             for name, function in vars(module).items() if name.startswith("test_")}
+    tests = {
+        name[len("test_") :]: function
+        for module in (
+            prefix_tests,
+            cmake_tests,
+            source_tree_tests,
+            other_build_tests,
+            debian_tests,
+            docs_tests,
+        )
+        for name, function in vars(module).items()
+        if name.startswith("test_")
+    }
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("scenario", choices=tests)
     for name in ("source", "build", "work"):
@@ -34,18 +44,9 @@ def main():
     parser.add_argument("--config", default="")
     arguments = parser.parse_args()
     context = Context(arguments)
-    try:
-        fresh_folder(context.work)
-        tests[arguments.scenario](context)
-    except Skip as skip:
-        print("skipped:", skip)
-        return 77
-    except Failure as failure:
-        print("FAILED:", failure)
-        return 1
-    print("passed")
-    return 0
+    fresh_folder(context.work)
+    tests[arguments.scenario](context)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(main))

@@ -1,8 +1,10 @@
 """Where a test finds everything, and how it makes and watches a project."""
 
 import os
+import shutil
 
-from kit import WatchedBuild, copy_into, expect, fresh_folder, run
+from consumers.watched_build import WatchedBuild
+from support.testkit import expect, fresh_folder, run
 
 TEXT = {"generate text", "compile text.pb", "compile text.rpc"}
 ECHO = {"generate echo", "compile echo.pb", "compile echo.rpc", "compile main", "link echo"}
@@ -22,7 +24,8 @@ class Context:
         self.prefix = os.path.join(self.top, "moved", "prefix")
         self.plugin = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
         self.schema = os.path.join(
-            self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto")
+            self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
+        )
         self.example = os.path.join(self.source, "examples", "echo")
         self.runtime = os.path.join(self.source, "tests", "support", "runtime")
         self.projects = os.path.join(self.source, "tests", "consumers")
@@ -41,9 +44,21 @@ class Context:
     def cmake(self, project, *arguments, generator="Ninja", config=None, env=None):
         """Configures `project` in its folder `build`, and watches that."""
         build = os.path.join(project, "build")
-        run(["cmake", "-S", project, "-B", build, "-G", generator,
-             f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DRPC_RUNTIME_DIR={self.runtime}",
-             *arguments], env=env)
+        run(
+            [
+                "cmake",
+                "-S",
+                project,
+                "-B",
+                build,
+                "-G",
+                generator,
+                f"-DCMAKE_PREFIX_PATH={self.prefix}",
+                f"-DRPC_RUNTIME_DIR={self.runtime}",
+                *arguments,
+            ],
+            env=env,
+        )
         command = ["cmake", "--build", build, "--parallel", "2"]
         return WatchedBuild(command + (["--config", config] if config else []), build, env=env)
 
@@ -51,6 +66,15 @@ class Context:
         """Fails unless `program` prints what the example promises."""
         with open(os.path.join(self.example, "conversation.txt"), encoding="utf-8") as file:
             expect("output of the example", run([program]), file.read())
+
+
+def copy_into(folder, *sources):
+    """Copies files, and the contents of folders, into `folder`."""
+    for source in sources:
+        if os.path.isdir(source):
+            shutil.copytree(source, folder, dirs_exist_ok=True)
+        else:
+            shutil.copy(source, folder)
 
 
 def write_program(path, text):

@@ -1,9 +1,11 @@
 """The wrong calls of qarn_rpc_generate(), and what it answers to each."""
 
 FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
-ARGUMENTS = ("TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
-             "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
-             "NO_MESSAGES, BATCH")
+ARGUMENTS = (
+    "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
+    "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
+    "NO_MESSAGES, BATCH"
+)
 
 
 def cases(context):
@@ -16,101 +18,166 @@ def cases(context):
     def refused(name, arguments, text, before=""):
         return name, call(arguments, before), None, f"qarn_rpc_generate: {text}"
 
-    yield refused("keyword misspelt after a list", "TARGET echo PROTOS echo.proto NAMESPACE api",
-                  f"'NAMESPACE' does not exist (looked for '{project}/NAMESPACE'). "
-                  "Relative names start at the folder of the CMakeLists.txt.")
-    yield refused("unknown argument", "echo PROTOS echo.proto",
-                  f"unknown argument: echo. Known are {ARGUMENTS}.")
-    yield refused("no value", "TARGET echo PROTOS echo.proto IMPORT_DIRS SERVICES_NAMESPACE",
-                  "no value after IMPORT_DIRS, SERVICES_NAMESPACE. "
-                  "Give one, or leave the keyword out.")
-    yield refused("TARGET and OUT_VAR", "TARGET echo OUT_VAR files PROTOS echo.proto",
-                  "both TARGET and OUT_VAR are given. TARGET compiles the generated files, "
-                  "OUT_VAR only names them; choose one.")
-    yield refused("neither TARGET nor OUT_VAR", "PROTOS echo.proto",
-                  "neither TARGET nor OUT_VAR is given. Name the target that is to compile "
-                  "the generated files, or a variable for their names.")
-    yield refused("no PROTOS", "TARGET echo",
-                  "PROTOS is missing. Name the .proto files after it.")
-    yield refused("NO_MESSAGES and MESSAGES_ONLY_PROTOS",
-                  "TARGET echo PROTOS echo.proto NO_MESSAGES MESSAGES_ONLY_PROTOS text.proto",
-                  "NO_MESSAGES and MESSAGES_ONLY_PROTOS contradict each other. "
-                  "Leave one out, or make two calls.")
-    yield refused("one file in both lists",
-                  "TARGET echo PROTOS echo.proto text.proto MESSAGES_ONLY_PROTOS text.proto",
-                  f"'{project}/text.proto' stands in PROTOS and in MESSAGES_ONLY_PROTOS. "
-                  "Leave it in the list that it belongs to.")
-    yield refused("unknown target", "TARGET ehco PROTOS echo.proto",
-                  "TARGET 'ehco' is not a target. "
-                  "Call add_executable() or add_library() ahead of this call.")
-    yield refused("interface library", "TARGET headers PROTOS echo.proto",
-                  "TARGET 'headers' compiles nothing (it is an alias, imported, an interface "
-                  "library or a custom target). Name the executable or library that is to "
-                  "compile the generated files.",
-                  before="add_library(headers INTERFACE)")
-    yield refused("alias", "TARGET my::lib PROTOS echo.proto",
-                  "TARGET 'my::lib' compiles nothing",
-                  before="add_library(lib main.cc)\nadd_library(my::lib ALIAS lib)")
-    yield refused("target of another folder", "TARGET other PROTOS echo.proto",
-                  "TARGET 'other' was made in another folder. Call qarn_rpc_generate() in the "
-                  "CMakeLists.txt that makes the target.",
-                  before='file(WRITE "${CMAKE_BINARY_DIR}/other_source/CMakeLists.txt" '
-                         '"add_library(other ${CMAKE_SOURCE_DIR}/main.cc)")\n'
-                         'add_subdirectory("${CMAKE_BINARY_DIR}/other_source" other)')
-    yield refused("unknown options library", "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
-                  "OPTIONS_TARGET 'mine' is not a target. "
-                  "Make the library ahead of this call.")
+    yield refused(
+        "keyword misspelt after a list",
+        "TARGET echo PROTOS echo.proto NAMESPACE api",
+        f"'NAMESPACE' does not exist (looked for '{project}/NAMESPACE'). "
+        "Relative names start at the folder of the CMakeLists.txt.",
+    )
+    yield refused(
+        "unknown argument",
+        "echo PROTOS echo.proto",
+        f"unknown argument: echo. Known are {ARGUMENTS}.",
+    )
+    yield refused(
+        "no value",
+        "TARGET echo PROTOS echo.proto IMPORT_DIRS SERVICES_NAMESPACE",
+        "no value after IMPORT_DIRS, SERVICES_NAMESPACE. " "Give one, or leave the keyword out.",
+    )
+    yield refused(
+        "TARGET and OUT_VAR",
+        "TARGET echo OUT_VAR files PROTOS echo.proto",
+        "both TARGET and OUT_VAR are given. TARGET compiles the generated files, "
+        "OUT_VAR only names them; choose one.",
+    )
+    yield refused(
+        "neither TARGET nor OUT_VAR",
+        "PROTOS echo.proto",
+        "neither TARGET nor OUT_VAR is given. Name the target that is to compile "
+        "the generated files, or a variable for their names.",
+    )
+    yield refused("no PROTOS", "TARGET echo", "PROTOS is missing. Name the .proto files after it.")
+    yield refused(
+        "NO_MESSAGES and MESSAGES_ONLY_PROTOS",
+        "TARGET echo PROTOS echo.proto NO_MESSAGES MESSAGES_ONLY_PROTOS text.proto",
+        "NO_MESSAGES and MESSAGES_ONLY_PROTOS contradict each other. "
+        "Leave one out, or make two calls.",
+    )
+    yield refused(
+        "one file in both lists",
+        "TARGET echo PROTOS echo.proto text.proto MESSAGES_ONLY_PROTOS text.proto",
+        f"'{project}/text.proto' stands in PROTOS and in MESSAGES_ONLY_PROTOS. "
+        "Leave it in the list that it belongs to.",
+    )
+    yield refused(
+        "unknown target",
+        "TARGET ehco PROTOS echo.proto",
+        "TARGET 'ehco' is not a target. "
+        "Call add_executable() or add_library() ahead of this call.",
+    )
+    yield refused(
+        "interface library",
+        "TARGET headers PROTOS echo.proto",
+        "TARGET 'headers' compiles nothing (it is an alias, imported, an interface "
+        "library or a custom target). Name the executable or library that is to "
+        "compile the generated files.",
+        before="add_library(headers INTERFACE)",
+    )
+    yield refused(
+        "alias",
+        "TARGET my::lib PROTOS echo.proto",
+        "TARGET 'my::lib' compiles nothing",
+        before="add_library(lib main.cc)\nadd_library(my::lib ALIAS lib)",
+    )
+    yield refused(
+        "target of another folder",
+        "TARGET other PROTOS echo.proto",
+        "TARGET 'other' was made in another folder. Call qarn_rpc_generate() in the "
+        "CMakeLists.txt that makes the target.",
+        before='file(WRITE "${CMAKE_BINARY_DIR}/other_source/CMakeLists.txt" '
+        '"add_library(other ${CMAKE_SOURCE_DIR}/main.cc)")\n'
+        'add_subdirectory("${CMAKE_BINARY_DIR}/other_source" other)',
+    )
+    yield refused(
+        "unknown options library",
+        "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
+        "OPTIONS_TARGET 'mine' is not a target. " "Make the library ahead of this call.",
+    )
     for name in ("a,b", "a.b", "::a", "1st", "a b"):
-        yield refused(f"namespace {name}",
-                      f'TARGET echo PROTOS echo.proto SERVICES_NAMESPACE "{name}"',
-                      f"SERVICES_NAMESPACE '{name}' is not the name of a C++ namespace. "
-                      "Write it like api or team::api.")
-    yield refused("missing file", "TARGET echo PROTOS ehco.proto",
-                  f"'ehco.proto' does not exist (looked for '{project}/ehco.proto'). "
-                  "Relative names start at the folder of the CMakeLists.txt.")
-    yield refused("file outside", "TARGET echo PROTOS echo.proto IMPORT_DIRS build ..//other/",
-                  f"'{project}/echo.proto' is in none of the import folders "
-                  f"('{project}/build', '{context.work}/other'). "
-                  "Add the folder that its imports start from to IMPORT_DIRS.")
-    yield refused("output path", 'TARGET echo PROTOS echo.proto PROTOC_OUT_DIR "gen#1"',
-                  f"the generated files would go to '{project}/build/gen#1', and CMake has no "
-                  "rules for files with '#', '<' or '>' in their path. "
-                  "Choose another build folder or PROTOC_OUT_DIR.")
+        yield refused(
+            f"namespace {name}",
+            f'TARGET echo PROTOS echo.proto SERVICES_NAMESPACE "{name}"',
+            f"SERVICES_NAMESPACE '{name}' is not the name of a C++ namespace. "
+            "Write it like api or team::api.",
+        )
+    yield refused(
+        "missing file",
+        "TARGET echo PROTOS ehco.proto",
+        f"'ehco.proto' does not exist (looked for '{project}/ehco.proto'). "
+        "Relative names start at the folder of the CMakeLists.txt.",
+    )
+    yield refused(
+        "file outside",
+        "TARGET echo PROTOS echo.proto IMPORT_DIRS build ..//other/",
+        f"'{project}/echo.proto' is in none of the import folders "
+        f"('{project}/build', '{context.work}/other'). "
+        "Add the folder that its imports start from to IMPORT_DIRS.",
+    )
+    yield refused(
+        "output path",
+        'TARGET echo PROTOS echo.proto PROTOC_OUT_DIR "gen#1"',
+        f"the generated files would go to '{project}/build/gen#1', and CMake has no "
+        "rules for files with '#', '<' or '>' in their path. "
+        "Choose another build folder or PROTOC_OUT_DIR.",
+    )
 
     plain = "TARGET echo PROTOS echo.proto"
-    yield refused("no protobuf library", plain,
-                  "protobuf's C++ library was not found. On Debian or Ubuntu: apt-get install "
-                  "libprotobuf-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is "
-                  "installed.",
-                  before="set(CMAKE_DISABLE_FIND_PACKAGE_Protobuf ON)")
-    yield ("no protoc",
-           call(plain, "add_library(protobuf::libprotobuf INTERFACE IMPORTED)\n"
-                       "unset(Protobuf_PROTOC_EXECUTABLE CACHE)"),
-           {"PATH": f"{project}/nowhere"},
-           "qarn_rpc_generate: protoc was not found. On Debian or Ubuntu: apt-get install "
-           "protobuf-compiler. Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.")
+    yield refused(
+        "no protobuf library",
+        plain,
+        "protobuf's C++ library was not found. On Debian or Ubuntu: apt-get install "
+        "libprotobuf-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is "
+        "installed.",
+        before="set(CMAKE_DISABLE_FIND_PACKAGE_Protobuf ON)",
+    )
+    yield (
+        "no protoc",
+        call(
+            plain,
+            "add_library(protobuf::libprotobuf INTERFACE IMPORTED)\n"
+            "unset(Protobuf_PROTOC_EXECUTABLE CACHE)",
+        ),
+        {"PATH": f"{project}/nowhere"},
+        "qarn_rpc_generate: protoc was not found. On Debian or Ubuntu: apt-get install "
+        "protobuf-compiler. Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.",
+    )
     for variable in ("QARN_RPC_PROTOC_EXECUTABLE", "Protobuf_PROTOC_EXECUTABLE"):
         yield refused(
-            f"broken {variable}", plain,
+            f"broken {variable}",
+            plain,
             f"'/no/protoc', from {variable}, does not run as protoc on this machine. "
             "On Debian or Ubuntu: apt-get install protobuf-compiler. Elsewhere, set "
             "QARN_RPC_PROTOC_EXECUTABLE to the full path of one that runs here.",
             before="add_library(protobuf::libprotobuf INTERFACE IMPORTED)\n"
-                   f"set({variable} /no/protoc)")
-    yield refused("broken QARN_RPC_PLUGIN_EXECUTABLE", plain,
-                  "QARN_RPC_PLUGIN_EXECUTABLE is '/no/plugin', which does not exist. "
-                  "Set it to the full path of protoc-gen-qarn-rpc.",
-                  before="set(QARN_RPC_PLUGIN_EXECUTABLE /no/plugin)")
+            f"set({variable} /no/protoc)",
+        )
+    yield refused(
+        "broken QARN_RPC_PLUGIN_EXECUTABLE",
+        plain,
+        "QARN_RPC_PLUGIN_EXECUTABLE is '/no/plugin', which does not exist. "
+        "Set it to the full path of protoc-gen-qarn-rpc.",
+        before="set(QARN_RPC_PLUGIN_EXECUTABLE /no/plugin)",
+    )
     package = f"{context.prefix}/share/cmake/qarn-rpc-gen"
-    yield ("no find_package",
-           f'include("{package}/QarnRpcGenerate.cmake")\nqarn_rpc_generate({plain})\n', None,
-           "qarn_rpc_generate: the target qarn-rpc-gen::protoc-gen-qarn-rpc is missing. Call "
-           "find_package(qarn-rpc-gen REQUIRED) first, or set QARN_RPC_PLUGIN_EXECUTABLE to the "
-           "full path of protoc-gen-qarn-rpc.")
-    yield refused("cross build without a host plugin", plain,
-                  "no protoc-gen-qarn-rpc for the machine that builds was found. Install one "
-                  "there and put it on the PATH, or set QARN_RPC_PLUGIN_EXECUTABLE to its full "
-                  "path.",
-                  before="set(CMAKE_CROSSCOMPILING TRUE)")
-    yield ("another version", "find_package(qarn-rpc-gen 99 REQUIRED)\n", None,
-           'compatible with requested version "99"')
+    yield (
+        "no find_package",
+        f'include("{package}/QarnRpcGenerate.cmake")\nqarn_rpc_generate({plain})\n',
+        None,
+        "qarn_rpc_generate: the target qarn-rpc-gen::protoc-gen-qarn-rpc is missing. Call "
+        "find_package(qarn-rpc-gen REQUIRED) first, or set QARN_RPC_PLUGIN_EXECUTABLE to the "
+        "full path of protoc-gen-qarn-rpc.",
+    )
+    yield refused(
+        "cross build without a host plugin",
+        plain,
+        "no protoc-gen-qarn-rpc for the machine that builds was found. Install one "
+        "there and put it on the PATH, or set QARN_RPC_PLUGIN_EXECUTABLE to its full "
+        "path.",
+        before="set(CMAKE_CROSSCOMPILING TRUE)",
+    )
+    yield (
+        "another version",
+        "find_package(qarn-rpc-gen 99 REQUIRED)\n",
+        None,
+        'compatible with requested version "99"',
+    )

@@ -3,8 +3,9 @@
 import os
 import shutil
 
-from context import ECHO, SCHEMA, TEXT
-from kit import Failure, WatchedBuild, expect_in, fresh_folder, need, run
+from consumers.context import ECHO, SCHEMA, TEXT
+from consumers.watched_build import WatchedBuild
+from support.testkit import Failure, expect_in, fresh_folder, need, run
 
 
 def expect_exact_rebuilds_elsewhere(context, project, build):
@@ -34,8 +35,17 @@ def test_meson(context):
     need("meson", "ninja", "pkg-config")
     project = context.echo_project("meson")
     folder = os.path.join(project, "build")
-    run(["meson", "setup", folder, project, "--buildtype=plain",
-         f"-Drpc_runtime_dir={context.runtime}"], env=context.pkg_config)
+    run(
+        [
+            "meson",
+            "setup",
+            folder,
+            project,
+            "--buildtype=plain",
+            f"-Drpc_runtime_dir={context.runtime}",
+        ],
+        env=context.pkg_config,
+    )
     build = WatchedBuild(["ninja", "-C", folder, "-j2"], folder, env=context.pkg_config)
     expect_exact_rebuilds_elsewhere(context, project, build)
     context.expect_conversation(os.path.join(folder, "echo"))
@@ -50,9 +60,13 @@ def test_buf(context):
         shutil.copy(os.path.join(context.example, name), os.path.join(project, "proto"))
     shutil.copy(os.path.join(context.example, "main.cc"), project)
     home = fresh_folder(os.path.join(context.work, "home"))
-    env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime,
-           "HOME": home, "XDG_CACHE_HOME": home,
-           "PATH": os.path.dirname(context.plugin) + os.pathsep + os.environ["PATH"]}
+    env = {
+        **context.pkg_config,
+        "RPC_RUNTIME_DIR": context.runtime,
+        "HOME": home,
+        "XDG_CACHE_HOME": home,
+        "PATH": os.path.dirname(context.plugin) + os.pathsep + os.environ["PATH"],
+    }
     offline = ["unshare", "--map-root-user", "--net"]
     try:
         run([*offline, "true"])

@@ -3,7 +3,7 @@
 import os
 import re
 
-from kit import Failure, expect, expect_in, fresh_folder, need, run
+from support.testkit import Failure, expect, expect_in, fresh_folder, need, run
 
 INSTALLED = {
     "bin/protoc-gen-qarn-rpc",
@@ -22,24 +22,33 @@ INSTALLED = {
 # Named after the configuration, or growing with the project's documents.
 ALSO_INSTALLED = re.compile(
     r"share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets-\w+\.cmake$"
-    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc)$")
+    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc)$"
+)
 
 
 def test_install(context):
     """Installs to one prefix and moves it to another, for all other tests."""
     staging = fresh_folder(os.path.join(context.work, "prefix"))
-    run(["cmake", "--install", context.build, "--prefix", staging]
-        + (["--config", context.config] if context.config else []))
+    run(
+        ["cmake", "--install", context.build, "--prefix", staging]
+        + (["--config", context.config] if context.config else [])
+    )
     fresh_folder(os.path.dirname(context.prefix))
     os.rename(staging, context.prefix)
 
 
 def test_installed_files(context):
     """Exactly the files that users need, none of which names another place."""
-    files = {os.path.relpath(os.path.join(folder, name), context.prefix)
-             for folder, _, names in os.walk(context.prefix) for name in names}
-    expect("installed files", {name for name in files if not ALSO_INSTALLED.match(name)},
-           {name for name in INSTALLED if not ALSO_INSTALLED.match(name)})
+    files = {
+        os.path.relpath(os.path.join(folder, name), context.prefix)
+        for folder, _, names in os.walk(context.prefix)
+        for name in names
+    }
+    expect(
+        "installed files",
+        {name for name in files if not ALSO_INSTALLED.match(name)},
+        {name for name in INSTALLED if not ALSO_INSTALLED.match(name)},
+    )
     expect("documents that must be there", INSTALLED - files, set())
     for name in files - {"bin/protoc-gen-qarn-rpc"}:
         with open(os.path.join(context.prefix, name), encoding="utf-8") as file:
@@ -47,10 +56,13 @@ def test_installed_files(context):
         for place in (context.source, context.build, context.top):
             if place in text:
                 raise Failure(f"{name} holds the path {place}")
-    for variable, path in (("plugin", context.plugin),
-                           ("protodir", os.path.join(context.prefix, "include"))):
-        named = run(["pkg-config", f"--variable={variable}", "qarn-rpc-gen"],
-                    env=context.pkg_config)
+    for variable, path in (
+        ("plugin", context.plugin),
+        ("protodir", os.path.join(context.prefix, "include")),
+    ):
+        named = run(
+            ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"], env=context.pkg_config
+        )
         expect(f"pkg-config's {variable}", os.path.normpath(named.strip()), path)
 
 
@@ -58,7 +70,9 @@ def test_man_page(context):
     """man shows the page without a warning."""
     need("man")
     page = os.path.join(context.prefix, "share", "man", "man1", "protoc-gen-qarn-rpc.1")
-    text = run(["man", "--warnings", "-l", page],
-               env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"})
+    text = run(
+        ["man", "--warnings", "-l", page],
+        env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
+    )
     expect("warnings of man", [line for line in text.splitlines() if "warning" in line], [])
     expect_in("the man page", text, "services_namespace=NAMESPACE")

@@ -4,8 +4,8 @@ import os
 import re
 import shutil
 
-from context import ECHO, TEXT
-from kit import expect, fresh_folder, run
+from consumers.context import ECHO, TEXT
+from support.testkit import expect, fresh_folder, run
 
 
 def copy_of_source_tree(context, folder):
@@ -27,10 +27,12 @@ def test_add_subdirectory(context):
     context.expect_conversation(os.path.join(build.folder, "echo"))
     build.expect_nothing()
     # A new plugin writes new code. main.cc is the plugin's and the program's.
-    build.expect_after(os.path.join(tree, "src", "plugin", "main.cc"),
-                       TEXT | ECHO | {"link protoc-gen-qarn-rpc"})
-    installed = run(["cmake", "--install", build.folder,
-                     "--prefix", os.path.join(context.work, "installed")])
+    build.expect_after(
+        os.path.join(tree, "src", "plugin", "main.cc"), TEXT | ECHO | {"link protoc-gen-qarn-rpc"}
+    )
+    installed = run(
+        ["cmake", "--install", build.folder, "--prefix", os.path.join(context.work, "installed")]
+    )
     expect("files that a user of the tree installs", "qarn-rpc" in installed, False)
 
 
@@ -47,12 +49,18 @@ def test_fetch_content(context):
 def test_static_option(context):
     """Archives by default, and what the option says when it changes."""
     build = os.path.join(fresh_folder(context.work), "build")
-    for option, suffix in (([], ".a"), (["-DQARN_RPC_STATIC=OFF"], ".so"),
-                           (["-DQARN_RPC_STATIC=ON"], ".a")):
-        run(["cmake", "-S", context.source, "-B", build,
-             "-DQARN_RPC_BUILD_TESTS=OFF", *option])
+    for option, suffix in (
+        ([], ".a"),
+        (["-DQARN_RPC_STATIC=OFF"], ".so"),
+        (["-DQARN_RPC_STATIC=ON"], ".a"),
+    ):
+        run(["cmake", "-S", context.source, "-B", build, "-DQARN_RPC_BUILD_TESTS=OFF", *option])
         with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as file:
-            found = re.findall(r"^Protobuf_(?:PROTOC_)?LIBRARY_RELEASE:\w+=(.*)$",
-                               file.read(), re.MULTILINE)
-        expect(f"libraries with {option}", [os.path.splitext(path)[1] for path in found],
-               [suffix, suffix])
+            found = re.findall(
+                r"^Protobuf_(?:PROTOC_)?LIBRARY_RELEASE:\w+=(.*)$", file.read(), re.MULTILINE
+            )
+        expect(
+            f"libraries with {option}",
+            [os.path.splitext(path)[1] for path in found],
+            [suffix, suffix],
+        )

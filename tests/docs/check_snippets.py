@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """Checks that each C++ snippet of a document stands in the file it names.
 
-  check_snippets.py ROOT DOCUMENT...
+  python3 -m docs.check_snippets ROOT DOCUMENT...
 
 A snippet is a ```cpp block. The line above it, blank lines aside, is
 
@@ -20,6 +19,8 @@ import re
 import sys
 import textwrap
 
+from support.testkit import Failure, Misuse, status_of
+
 SOURCE_LINE = re.compile(r"^From \[`([^`]+)`\]\(([^)]+)\):$")
 
 
@@ -31,7 +32,7 @@ def snippets(text):
     while number < len(lines):
         if lines[number].strip() == "```cpp":
             end = lines.index("```", number)
-            yield number + 1, above, "\n".join(lines[number + 1:end])
+            yield number + 1, above, "\n".join(lines[number + 1 : end])
             number = end
         if lines[number].strip():
             above = lines[number].strip()
@@ -44,10 +45,9 @@ def has_lines(file_text, passage, start):
     wanted = textwrap.dedent("\n".join(passage)).rstrip().splitlines()
     lines = file_text.splitlines()
     for first in range(start, len(lines) - len(wanted) + 1):
-        window = textwrap.dedent("\n".join(lines[first:first + len(wanted)]))
+        window = textwrap.dedent("\n".join(lines[first : first + len(wanted)]))
         # dedent normalises blank lines, which hold nothing, on both sides.
-        if [line.rstrip() for line in window.splitlines()] == [
-                line.rstrip() for line in wanted]:
+        if [line.rstrip() for line in window.splitlines()] == [line.rstrip() for line in wanted]:
             return first + len(wanted)
     return None
 
@@ -56,8 +56,7 @@ def complaint(root, document, above, block):
     """What is wrong with one snippet, or None."""
     named = SOURCE_LINE.match(above)
     if not named:
-        return ("the line above does not name a file, as in "
-                "From [`path`](../path):")
+        return "the line above does not name a file, as in " "From [`path`](../path):"
     path, link = named.groups()
     if (document.parent / link).resolve() != (root / path).resolve():
         return f"the link {link} does not lead to {path}"
@@ -77,25 +76,24 @@ def complaint(root, document, above, block):
 
 def main(arguments):
     if len(arguments) < 2:
-        print(__doc__, file=sys.stderr)
-        return 2
+        raise Misuse(__doc__)
     root = pathlib.Path(arguments[0])
-    failed = False
+    failed = 0
     for name in arguments[1:]:
         document = pathlib.Path(name)
         found = list(snippets(document.read_text(encoding="utf-8")))
         if not found:
-            print(f"{document}: no snippet; a document without one needs no "
-                  "check")
-            failed = True
+            print(f"{document}: no snippet; a document without one needs no " "check")
+            failed += 1
         for number, above, block in found:
             wrong = complaint(root, document, above, block)
             if wrong:
                 print(f"{document}:{number}: {wrong}")
-                failed = True
+                failed += 1
         print(f"{document}: {len(found)} snippets")
-    return 1 if failed else 0
+    if failed:
+        raise Failure(f"{failed} snippets do not hold, as said above")
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(status_of(main, sys.argv[1:]))

@@ -1,15 +1,13 @@
-#!/usr/bin/env python3
 """Tests check_snippets.py on documents written for it."""
 
 import contextlib
 import io
 import pathlib
-import sys
 import tempfile
 import unittest
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
-import check_snippets  # noqa: E402
+from docs import check_snippets
+from support.testkit import status_of
 
 SOURCE = """\
 int main() {
@@ -24,7 +22,6 @@ int main() {
 
 
 class CheckSnippetsTest(unittest.TestCase):
-
     def check(self, block, above="From [`a/b.cc`](../a/b.cc):"):
         """The exit status and what was printed for a document of one block."""
         with tempfile.TemporaryDirectory() as name:
@@ -36,7 +33,7 @@ class CheckSnippetsTest(unittest.TestCase):
             document.write_text(f"# Text\n\n{above}\n\n```cpp\n{block}\n```\n")
             printed = io.StringIO()
             with contextlib.redirect_stdout(printed):
-                status = check_snippets.main([str(root), str(document)])
+                status = status_of(check_snippets.main, [str(root), str(document)])
             return status, printed.getvalue()
 
     def assert_holds(self, block):
@@ -67,19 +64,16 @@ class CheckSnippetsTest(unittest.TestCase):
         self.assert_fails("does not hold", "  First();\n  if (true) {")
 
     def test_refuses_another_order(self):
-        self.assert_fails("does not hold",
-                          "  return 0;\n  // ...\n  First();")
+        self.assert_fails("does not hold", "  return 0;\n  // ...\n  First();")
 
     def test_refuses_a_block_without_a_file(self):
         self.assert_fails("does not name a file", "  First();", above="Text.")
 
     def test_refuses_a_file_that_is_not_there(self):
-        self.assert_fails("there is no file", "  First();",
-                          above="From [`a/c.cc`](../a/c.cc):")
+        self.assert_fails("there is no file", "  First();", above="From [`a/c.cc`](../a/c.cc):")
 
     def test_refuses_a_link_to_another_file(self):
-        self.assert_fails("does not lead to", "  First();",
-                          above="From [`a/b.cc`](../a/c.cc):")
+        self.assert_fails("does not lead to", "  First();", above="From [`a/b.cc`](../a/c.cc):")
 
 
 if __name__ == "__main__":

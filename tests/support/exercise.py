@@ -7,11 +7,12 @@ import re
 def services_of(header_text, services_namespace):
     """The services that an RPC header declares, as (scope, name, macros):
     ("::a::b::services::", "Echo", "ECHO")."""
-    macros = dict((name, macro) for macro, name in re.findall(
-        r"^#define (\w+) (\w+)$", header_text, re.MULTILINE))
+    macros = dict(
+        (name, macro)
+        for macro, name in re.findall(r"^#define (\w+) (\w+)$", header_text, re.MULTILINE)
+    )
     names = re.findall(r"^class (\w+) \{$", header_text, re.MULTILINE)
-    packages = re.findall(r'^  static const char\* package\(\) .*"(.*)"',
-                          header_text, re.MULTILINE)
+    packages = re.findall(r'^  static const char\* package\(\) .*"(.*)"', header_text, re.MULTILINE)
     services = []
     for name, package in zip(names, packages):
         parts = [part for part in package.split(".") if part]
@@ -27,11 +28,14 @@ def exercise_source(headers, services, function):
     The headers come first, so that they get nothing from other includes."""
     lines = [f'#include "{header}"' for header in headers]
     lines += ['#include "support/exercise.h"', ""]
-    lines += [f"EXERCISE_DEFINE({scope}, {name}, {macros}_METHOD_NAMES)"
-              for scope, name, macros in services]
+    lines += [
+        f"EXERCISE_DEFINE({scope}, {name}, {macros}_METHOD_NAMES)"
+        for scope, name, macros in services
+    ]
     lines += [f"void {function}();", f"void {function}() {{"]
-    lines += [f"  EXERCISE_RUN({scope}, {name}, {macros}_METHODS)"
-              for scope, name, macros in services]
+    lines += [
+        f"  EXERCISE_RUN({scope}, {name}, {macros}_METHODS)" for scope, name, macros in services
+    ]
     lines += ["}", ""]
     return "\n".join(lines)
 

@@ -9,11 +9,15 @@ are not ours, through -isystem. The two therefore never share a folder.
 import concurrent.futures
 import os
 import pathlib
-import shlex
-import subprocess
+
+from support.testkit import run, write
 
 WARNINGS = [
-    "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wnon-virtual-dtor",
+    "-Wall",
+    "-Wextra",
+    "-Wpedantic",
+    "-Wshadow",
+    "-Wnon-virtual-dtor",
     "-Werror",
 ]
 
@@ -42,24 +46,16 @@ PREFIX_TEXT = """\
 """
 
 
-class Failure(Exception):
-    """A command or an expectation failed; the text says which, and how."""
-
-
-def run(command, expect_success=True):
-    """Runs the command and returns what it printed, errors included.
-
-    Raises Failure, with the command and its output, if it fails and
-    `expect_success` is set, or succeeds and it is not.
-    """
-    done = subprocess.run([str(word) for word in command], text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    if (done.returncode == 0) != expect_success:
-        outcome = ("succeeded, and must not" if done.returncode == 0 else
-                   f"failed with status {done.returncode}")
-        line = " ".join(shlex.quote(str(word)) for word in command)
-        raise Failure(f"{line}\n{outcome}\n{done.stdout}")
-    return done.stdout
+def system_includes(folders):
+    """The options that make the compiler search the folders for headers whose
+    warnings are not ours."""
+    options = []
+    for folder in folders:
+        # The default folder must keep its place: named again as a system
+        # folder, it hides the C++ library's wrappers of C headers.
+        if folder and os.path.realpath(folder) != "/usr/include":
+            options += ["-isystem", folder]
+    return options
 
 
 def in_parallel(function, items):
@@ -68,14 +64,6 @@ def in_parallel(function, items):
     with concurrent.futures.ThreadPoolExecutor(max_workers=2) as pool:
         calls = [pool.submit(function, item) for item in items]
     return [call.result() for call in calls]
-
-
-def write(path, text):
-    """Writes a file and the folders above it; returns its path."""
-    path = pathlib.Path(path)
-    path.parent.mkdir(parents=True, exist_ok=True)
-    path.write_text(text, encoding="utf-8")
-    return path
 
 
 class Toolchain:
@@ -90,13 +78,9 @@ class Toolchain:
     optimisation: the option for it.
     """
 
-    def __init__(self, compiler, standard, system_folders, prefix_folder=None,
-                 optimisation="-O0"):
+    def __init__(self, compiler, standard, system_folders, prefix_folder=None, optimisation="-O0"):
         self.command = [compiler, f"-std={standard}", optimisation]
-        for folder in system_folders:
-            # Naming the compiler's own folder again would change its order.
-            if os.path.realpath(folder) != "/usr/include":
-                self.command += ["-isystem", folder]
+        self.command += system_includes(system_folders)
         self.prefix = prefix_folder and pathlib.Path(prefix_folder, "prefix.h")
         self.is_clang = "clang" in os.path.basename(compiler)
 
@@ -104,14 +88,15 @@ class Toolchain:
         """Prebuilds the headers that most sources include."""
         write(self.prefix, PREFIX_TEXT)
         suffix = ".pch" if self.is_clang else ".gch"
-        run(self.command + WARNINGS +
-            ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"])
+        run(
+            self.command
+            + WARNINGS
+            + ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"]
+        )
 
-    def compile(self, source, rpc_folders, message_folders, output=None,
-                expect_success=True):
+    def compile(self, source, rpc_folders, message_folders, output=None, status=0):
         """Compiles one source with all warnings, and returns what the compiler
-        said. Without an output it is only checked. See `run` for
-        expect_success."""
+        said. Without an output it is only checked. See `run` for status."""
         command = self.command + WARNINGS
         for folder in rpc_folders:
             command = command + ["-I", folder]
@@ -126,7 +111,7 @@ class Toolchain:
         else:
             pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)
             command = command + ["-o", output]
-        return run(command + ["-c", source], expect_success)
+        return run(command + ["-c", source], status=status)
 
     def compile_messages(self, source, folders, output):
         """Compiles a source of protobuf's own generator, without warnings."""
@@ -138,5 +123,4 @@ class Toolchain:
 
     def link(self, objects, libraries, program):
         """Links one program."""
-        run(self.command + list(objects) + list(libraries) +
-            ["-pthread", "-o", program])
+        run(self.command + list(objects) + list(libraries) + ["-pthread", "-o", program])

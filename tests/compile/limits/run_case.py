@@ -1,13 +1,11 @@
-#!/usr/bin/env python3
 """Shows that one row of docs/limits.md is true.
 
-    run_case.py --protoc P --plugin P --include DIR... --runtime DIR
-                [--system-include DIR...] [--library FILE...]
-                [--compiler g++=PATH] [--compiler clang++=PATH] CASE_FOLDER
+    python3 -m compile.limits.run_case CONFIG CASE_FOLDER
 
-A case is a folder with an api.proto that shows the limit, other files that it
-needs (.proto files; a use.cc when the limit is met by code that uses the
-generated code), and a case.ini that says what is seen:
+CONFIG is the JSON file that CMake writes. A case is a folder with an api.proto
+that shows the limit, other files that it needs (.proto files; a use.cc when the
+limit is met by code that uses the generated code), and a case.ini that says
+what is seen:
 
     [case]
     option = services_namespace=api  given with --qarn-rpc_opt (optional)
@@ -51,21 +49,30 @@ Exit status: 0 the row is true, 1 it is not, 2 the case or the call is wrong,
 77 it cannot be tried here.
 """
 
-import argparse
 import configparser
-import os
+import json
 import pathlib
 import re
-import shutil
-import subprocess
 import sys
 import tempfile
 
-FLAGS = ["-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wnon-virtual-dtor",
-         "-Werror"]
+from support.refusal import Attempt, Compilation, Link, expect_refused_for_its_cause
+from support.testkit import Failure, Misuse, Skip, run, status_of
+from support.toolchain import WARNINGS, system_includes
+
 KEYS = {
-    "case": {"option", "out_option", "protoc", "line", "mend", "mended_option",
-             "mended_line", "mended_without", "same", "link"},
+    "case": {
+        "option",
+        "out_option",
+        "protoc",
+        "line",
+        "mend",
+        "mended_option",
+        "mended_line",
+        "mended_without",
+        "same",
+        "link",
+    },
     "g++": {"fails", "works", "error"},
     "clang++": {"fails", "works", "error"},
     "protoc": {"error"},
@@ -74,83 +81,54 @@ KEYS = {
 COMPILERS = ("g++", "clang++")
 
 
-class Untrue(Exception):
-    """The case does not show what it says."""
-
-
-class Broken(Exception):
-    """The case or the call is wrong."""
-
-
-class Skipped(Exception):
-    """The case cannot be tried on this machine."""
-
-
-def run(command, directory):
-    """Runs a command; returns its status and all that it printed."""
-    # The C locale gives the compilers' messages plain quotes.
-    done = subprocess.run(command, cwd=directory, stdin=subprocess.DEVNULL,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          env={**os.environ, "LC_ALL": "C"}, check=False,
-                          encoding="utf-8", errors="replace")
-    return done.returncode, done.stdout
-
-
-def report(what, command, output):
-    return f"{what}\n  command: {' '.join(map(str, command))}\n{output}"
-
-
-def require_errors(what, patterns, command, output):
-    """Each pattern must match a line that is an error, not one that only
-    quotes source text."""
-    # protoc and the linker have no word that marks all their errors.
-    marked = [line for line in output.splitlines() if "error" in line]
-    lines = marked if " -std=" in " ".join(command) else output.splitlines()
-    for pattern in patterns:
-        if not any(re.search(pattern, line) for line in lines):
-            raise Untrue(report(f"{what} fails, but no error matches "
-                                f"'{pattern}'", command, output))
-
-
 class Case:
     """What a case.ini says, checked."""
 
     def __init__(self, folder):
         self.folder = folder
-        parser = configparser.ConfigParser(interpolation=None,
-                                           delimiters=("=",))
+        parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
         ini = folder / "case.ini"
         if not ini.is_file() or not (folder / "api.proto").is_file():
-            raise Broken(f"{folder} needs a case.ini and an api.proto")
+            raise Misuse(f"{folder} needs a case.ini and an api.proto")
         parser.read(ini, encoding="utf-8")
         for section in parser.sections():
             unknown = set(parser[section]) - KEYS.get(section, set())
             if section not in KEYS or unknown:
-                raise Broken(f"{ini}: unknown in [{section}]: "
-                             f"{', '.join(sorted(unknown)) or 'the section'}")
+                raise Misuse(
+                    f"{ini}: unknown in [{section}]: "
+                    f"{', '.join(sorted(unknown)) or 'the section'}"
+                )
         self.parser = parser
         self.mends = [self._pair(text, "=>") for text in self.many("mend")]
         self.has_mended = bool(self.mends) or any(
-            self.one(key) is not None
-            for key in ("mended_option", "mended_without"))
+            self.one(key) is not None for key in ("mended_option", "mended_without")
+        )
         self.compilers = [c for c in COMPILERS if parser.has_section(c)]
-        if not (self.compilers or parser.has_section("protoc") or
-                parser.has_section("plugin") or self.many("mended_line") or
-                self.one("same")):
-            raise Broken(f"{ini} expects nothing")
-        if not self.has_mended and (self.many("mended_line") or
-                                    self.one("same")):
-            raise Broken(f"{ini} says nothing about how to mend the case")
+        if not (
+            self.compilers
+            or parser.has_section("protoc")
+            or parser.has_section("plugin")
+            or self.many("mended_line")
+            or self.one("same")
+        ):
+            raise Misuse(f"{ini} expects nothing")
+        if not self.has_mended and (self.many("mended_line") or self.one("same")):
+            raise Misuse(f"{ini} says nothing about how to mend the case")
         for section in parser.sections():
             if section == "case":
                 continue
             needs_error = section not in COMPILERS or self.many("fails", section)
             if bool(self.many("error", section)) != bool(needs_error):
-                raise Broken(f"{ini}: [{section}] needs an error, "
-                             "and a compiler's error needs `fails`")
-            if (needs_error and section != "plugin" and
-                    not self.has_mended and not self.many("works", section)):
-                raise Broken(f"{ini}: [{section}] has nothing to compare with")
+                raise Misuse(
+                    f"{ini}: [{section}] needs an error, " "and a compiler's error needs `fails`"
+                )
+            if (
+                needs_error
+                and section != "plugin"
+                and not self.has_mended
+                and not self.many("works", section)
+            ):
+                raise Misuse(f"{ini}: [{section}] has nothing to compare with")
 
     def one(self, key, section="case"):
         return self.parser.get(section, key, fallback=None)
@@ -167,7 +145,7 @@ class Case:
     def _pair(self, text, separator):
         left, found, right = text.partition(separator)
         if not found:
-            raise Broken(f"{self.folder}: no '{separator}' in '{text}'")
+            raise Misuse(f"{self.folder}: no '{separator}' in '{text}'")
         return left.strip(), right.strip()
 
 
@@ -183,8 +161,7 @@ class Trial:
             (directory / part).mkdir(parents=True)
         unused = {old for old, _ in case.mends} if mended else set()
         for source in sorted(case.folder.iterdir()):
-            if (source.name == "case.ini" or
-                    mended and source.name == case.one("mended_without")):
+            if source.name == "case.ini" or mended and source.name == case.one("mended_without"):
                 continue
             text = source.read_text(encoding="utf-8")
             for old, new in case.mends if mended else []:
@@ -193,128 +170,114 @@ class Trial:
                     text = text.replace(old, new)
             (directory / "in" / source.name).write_text(text, encoding="utf-8")
         if unused:
-            raise Broken(f"no file of the case holds '{unused.pop()}'")
-        self.protos = sorted(
-            path.name for path in (directory / "in").glob("*.proto*"))
+            raise Misuse(f"no file of the case holds '{unused.pop()}'")
+        self.protos = sorted(path.name for path in (directory / "in").glob("*.proto*"))
 
-    def generate(self):
-        """Runs protoc with our plugin; returns the command, its status and
-        what it printed."""
+    def generation(self):
+        """The run of protoc with our plugin."""
         option = self.case.one("option")
         out = self.case.one("out_option")
         if self.mended and self.case.one("mended_option") is not None:
             option, out = self.case.one("mended_option"), None
-        command = [self.tools.protoc, "-Iin"]
-        command += [f"-I{path}" for path in self.tools.include]
-        command += [f"--plugin=protoc-gen-qarn-rpc={self.tools.plugin}",
-                    f"--qarn-rpc_out={out + ':' if out else ''}rpc"]
+        command = [
+            self.tools["protoc"],
+            "-Iin",
+            f"-I{self.tools['proto']}",
+            f"--plugin=protoc-gen-qarn-rpc={self.tools['plugin']}",
+            f"--qarn-rpc_out={out + ':' if out else ''}rpc",
+        ]
         if option:
             command.append(f"--qarn-rpc_opt={option}")
-        command += self.protos
-        return (command, *run(command, self.directory))
-
-    def require_generated(self):
-        command, status, output = self.generate()
-        if status != 0:
-            raise Untrue(report(f"{self.name} is not generated", command,
-                                output))
+        return Attempt(f"{self.name}, given to protoc,", command + self.protos, self.directory)
 
     def has_line(self, name, text):
         path = self.directory / "rpc" / name
         return path.is_file() and any(
-            line.strip() == text
-            for line in path.read_text(encoding="utf-8").splitlines())
+            line.strip() == text for line in path.read_text(encoding="utf-8").splitlines()
+        )
 
     def require_lines(self, key):
         for name, text in self.case.lines(key):
             if not self.has_line(name, text):
-                raise Untrue(f"{self.name}: no line '{text}' in {name}")
+                raise Failure(f"{self.name}: no line '{text}' in {name}")
 
     def generated(self):
         """The generated files: name to text."""
-        return {path.name: path.read_text(encoding="utf-8")
-                for path in (self.directory / "rpc").iterdir()}
+        return {
+            path.name: path.read_text(encoding="utf-8")
+            for path in (self.directory / "rpc").iterdir()
+        }
 
     def generate_messages(self):
-        command = [self.tools.protoc, "-Iin"]
-        command += [f"-I{path}" for path in self.tools.include]
-        command += ["--cpp_out=messages", *self.protos,
-                    "morvane/qarn/rpc/service_options.proto"]
-        status, output = run(command, self.directory)
-        if status != 0:
-            raise Untrue(report(f"{self.name}: no message code", command,
-                                output))
+        run(
+            [
+                self.tools["protoc"],
+                "-Iin",
+                f"-I{self.tools['proto']}",
+                "--cpp_out=messages",
+                *self.protos,
+                "morvane/qarn/rpc/service_options.proto",
+            ],
+            cwd=self.directory,
+        )
 
-    def compile(self, compiler, standard):
-        """Returns the command, its status and what it printed."""
+    def compilation(self, compiler, standard):
+        """The run of the compiler; with the linker, if the case is about that."""
         use = "in/use.cc"
-        unit = (use if (self.directory / use).is_file() else "rpc/api.rpc.cpp")
-        command = [self.tools.compiler[compiler], f"-std=c++{standard}", *FLAGS,
-                   "-isystem", "messages", "-Irpc", f"-I{self.tools.runtime}"]
+        unit = use if (self.directory / use).is_file() else "rpc/api.rpc.cpp"
+        command = [
+            self.tools["compilers"][compiler],
+            f"-std=c++{standard}",
+            *WARNINGS,
+            "-isystem",
+            "messages",
+            "-Irpc",
+            f"-I{self.tools['runtime']}",
+        ]
         if compiler == "clang++":
             command.append("-ferror-limit=0")  # a case may show many errors
-        for path in self.tools.system_include:
-            command += ["-isystem", path]
-        if self.case.one("link"):
-            units = [f"messages/{name}"
-                     for name in self.case.one("link").split()[1:]]
-            command += ["-O0", unit, *units, *self.tools.library, "-pthread",
-                        "-o", "program"]
-        else:
-            command += ["-fsyntax-only", unit]
-        return (command, *run(command, self.directory))
-
-    def require_compiled(self, compiler, standard):
-        command, status, output = self.compile(compiler, standard)
-        if status != 0:
-            raise Untrue(report(
-                f"{self.name} does not compile with {compiler} "
-                f"at C++{standard}", command, output))
-
-    def require_not_compiled(self, compiler, standard):
-        command, status, output = self.compile(compiler, standard)
+        command += system_includes(self.tools["system_folders"])
         what = f"{self.name} with {compiler} at C++{standard}"
-        if status == 0:
-            raise Untrue(report(f"{what} compiles: the limit is gone, or the "
-                                "case does not meet it", command, output))
-        patterns = self.case.many("error", compiler)
-        if self.case.one("link"):
-            # It must be the linker that refuses, not the compiler.
-            if re.search(r": (fatal )?error: ", output.replace(
-                    "error: linker command", "").replace(
-                    "error: ld returned", "")):
-                raise Untrue(report(f"{what} does not even compile", command,
-                                    output))
-            command = [part for part in command
-                       if not part.startswith("-std=")]
-        require_errors(what, patterns, command, output)
+        if not self.case.one("link"):
+            return Compilation(what, [*command, "-fsyntax-only", unit], self.directory)
+        units = [f"messages/{name}" for name in self.case.one("link").split()[1:]]
+        command += ["-O0", unit, *units, *self.tools["libraries"], "-pthread", "-o", "program"]
+        return Link(what, command, self.directory)
 
 
 def check_plugin(case, tools):
     """The plugin, called by hand, must refuse its arguments."""
-    command = [tools.plugin, *case.one("arguments", "plugin").split()]
-    status, output = run(command, ".")
-    if status == 0:
-        raise Untrue(report("the plugin accepts its arguments", command,
-                            output))
-    require_errors("the plugin", case.many("error", "plugin"), command, output)
+    command = [tools["plugin"], *case.one("arguments", "plugin").split()]
+    expect_refused_for_its_cause(
+        refused=[Attempt("the plugin, called by hand,", command)],
+        accepted=[],
+        patterns=case.many("error", "plugin"),
+    )
 
 
 def check_compilers(case, tools, trial, mended):
-    present = [c for c in case.compilers if c in tools.compiler]
+    present = [c for c in case.compilers if c in tools["compilers"]]
     if case.compilers and not present:
-        raise Skipped("none of the compilers of this case is here")
+        raise Skip("none of the compilers of this case is here")
     trial.generate_messages()
     if mended:
         mended.generate_messages()
     for compiler in present:
         fails = case.many("fails", compiler)
+        accepted = [
+            trial.compilation(compiler, standard) for standard in case.many("works", compiler)
+        ]
         if mended and fails:
-            mended.require_compiled(compiler, fails[0])
-        for standard in case.many("works", compiler):
-            trial.require_compiled(compiler, standard)
-        for standard in fails:
-            trial.require_not_compiled(compiler, standard)
+            accepted.insert(0, mended.compilation(compiler, fails[0]))
+        if fails:
+            expect_refused_for_its_cause(
+                refused=[trial.compilation(compiler, standard) for standard in fails],
+                accepted=accepted,
+                patterns=case.many("error", compiler),
+            )
+        else:
+            for attempt in accepted:
+                attempt.expect_accepted()
     for compiler in sorted(set(case.compilers) - set(present)):
         print(f"not tried: there is no {compiler} here")
 
@@ -322,80 +285,48 @@ def check_compilers(case, tools, trial, mended):
 def check(case, tools, directory):
     version = case.one("protoc")
     if version:
-        found = run([tools.protoc, "--version"], directory)[1]
+        found = run([tools["protoc"], "--version"])
         if not re.search(r"libprotoc " + version, found):
-            raise Skipped(f"the case is about another protoc: {found}")
+            raise Skip(f"the case is about another protoc: {found}")
     if case.parser.has_section("plugin"):
         check_plugin(case, tools)
     mended = None
     if case.has_mended:
         mended = Trial(case, tools, directory / "mended", True)
-        mended.require_generated()
+        mended.generation().expect_accepted()
         mended.require_lines("mended_line")
     trial = Trial(case, tools, directory / "plain", False)
     if case.parser.has_section("protoc"):
-        command, status, output = trial.generate()
-        if status == 0:
-            raise Untrue(report("protoc accepts the case", command, output))
-        require_errors("the case", case.many("error", "protoc"), command,
-                       output)
+        # The mended case was generated above.
+        expect_refused_for_its_cause(
+            refused=[trial.generation()], accepted=[], patterns=case.many("error", "protoc")
+        )
         if any((directory / "plain" / "rpc").iterdir()):
-            raise Untrue("protoc refuses the case, but files were written")
+            raise Failure("protoc refuses the case, but files were written")
         return
-    trial.require_generated()
+    trial.generation().expect_accepted()
     trial.require_lines("line")
     for name, text in case.lines("mended_line"):
         if trial.has_line(name, text):
-            raise Untrue(f"the case holds '{text}' in {name}, too")
+            raise Failure(f"the case holds '{text}' in {name}, too")
     if case.one("same") and trial.generated() != mended.generated():
-        raise Untrue("the generated files are not those of the mended case")
+        raise Failure("the generated files are not those of the mended case")
     if case.compilers:
         check_compilers(case, tools, trial, mended)
 
 
-def parse_arguments():
-    parser = argparse.ArgumentParser(description="Tries one known limit.")
-    parser.add_argument("--protoc", required=True)
-    parser.add_argument("--plugin", required=True)
-    parser.add_argument("--include", action="append", default=[],
-                        help="where the options schema is imported from")
-    parser.add_argument("--runtime", required=True,
-                        help="the folder that holds qarn/rpc.h")
-    parser.add_argument("--system-include", action="append", default=[])
-    parser.add_argument("--library", action="append", default=[])
-    parser.add_argument("--compiler", action="append", default=[],
-                        metavar="NAME=PATH")
-    parser.add_argument("case", type=pathlib.Path)
-    tools = parser.parse_args()
-    pairs = [text.partition("=") for text in tools.compiler]
-    for name, _, path in pairs:
-        if name not in COMPILERS or not shutil.which(path):
-            parser.error(f"--compiler {name}={path}: the name is one of "
-                         f"{', '.join(COMPILERS)}, the path a program")
-    tools.compiler = {name: path for name, _, path in pairs}
-    # The default folder must keep its place: named again as a system folder, it
-    # hides the C++ library's wrappers of C headers.
-    tools.system_include = [path for path in tools.system_include
-                            if path and path.rstrip("/") != "/usr/include"]
-    return tools
-
-
-def main():
-    tools = parse_arguments()
+def main(arguments):
+    if len(arguments) != 2:
+        raise Misuse(__doc__)
+    with open(arguments[0], encoding="utf-8") as file:
+        tools = json.load(file)
     try:
+        case = Case(pathlib.Path(arguments[1]))
         with tempfile.TemporaryDirectory() as directory:
-            check(Case(tools.case), tools, pathlib.Path(directory))
-    except Untrue as failure:
-        print(f"FAILED {tools.case.name}: {failure}")
-        return 1
-    except (Broken, configparser.Error) as failure:
-        print(f"BROKEN {tools.case.name}: {failure}")
-        return 2
-    except Skipped as reason:
-        print(f"SKIPPED {tools.case.name}: {reason}")
-        return 77
-    return 0
+            check(case, tools, pathlib.Path(directory))
+    except configparser.Error as error:
+        raise Misuse(error) from error
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(main, sys.argv[1:]))

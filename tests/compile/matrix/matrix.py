@@ -1,29 +1,28 @@
-#!/usr/bin/env python3
 """Compiles the golden files with one compiler at one standard, links them and
 makes every call of their services.
 
-  matrix.py CONFIG options COMPILER
+  matrix CONFIG options COMPILER
       generates and compiles the messages of the options schema, for the rest
-  matrix.py CONFIG messages COMPILER CASE
+  matrix CONFIG messages COMPILER CASE
       the same for the messages of one case
-  matrix.py CONFIG prefix COMPILER STANDARD
+  matrix CONFIG prefix COMPILER STANDARD
       prebuilds what all generated files include, for the rest
-  matrix.py CONFIG case COMPILER STANDARD CASE
+  matrix CONFIG case COMPILER STANDARD CASE
       compiles each expected header and source of the case with all warnings,
       links each run and makes its calls; a case with a file NOT_COMPILED must
       be refused instead
-  matrix.py CONFIG optimised COMPILER STANDARD
+  matrix CONFIG optimised COMPILER STANDARD
       the same for one case, as a release build
-  matrix.py CONFIG headers COMPILER STANDARD
+  matrix CONFIG headers COMPILER STANDARD
       compiles headers alone, twice, before and after Boost's own
-  matrix.py CONFIG control COMPILER STANDARD
+  matrix CONFIG control COMPILER STANDARD
       breaks golden files, and fails unless the compiler sees it
-  matrix.py CONFIG missing COMPILER
+  matrix CONFIG missing COMPILER
       says that there is no such compiler
 
-CONFIG is the JSON file that CMake writes. A failed test prints the command and
-what the compiler said. Exit status: 0 success, 1 failure, 2 wrong usage, 77
-skipped.
+Run as `python3 -m compile.matrix.matrix`. CONFIG is the JSON file that CMake
+writes. A failed test prints the command and what the compiler said. Exit
+status: 0 success, 1 failure, 2 wrong usage, 77 skipped.
 """
 
 import json
@@ -31,14 +30,10 @@ import pathlib
 import re
 import sys
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
-TESTS = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS))
-from support import exercise  # noqa: E402
-from support.toolchain import (  # noqa: E402
-    Failure, Toolchain, run, write)
-
-SKIPPED = 77
+from support import exercise
+from support.refusal import unmatched_pattern
+from support.testkit import TESTS, Failure, Misuse, Skip, run, status_of, write
+from support.toolchain import Toolchain
 
 # Headers for the tests without the prebuilt includes: each kind of frame.
 SELF_SUFFICIENT = [
@@ -60,31 +55,60 @@ BOOST_HEADERS = """\
 # What is wrong, the suffix of the file, what to replace by what, and how the
 # compilers name it.
 FAULTS = [
-    ("an unused variable", ".rpc.cpp", "  if (_service) {",
-     "  int unused = 0;\n  if (_service) {", "unused-variable"),
-    ("a shadowed name", ".rpc.h", "  return ::qarn",
-     "  const int response_observer_ = 0; { const int response_observer_ = 1;"
-     " (void)response_observer_; } (void)response_observer_;\n  return ::qarn",
-     "shadow"),
-    ("an unused parameter", ".rpc.h", "class Kinds {",
-     "inline void Unused(int parameter) {}\nclass Kinds {",
-     "unused-parameter"),
-    ("a base without a virtual destructor", ".rpc.h", "class Kinds {",
-     "struct Base { virtual void Call() = 0; };\nclass Kinds {",
-     "non-virtual-dtor"),
-    ("an extension of the compiler", ".rpc.h", "class Kinds {",
-     "struct Extension { int none[0]; };\nclass Kinds {",
-     "pedantic|zero-length-array"),
-    ("a missing services namespace", ".rpc.cpp", "services::Kinds::Stub::Stub(",
-     "Kinds::Stub::Stub(", "Kinds"),
-    ("a handler that is not declared", ".rpc.cpp", "Service::Upload)",
-     "Service::Load)", "Load"),
+    (
+        "an unused variable",
+        ".rpc.cpp",
+        "  if (_service) {",
+        "  int unused = 0;\n  if (_service) {",
+        "unused-variable",
+    ),
+    (
+        "a shadowed name",
+        ".rpc.h",
+        "  return ::qarn",
+        "  const int response_observer_ = 0; { const int response_observer_ = 1;"
+        " (void)response_observer_; } (void)response_observer_;\n  return ::qarn",
+        "shadow",
+    ),
+    (
+        "an unused parameter",
+        ".rpc.h",
+        "class Kinds {",
+        "inline void Unused(int parameter) {}\nclass Kinds {",
+        "unused-parameter",
+    ),
+    (
+        "a base without a virtual destructor",
+        ".rpc.h",
+        "class Kinds {",
+        "struct Base { virtual void Call() = 0; };\nclass Kinds {",
+        "non-virtual-dtor",
+    ),
+    (
+        "an extension of the compiler",
+        ".rpc.h",
+        "class Kinds {",
+        "struct Extension { int none[0]; };\nclass Kinds {",
+        "pedantic|zero-length-array",
+    ),
+    (
+        "a missing services namespace",
+        ".rpc.cpp",
+        "services::Kinds::Stub::Stub(",
+        "Kinds::Stub::Stub(",
+        "Kinds",
+    ),
+    ("a handler that is not declared", ".rpc.cpp", "Service::Upload)", "Service::Load)", "Load"),
 ]
 
 # The same for what only the calls can show: the texts compile, and link.
 FAULT_OF_CALLS = (
-    "a call of another method", ".rpc.cpp", "_rpcmethod_Ask, context(),",
-    "_rpcmethod_Listen, context(),", "not so: kinds.Kinds/Ask is called")
+    "a call of another method",
+    ".rpc.cpp",
+    "_rpcmethod_Ask, context(),",
+    "_rpcmethod_Listen, context(),",
+    "not so: kinds.Kinds/Ask is called",
+)
 
 
 class Matrix:
@@ -108,8 +132,7 @@ class Matrix:
     def toolchain(self, compiler, standard):
         """With the prebuilt includes, for what is compiled many times."""
         name = f"{pathlib.Path(compiler).name}-{standard}"
-        return Toolchain(compiler, standard, self.system_folders,
-                         self.build / "prefix" / name)
+        return Toolchain(compiler, standard, self.system_folders, self.build / "prefix" / name)
 
     def work(self, compiler, standard, part):
         name = f"{pathlib.Path(compiler).name}-{standard}"
@@ -125,20 +148,22 @@ def make_messages(matrix, compiler, proto_folder, folder):
     """Generates and compiles the messages of the .proto files below the
     folder."""
     folder.mkdir(parents=True, exist_ok=True)
-    names = [path.relative_to(proto_folder)
-             for path in sorted(proto_folder.rglob("*"))
-             if path.is_file() and path.name not in BUILD_FILES]
-    run([matrix.protoc, "-I", proto_folder, "-I", matrix.proto,
-         f"--cpp_out={folder}"] + names)
+    names = [
+        path.relative_to(proto_folder)
+        for path in sorted(proto_folder.rglob("*"))
+        if path.is_file() and path.name not in BUILD_FILES
+    ]
+    run([matrix.protoc, "-I", proto_folder, "-I", matrix.proto, f"--cpp_out={folder}"] + names)
     # Every compiler and standard can link the objects of one.
     toolchain = Toolchain(compiler, "c++14", matrix.system_folders)
     sources = sorted(folder.rglob("*.pb.cc"))
     if len(sources) != len(names):
-        raise Failure(f"{len(names)} .proto files below {proto_folder}, but "
-                      f"{len(sources)} sources below {folder}; delete that")
+        raise Failure(
+            f"{len(names)} .proto files below {proto_folder}, but "
+            f"{len(sources)} sources below {folder}; delete that"
+        )
     for source in sources:
-        toolchain.compile_messages(source, [folder, matrix.options()],
-                                   source.with_suffix(".o"))
+        toolchain.compile_messages(source, [folder, matrix.options()], source.with_suffix(".o"))
     print(f"message sources compiled: {len(sources)}")
 
 
@@ -147,8 +172,7 @@ def make_options(matrix, compiler):
 
 
 def make_messages_of_case(matrix, compiler, case):
-    make_messages(matrix, compiler, matrix.golden / case / "proto",
-                  matrix.messages(case))
+    make_messages(matrix, compiler, matrix.golden / case / "proto", matrix.messages(case))
 
 
 def compile_run(matrix, toolchain, case, folder, work):
@@ -159,8 +183,7 @@ def compile_run(matrix, toolchain, case, folder, work):
     headers = sorted(folder.rglob("*.rpc.h"))
     sources = sorted(folder.rglob("*.rpc.cpp"))
     if not headers or len(headers) != len(sources):
-        raise Failure(f"{folder} has {len(headers)} headers and "
-                      f"{len(sources)} sources")
+        raise Failure(f"{folder} has {len(headers)} headers and " f"{len(sources)} sources")
 
     objects = []
     for number, source in enumerate(sources):
@@ -177,23 +200,26 @@ def compile_run(matrix, toolchain, case, folder, work):
     services = []
     for header in headers:
         services += exercise.services_of(
-            header.read_text(encoding="utf-8"),
-            value if name == "services_namespace" else "")
+            header.read_text(encoding="utf-8"), value if name == "services_namespace" else ""
+        )
     proto_folder = matrix.golden / case / "proto"
-    protos = [path.relative_to(proto_folder).as_posix()
-              for path in sorted(proto_folder.rglob("*")) if path.is_file()]
-    unit = write(work / "main.cc",
-                 exercise.exercise_source(includes, services, "Exercise") +
-                 exercise.main_source(["Exercise"], protos))
+    protos = [
+        path.relative_to(proto_folder).as_posix()
+        for path in sorted(proto_folder.rglob("*"))
+        if path.is_file()
+    ]
+    unit = write(
+        work / "main.cc",
+        exercise.exercise_source(includes, services, "Exercise")
+        + exercise.main_source(["Exercise"], protos),
+    )
     objects.append(work / "main.o")
     toolchain.compile(unit, rpc + [TESTS], messages, objects[-1])
 
-    message_objects = [path for place in messages
-                       for path in sorted(place.rglob("*.o"))]
+    message_objects = [path for place in messages for path in sorted(place.rglob("*.o"))]
     program = work / "main"
     toolchain.link(objects + message_objects, matrix.libraries, program)
-    print(f"{case}, {folder.name}: headers: {len(headers)}, sources: "
-          f"{len(sources)}")
+    print(f"{case}, {folder.name}: headers: {len(headers)}, sources: " f"{len(sources)}")
     print(run([program]))
 
 
@@ -204,13 +230,15 @@ def refuse_run(matrix, toolchain, folder):
     output = ""
     for source in sorted(folder.rglob("*.rpc.cpp")):
         try:
-            toolchain.compile(source, [folder, matrix.runtime],
-                              [matrix.messages(case), matrix.options()])
+            toolchain.compile(
+                source, [folder, matrix.runtime], [matrix.messages(case), matrix.options()]
+            )
         except Failure as failure:
             output += str(failure)
     if not re.search(r"\.rpc\.(h|cpp):\d+:\d+: error: ", output):
-        raise Failure(f"{folder} has NOT_COMPILED above it, but compiles, or "
-                      f"fails elsewhere:\n{output}")
+        raise Failure(
+            f"{folder} has NOT_COMPILED above it, but compiles, or " f"fails elsewhere:\n{output}"
+        )
     if re.search(r"fatal error|No such file", output):
         raise Failure(f"a file is missing:\n{output}")
     first = re.search(r"^.*: error: .*$", output, re.MULTILINE)
@@ -220,28 +248,34 @@ def refuse_run(matrix, toolchain, folder):
 def test_case(matrix, compiler, standard, case):
     toolchain = matrix.toolchain(compiler, standard)
     golden = matrix.golden / case
-    runs = sorted(path for path in golden.iterdir()
-                  if path.is_dir() and path.name != "proto")
+    runs = sorted(path for path in golden.iterdir() if path.is_dir() and path.name != "proto")
     if not runs:
         raise Failure(f"{golden} has no folder with expected files")
     for folder in runs:
         if (golden / "NOT_COMPILED").exists():
             refuse_run(matrix, toolchain, folder)
         else:
-            compile_run(matrix, toolchain, case, folder,
-                        matrix.work(compiler, standard, case) / folder.name)
+            compile_run(
+                matrix, toolchain, case, folder, matrix.work(compiler, standard, case) / folder.name
+            )
 
 
 def test_optimised(matrix, compiler, standard):
     """Users build what they ship at -O2, which makes compilers see more. That
     is slow, and one case has every kind of member."""
-    toolchain = Toolchain(compiler, standard, matrix.system_folders,
-                          optimisation="-O2")
+    toolchain = Toolchain(compiler, standard, matrix.system_folders, optimisation="-O2")
     case = "all_four_kinds"
-    for folder in [matrix.golden / case / "plain",
-                   matrix.golden / case / "services_namespace=services"]:
-        compile_run(matrix, toolchain, case, folder,
-                    matrix.work(compiler, standard, "optimised") / folder.name)
+    for folder in [
+        matrix.golden / case / "plain",
+        matrix.golden / case / "services_namespace=services",
+    ]:
+        compile_run(
+            matrix,
+            toolchain,
+            case,
+            folder,
+            matrix.work(compiler, standard, "optimised") / folder.name,
+        )
 
 
 def test_headers(matrix, compiler, standard):
@@ -256,9 +290,11 @@ def test_headers(matrix, compiler, standard):
             forms["after Boost"] = BOOST_HEADERS + include
         for form, text in forms.items():
             name = f"{case}_{form.replace(' ', '_')}.cc"
-            toolchain.compile(write(work / name, text),
-                              [matrix.golden / case / run_name, matrix.runtime],
-                              [matrix.messages(case), matrix.options()])
+            toolchain.compile(
+                write(work / name, text),
+                [matrix.golden / case / run_name, matrix.runtime],
+                [matrix.messages(case), matrix.options()],
+            )
             print(f"{base}.rpc.h, {form}: compiles")
 
 
@@ -269,34 +305,33 @@ def test_control(matrix, compiler, standard):
     case = "all_four_kinds"
     run_name = "services_namespace=services"
     names = ["kinds/four.rpc.h", "kinds/four.rpc.cpp"]
-    texts = {name: (matrix.golden / case / run_name / name).read_text("utf-8")
-             for name in names}
+    texts = {name: (matrix.golden / case / run_name / name).read_text("utf-8") for name in names}
 
     def broken_copy(fault, suffix, old, new):
         """A copy of the files, with `old` replaced; returns its folder."""
         name = f"kinds/four{suffix}"
         if old not in texts[name]:
             raise Failure(f'{name} has no "{old}" to put {fault} there')
-        folder = (matrix.work(compiler, standard, "control") /
-                  fault.replace(" ", "_") / run_name)
+        folder = matrix.work(compiler, standard, "control") / fault.replace(" ", "_") / run_name
         for each in names:
             write(folder / each, texts[each])
         write(folder / name, texts[name].replace(old, new))
         return folder
 
-    def compile_copy(folder, expect_success):
+    def compile_copy(folder, status):
         return toolchain.compile(
-            folder / names[1], [folder, matrix.runtime],
-            [matrix.messages(case), matrix.options()], folder / "four.o",
-            expect_success)
+            folder / names[1],
+            [folder, matrix.runtime],
+            [matrix.messages(case), matrix.options()],
+            folder / "four.o",
+            status,
+        )
 
-    compile_copy(broken_copy("nothing", ".rpc.h", "Kinds", "Kinds"),
-                 expect_success=True)
+    compile_copy(broken_copy("nothing", ".rpc.h", "Kinds", "Kinds"), status=0)
     for fault, suffix, old, new, diagnostic in FAULTS:
-        output = compile_copy(broken_copy(fault, suffix, old, new),
-                              expect_success=False)
-        if not re.search(rf"four{re.escape(suffix)}:\d+:\d+: error: .*"
-                         rf"({diagnostic})", output):
+        output = compile_copy(broken_copy(fault, suffix, old, new), status=None)
+        pattern = rf"four{re.escape(suffix)}:\d+:\d+: error: .*({diagnostic})"
+        if unmatched_pattern(output.splitlines(), [pattern]):
             raise Failure(f"{fault} was refused for another reason:\n{output}")
         print(f"{fault}: refused, as it must be")
 
@@ -306,8 +341,7 @@ def test_control(matrix, compiler, standard):
         compile_run(matrix, toolchain, case, folder, folder.parent / "work")
     except Failure as failure:
         if expected not in str(failure):
-            raise Failure(f"{fault[0]} was noticed for another reason:\n"
-                          f"{failure}") from failure
+            raise Failure(f"{fault[0]} was noticed for another reason:\n" f"{failure}") from failure
         print(f"{fault[0]}: noticed, as it must be")
     else:
         raise Failure(f"{fault[0]} was not noticed")
@@ -315,33 +349,27 @@ def test_control(matrix, compiler, standard):
 
 def main(arguments):
     if len(arguments) < 3:
-        print(__doc__, file=sys.stderr)
-        return 2
+        raise Misuse(__doc__)
     config, command, compiler, *rest = arguments
     if command == "missing" and not rest:
-        print(f"skipped: {compiler} is not installed, so nothing is known "
-              "about generated code under it")
-        return SKIPPED
-    commands = {"options": (make_options, 0),
-                "messages": (make_messages_of_case, 1),
-                "case": (test_case, 2),
-                "headers": (test_headers, 1),
-                "optimised": (test_optimised, 1),
-                "control": (test_control, 1),
-                "prefix": (lambda matrix, *names:
-                           matrix.toolchain(*names).make_prefix(), 1)}
+        raise Skip(
+            f"{compiler} is not installed, so nothing is known about generated code under it"
+        )
+    commands = {
+        "options": (make_options, 0),
+        "messages": (make_messages_of_case, 1),
+        "case": (test_case, 2),
+        "headers": (test_headers, 1),
+        "optimised": (test_optimised, 1),
+        "control": (test_control, 1),
+        "prefix": (lambda matrix, *names: matrix.toolchain(*names).make_prefix(), 1),
+    }
     if command not in commands or len(rest) != commands[command][1]:
-        print(__doc__, file=sys.stderr)
-        return 2
+        raise Misuse(__doc__)
     with open(config, encoding="utf-8") as file:
         matrix = Matrix(json.load(file))
-    try:
-        commands[command][0](matrix, compiler, *rest)
-    except Failure as failure:
-        print(failure)
-        return 1
-    return 0
+    commands[command][0](matrix, compiler, *rest)
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(status_of(main, sys.argv[1:]))

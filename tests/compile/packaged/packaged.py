@@ -1,16 +1,16 @@
-#!/usr/bin/env python3
 """Tries the plugin on packaged service definitions: the .proto files that
 Debian packages of other projects install.
 
-  packaged.py CONFIG generate COMPILER
+  packaged CONFIG generate COMPILER
       copies the .proto files below the build folder, generates all of them,
       plain and with a services namespace, and compiles their messages
-  packaged.py CONFIG compile COMPILER STANDARD
+  packaged CONFIG compile COMPILER STANDARD
       compiles with all warnings what C++ can accept, asserts that it refuses
       the rest, links one program and makes every call with it
 
-CONFIG is the JSON file that CMake writes. Exit status: 0 success, 1 failure, 2
-wrong usage, 77 skipped, because a package is not installed.
+Run as `python3 -m compile.packaged.packaged`. CONFIG is the JSON file that
+CMake writes. Exit status: 0 success, 1 failure, 2 wrong usage, 77 skipped,
+because a package is not installed.
 """
 
 import json
@@ -20,14 +20,10 @@ import shutil
 import subprocess
 import sys
 
-sys.dont_write_bytecode = True  # the source tree stays as it is
-TESTS = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS))
-from support import exercise  # noqa: E402
-from support.toolchain import (  # noqa: E402
-    Failure, Toolchain, in_parallel, run, write)
-
-SKIPPED = 77
+from support import exercise
+from support.refusal import unmatched_pattern
+from support.testkit import TESTS, Failure, Misuse, Skip, run, status_of, write
+from support.toolchain import Toolchain, in_parallel
 
 PACKAGES_WITH_SERVICES = [
     "golang-github-containerd-containerd-dev",
@@ -52,8 +48,7 @@ RUNS = {"plain": "", "services": "services_namespace=services:"}
 
 # Words that became keywords with C++20. protobuf's C++ generator does not
 # rename a field of that name, so its message class is refused.
-NEW_KEYWORDS = ("char8_t|co_await|co_return|co_yield|concept|consteval|"
-                "constinit|requires")
+NEW_KEYWORDS = "char8_t|co_await|co_return|co_yield|concept|consteval|" "constinit|requires"
 
 
 def missing_packages():
@@ -61,11 +56,17 @@ def missing_packages():
     dpkg."""
     if not shutil.which("dpkg-query"):
         return PACKAGES
-    return [package for package in PACKAGES
-            if "installed" not in subprocess.run(
-                ["dpkg-query", "-W", "-f", "${db:Status-Status}", package],
-                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                text=True).stdout.split()]
+    return [
+        package
+        for package in PACKAGES
+        if "installed"
+        not in subprocess.run(
+            ["dpkg-query", "-W", "-f", "${db:Status-Status}", package],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+        ).stdout.split()
+    ]
 
 
 def import_name(path):
@@ -77,9 +78,10 @@ def import_name(path):
 def installed_path(name):
     for beginning, folder in IMPORT_FOLDERS.items():
         if name.startswith(beginning):
-            return PACKAGED / (folder + name[len(beginning):])
-    raise Failure(f'nothing is known about where "{name}" is installed; add it '
-                  "to IMPORT_FOLDERS")
+            return PACKAGED / (folder + name[len(beginning) :])
+    raise Failure(
+        f'nothing is known about where "{name}" is installed; add it ' "to IMPORT_FOLDERS"
+    )
 
 
 def files_with_services():
@@ -87,8 +89,8 @@ def files_with_services():
     for package in PACKAGES_WITH_SERVICES:
         for line in run(["dpkg-query", "-L", package]).splitlines():
             if line.endswith(".proto") and re.search(
-                    r"^service ", pathlib.Path(line).read_text("utf-8"),
-                    re.MULTILINE):
+                r"^service ", pathlib.Path(line).read_text("utf-8"), re.MULTILINE
+            ):
                 names.append(import_name(pathlib.Path(line)))
     return sorted(names)
 
@@ -110,9 +112,11 @@ class Packaged:
 
     def imports(self, name):
         """What the copied file imports, without protobuf's own files."""
-        return [found for found in re.findall(
-            r'^import (?:public )?"(.*)"', self.text(name), re.MULTILINE)
-                if not found.startswith("google/protobuf/")]
+        return [
+            found
+            for found in re.findall(r'^import (?:public )?"(.*)"', self.text(name), re.MULTILINE)
+            if not found.startswith("google/protobuf/")
+        ]
 
     def with_imports(self, names):
         """The files and all that they import, each once."""
@@ -141,15 +145,13 @@ class Packaged:
             done.add(name)
             text = installed_path(name).read_text(encoding="utf-8")
             text = re.sub(r"^import weak ", "import ", text, flags=re.MULTILINE)
-            text = text.replace('"github.com/gogo/protobuf/gogoproto/',
-                                '"gogoproto/')
+            text = text.replace('"github.com/gogo/protobuf/gogoproto/', '"gogoproto/')
             write(self.proto / name, text)
             waiting += self.imports(name)
 
     def has_method_named_like_its_service(self, name):
         service = None
-        for word, found in re.findall(r"^\s*(service|rpc)\s+(\w+)",
-                                      self.text(name), re.MULTILINE):
+        for word, found in re.findall(r"^\s*(service|rpc)\s+(\w+)", self.text(name), re.MULTILINE):
             if word == "service":
                 service = found
             elif found == service:
@@ -171,8 +173,11 @@ def generate(packaged, compiler):
         folder = packaged.rpc(run_name)
         folder.mkdir(parents=True)
         # The options schema has no part here, so no method has an option.
-        run(protoc + [f"--plugin={packaged.config['plugin']}",
-                      f"--qarn-rpc_out={parameter}{folder}"] + names)
+        run(
+            protoc
+            + [f"--plugin={packaged.config['plugin']}", f"--qarn-rpc_out={parameter}{folder}"]
+            + names
+        )
         for name in names:
             for suffix in (".rpc.h", ".rpc.cpp"):
                 path = folder / name.replace(".proto", suffix)
@@ -180,49 +185,51 @@ def generate(packaged, compiler):
                     raise Failure(f"{path} was not generated")
 
     packaged.messages.mkdir(parents=True)
-    run(protoc + [f"--cpp_out={packaged.messages}"] +
-        packaged.with_imports(names))
-    run([packaged.config["protoc"], "-I", packaged.config["proto"],
-         f"--cpp_out={packaged.messages}",
-         "morvane/qarn/rpc/service_options.proto"])
+    run(protoc + [f"--cpp_out={packaged.messages}"] + packaged.with_imports(names))
+    run(
+        [
+            packaged.config["protoc"],
+            "-I",
+            packaged.config["proto"],
+            f"--cpp_out={packaged.messages}",
+            "morvane/qarn/rpc/service_options.proto",
+        ]
+    )
 
     toolchain = Toolchain(compiler, "c++14", packaged.config["system_folders"])
     linked = packaged.with_imports(
-        name for name in names
-        if not packaged.has_method_named_like_its_service(name))
+        name for name in names if not packaged.has_method_named_like_its_service(name)
+    )
 
     def compile_one(name):
         source = packaged.messages / name.replace(".proto", ".pb.cc")
-        toolchain.compile_messages(source, [packaged.messages],
-                                   source.with_suffix(".o"))
+        toolchain.compile_messages(source, [packaged.messages], source.with_suffix(".o"))
 
-    in_parallel(compile_one,
-                linked + ["morvane/qarn/rpc/service_options.proto"])
-    print(f"files with services: {len(names)}, generated plain and with a "
-          f"services namespace; message sources compiled: {len(linked) + 1}")
+    in_parallel(compile_one, linked + ["morvane/qarn/rpc/service_options.proto"])
+    print(
+        f"files with services: {len(names)}, generated plain and with a "
+        f"services namespace; message sources compiled: {len(linked) + 1}"
+    )
 
 
 def expect_refusal(packaged, toolchain, source, run_name, where, reason):
     """Fails unless the compiler refuses the source at a line that matches
     `where`."""
-    try:
-        toolchain.compile(source, [packaged.rpc(run_name),
-                                   packaged.config["runtime"]],
-                          [packaged.messages])
-    except Failure as failure:
-        if re.search(rf"{where}:\d+:\d+: error: ", str(failure)):
-            print(f"refused, as it must be ({reason}): {source}")
-            return
-        raise Failure(f"{source} was refused, but not because of {reason}:\n"
-                      f"{failure}") from failure
-    raise Failure(f"{source} compiles in spite of {reason}")
+    output = toolchain.compile(
+        source,
+        [packaged.rpc(run_name), packaged.config["runtime"]],
+        [packaged.messages],
+        status=None,
+    )
+    if unmatched_pattern(output.splitlines(), [rf"{where}:\d+:\d+: error: "]):
+        raise Failure(f"{source} was refused, but not because of {reason}:\n{output}")
+    print(f"refused, as it must be ({reason}): {source}")
 
 
 def compile_all(packaged, compiler, standard):
     group = f"{pathlib.Path(compiler).name}-{standard}"
     work = packaged.build / "work" / group
-    toolchain = Toolchain(compiler, standard, packaged.config["system_folders"],
-                          work / "prefix")
+    toolchain = Toolchain(compiler, standard, packaged.config["system_folders"], work / "prefix")
     toolchain.make_prefix()
     names = files_with_services()
     compiled = []
@@ -230,20 +237,29 @@ def compile_all(packaged, compiler, standard):
     functions = []
 
     for name in names:
-        base = name[:-len(".proto")]
+        base = name[: -len(".proto")]
         for run_name in RUNS:
             folder = packaged.rpc(run_name)
             source = folder / f"{base}.rpc.cpp"
             if packaged.has_method_named_like_its_service(name):
-                expect_refusal(packaged, toolchain, source, run_name,
-                               re.escape(f"{base}.rpc") + r"\.(h|cpp)",
-                               "a method with the name of its service")
+                expect_refusal(
+                    packaged,
+                    toolchain,
+                    source,
+                    run_name,
+                    re.escape(f"{base}.rpc") + r"\.(h|cpp)",
+                    "a method with the name of its service",
+                )
                 continue
-            if (standard == "c++20" and
-                    packaged.has_field_named_by_new_keyword(name)):
-                expect_refusal(packaged, toolchain, source, run_name,
-                               re.escape(f"{base}.pb.h"),
-                               "a field with the name of a keyword")
+            if standard == "c++20" and packaged.has_field_named_by_new_keyword(name):
+                expect_refusal(
+                    packaged,
+                    toolchain,
+                    source,
+                    run_name,
+                    re.escape(f"{base}.pb.h"),
+                    "a field with the name of a keyword",
+                )
                 continue
 
             rpc = [folder, packaged.config["runtime"]]
@@ -252,12 +268,14 @@ def compile_all(packaged, compiler, standard):
             toolchain.compile(source, rpc, [packaged.messages], objects[-2])
             services = exercise.services_of(
                 (folder / f"{base}.rpc.h").read_text(encoding="utf-8"),
-                "services" if run_name == "services" else "")
+                "services" if run_name == "services" else "",
+            )
             functions.append(f"Exercise{number}")
-            unit = write(work / f"calls{number}.cc", exercise.exercise_source(
-                [f"{base}.rpc.h"], services, functions[-1]))
-            toolchain.compile(unit, rpc + [TESTS],
-                              [packaged.messages], objects[-1])
+            unit = write(
+                work / f"calls{number}.cc",
+                exercise.exercise_source([f"{base}.rpc.h"], services, functions[-1]),
+            )
+            toolchain.compile(unit, rpc + [TESTS], [packaged.messages], objects[-1])
             if name not in compiled:
                 compiled.append(name)
 
@@ -267,44 +285,34 @@ def compile_all(packaged, compiler, standard):
 
     unit = write(work / "main.cc", exercise.main_source(functions, compiled))
     objects.append(work / "main.o")
-    toolchain.compile(unit, [packaged.config["runtime"],
-                             TESTS],
-                      [packaged.messages], objects[-1])
+    toolchain.compile(unit, [packaged.config["runtime"], TESTS], [packaged.messages], objects[-1])
     # Every message object, but none whose class this standard refuses: the
     # program would then hold a service that nothing has called.
-    objects += [packaged.messages / name.replace(".proto", ".pb.o")
-                for name in packaged.with_imports(compiled)]
-    objects.append(
-        packaged.messages / "morvane/qarn/rpc/service_options.pb.o")
+    objects += [
+        packaged.messages / name.replace(".proto", ".pb.o")
+        for name in packaged.with_imports(compiled)
+    ]
+    objects.append(packaged.messages / "morvane/qarn/rpc/service_options.pb.o")
     program = work / "main"
     toolchain.link(objects, packaged.config["libraries"], program)
     print(run([program]))
-    print(f"files with services: {len(names)}, compiled, linked and called: "
-          f"{len(compiled)}")
+    print(f"files with services: {len(names)}, compiled, linked and called: " f"{len(compiled)}")
 
 
 def main(arguments):
     if len(arguments) < 2:
-        print(__doc__, file=sys.stderr)
-        return 2
+        raise Misuse(__doc__)
     config, command, *rest = arguments
     commands = {"generate": (generate, 1), "compile": (compile_all, 2)}
     if command not in commands or len(rest) != commands[command][1]:
-        print(__doc__, file=sys.stderr)
-        return 2
+        raise Misuse(__doc__)
     missing = missing_packages()
     if missing:
-        print("skipped: not installed: " + ", ".join(missing))
-        return SKIPPED
+        raise Skip("not installed: " + ", ".join(missing))
     with open(config, encoding="utf-8") as file:
         packaged = Packaged(json.load(file))
-    try:
-        commands[command][0](packaged, *rest)
-    except Failure as failure:
-        print(failure)
-        return 1
-    return 0
+    commands[command][0](packaged, *rest)
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(status_of(main, sys.argv[1:]))

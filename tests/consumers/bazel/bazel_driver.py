@@ -3,29 +3,8 @@
 import json
 import os
 import re
-import subprocess
 
-
-class Failure(Exception):
-    """A check that did not hold, or a command that failed; the text says why."""
-
-
-def expect_equal(what, actual, expected):
-    """Fails unless `actual` is `expected`; `what` names it in the message."""
-    if actual != expected:
-        raise Failure(f"{what}:\n  expected {expected}\n  but got  {actual}")
-
-
-def run(command, stdin=None, text=True, **options):
-    """Runs a command that must succeed; `stdin` is the path of a file."""
-    with open(stdin or os.devnull, "rb") as stdin_file:
-        result = subprocess.run(command, stdin=stdin_file, text=text,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                check=False, **options)
-    if result.returncode != 0:
-        raise Failure(f"{command} ended with {result.returncode}:\n"
-                      f"{result.stdout[-4000:]}\n{result.stderr[-8000:]}")
-    return result
+from support.testkit import Failure, run
 
 
 def _place(path):
@@ -77,12 +56,17 @@ class Bazel:
         self._disk_cache = disk_cache
         os.makedirs(output, exist_ok=True)
         # The idle limit is for a test that is killed: it ends with shutdown().
-        self._command = ["bazel", "--nohome_rc", f"--output_user_root={output}",
-                         "--max_idle_secs=60", "--host_jvm_args=-Xmx1g"]
+        self._command = [
+            "bazel",
+            "--nohome_rc",
+            f"--output_user_root={output}",
+            "--max_idle_secs=60",
+            "--host_jvm_args=-Xmx1g",
+        ]
 
     def run(self, *arguments):
-        """Runs one Bazel command that must succeed."""
-        return run([*self._command, *arguments], cwd=self.workspace)
+        """Runs one Bazel command that must succeed; returns its standard output."""
+        return run([*self._command, *arguments], cwd=self.workspace, merge=False)
 
     def shutdown(self):
         """Ends the server; it does no harm when there is none."""
@@ -90,12 +74,17 @@ class Bazel:
 
     def exec_root(self):
         """The folder in which paths of actions begin."""
-        return self.run("info", "execution_root").stdout.strip()
+        return self.run("info", "execution_root").strip()
 
     def build(self, *targets):
         """Builds; returns the actions that ran, leaving hits in cache_hits."""
-        self.run("build", "--jobs=2", f"--disk_cache={self._disk_cache}",
-                 f"--execution_log_json_file={self._log}", *targets)
+        self.run(
+            "build",
+            "--jobs=2",
+            f"--disk_cache={self._disk_cache}",
+            f"--execution_log_json_file={self._log}",
+            *targets,
+        )
         actions = [RanAction(entry) for entry in self._read_log()]
         self.cache_hits = [action for action in actions if action.cached]
         return [action for action in actions if not action.cached]
@@ -112,12 +101,7 @@ class Bazel:
 
     def refused(self, *arguments):
         """Runs one Bazel command that must fail; returns what it printed."""
-        result = subprocess.run(
-            [*self._command, *arguments], cwd=self.workspace, text=True,
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-        if result.returncode == 0:
-            raise Failure(f"{arguments} should have failed")
-        return result.stdout
+        return run([*self._command, *arguments], cwd=self.workspace, status=None)
 
     def fail_text(self, target):
         """The text that fail() gives when `target` is analysed."""
@@ -129,8 +113,7 @@ class Bazel:
 
     def aquery(self, query, *flags):
         """The actions that a query finds, without running them."""
-        graph = json.loads(self.run("aquery", "--output=jsonproto", *flags,
-                                    query).stdout)
+        graph = json.loads(self.run("aquery", "--output=jsonproto", *flags, query))
         fragments = {f["id"]: f for f in graph.get("pathFragments", [])}
 
         def path(fragment_id):
@@ -139,8 +122,7 @@ class Bazel:
             start = path(parent) + "/" if parent else ""
             return start + fragment["label"]
 
-        paths = {a["id"]: path(a["pathFragmentId"])
-                 for a in graph.get("artifacts", [])}
+        paths = {a["id"]: path(a["pathFragmentId"]) for a in graph.get("artifacts", [])}
         sets = {s["id"]: s for s in graph.get("depSetOfFiles", [])}
 
         def input_sets(ids):
@@ -151,5 +133,6 @@ class Bazel:
             return files
 
         targets = {t["id"]: t["label"] for t in graph.get("targets", [])}
-        return [PlannedAction(action, targets, paths, input_sets)
-                for action in graph.get("actions", [])]
+        return [
+            PlannedAction(action, targets, paths, input_sets) for action in graph.get("actions", [])
+        ]

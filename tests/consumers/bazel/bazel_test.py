@@ -1,9 +1,8 @@
-#!/usr/bin/env -S python3 -B
 """Builds workspace/ with a real Bazel and checks what the docs say of the rule.
 
 The project and the workspace are copied below the work folder first, so that
-files can be edited and the same tree can be built at a second path. Exit code
-0: all steps passed; 1: one failed; 77: a tool is missing.
+files can be edited and the same tree can be built at a second path. Exit
+status 0: all steps passed; 1: one failed; 77: a tool is missing.
 """
 
 import argparse
@@ -14,12 +13,18 @@ import subprocess
 import sys
 import time
 
-from bazel_driver import Bazel, Failure, expect_equal, run
+from consumers.bazel.bazel_driver import Bazel
+from support.testkit import Failure, Skip, expect, run, status_of
 
 # What a build from source needs of the project, below its root.
 PROJECT_PARTS = [
-    "BUILD.bazel", "WORKSPACE.bazel", "bazel", "src", "proto",
-    "tests/consumers/bazel/repositories", "tests/consumers/bazel/workspace",
+    "BUILD.bazel",
+    "WORKSPACE.bazel",
+    "bazel",
+    "src",
+    "proto",
+    "tests/consumers/bazel/repositories",
+    "tests/consumers/bazel/workspace",
     "tests/support/runtime",
 ]
 WORKSPACE = "tests/consumers/bazel/workspace"
@@ -52,41 +57,49 @@ Check done
 # a package named mistakes, whose name is put in for NAME.
 MISTAKES = {
     "no_deps": (
-        'runtime = RUNTIME',
+        "runtime = RUNTIME",
         'cc_qarn_rpc_library "NAME": deps is None. Give it a list of '
         'proto_library targets, such as deps = [":greeting_proto"]; a select() '
-        'cannot be taken.'),
+        "cannot be taken.",
+    ),
     "empty_deps": (
-        'runtime = RUNTIME, deps = []',
+        "runtime = RUNTIME, deps = []",
         'cc_qarn_rpc_library "NAME": deps is []. Give it a list of '
         'proto_library targets, such as deps = [":greeting_proto"]; a select() '
-        'cannot be taken.'),
+        "cannot be taken.",
+    ),
     "no_runtime": (
-        'deps = [WEATHER]',
+        "deps = [WEATHER]",
         'cc_qarn_rpc_library "NAME": runtime is missing. Name the cc_library '
-        'that provides qarn/rpc.h, such as runtime = '
-        '"//third_party/qarn_rpc".'),
+        "that provides qarn/rpc.h, such as runtime = "
+        '"//third_party/qarn_rpc".',
+    ),
     "own_sources": (
         'deps = [WEATHER], runtime = RUNTIME, srcs = ["more.cc"]',
         'cc_qarn_rpc_library "NAME": srcs is set by the macro. Leave it out; '
-        'code of your own belongs in a cc_library that depends on this one.'),
+        "code of your own belongs in a cc_library that depends on this one.",
+    ),
     "one_colon": (
         'deps = [WEATHER], runtime = RUNTIME, services_namespace = "a:b"',
         '//mistakes:NAME_qarn_rpc: services_namespace is "a:b", which is no '
-        'C++ namespace. Write names joined by ::, such as "acme::api".'),
+        'C++ namespace. Write names joined by ::, such as "acme::api".',
+    ),
     "comma": (
         'deps = [WEATHER], runtime = RUNTIME, services_namespace = "a,b=c"',
         '//mistakes:NAME_qarn_rpc: services_namespace is "a,b=c", which is no '
-        'C++ namespace. Write names joined by ::, such as "acme::api".'),
+        'C++ namespace. Write names joined by ::, such as "acme::api".',
+    ),
     "digit_first": (
         'deps = [WEATHER], runtime = RUNTIME, services_namespace = "a::2b"',
         '//mistakes:NAME_qarn_rpc: services_namespace is "a::2b", which is no '
-        'C++ namespace. Write names joined by ::, such as "acme::api".'),
+        'C++ namespace. Write names joined by ::, such as "acme::api".',
+    ),
     "no_proto_file": (
         'deps = [":group_proto"], runtime = RUNTIME',
-        '//mistakes:NAME_qarn_rpc: //mistakes:group_proto has no .proto file '
-        'of its own. List in deps the proto_library targets whose srcs hold '
-        'them.'),
+        "//mistakes:NAME_qarn_rpc: //mistakes:group_proto has no .proto file "
+        "of its own. List in deps the proto_library targets whose srcs hold "
+        "them.",
+    ),
 }
 
 MISTAKE_HEAD = """\
@@ -186,12 +199,12 @@ class Test:
             target = os.path.join(root, part)
             os.makedirs(os.path.dirname(target), exist_ok=True)
             if os.path.isdir(source):
-                shutil.copytree(
-                    source, target, ignore=shutil.ignore_patterns("bazel-*"))
+                shutil.copytree(source, target, ignore=shutil.ignore_patterns("bazel-*"))
             else:
                 shutil.copyfile(source, target)
-        return Bazel(os.path.join(root, WORKSPACE),
-                     os.path.join(self.work, "output"), self.disk_cache)
+        return Bazel(
+            os.path.join(root, WORKSPACE), os.path.join(self.work, "output"), self.disk_cache
+        )
 
     def _write(self, path, text):
         """Writes a file of the workspace."""
@@ -202,8 +215,7 @@ class Test:
 
     def _replace(self, path, old, new):
         """Edits a file of the workspace, or by ../ of the project."""
-        with open(os.path.join(self.bazel.workspace, path),
-                  encoding="utf-8") as file:
+        with open(os.path.join(self.bazel.workspace, path), encoding="utf-8") as file:
             text = file.read()
         if text.count(old) != 1:
             raise Failure(f"{path} should hold this once, to be edited: {old}")
@@ -212,78 +224,90 @@ class Test:
     def _rebuild(self, what, expected):
         """Builds //weather again; `expected` are exactly the actions that ran."""
         ran = self.bazel.build("//weather")
-        expect_equal(f"actions after {what}",
-                     sorted(action.name for action in ran), sorted(expected))
+        expect(f"actions after {what}", sorted(action.name for action in ran), sorted(expected))
 
     # Steps.
 
     def docs(self):
         """The docs show the files of this workspace and all arguments."""
         text = self._project_file("docs/using-bazel.md")
-        blocks = dict(re.findall(r"<!-- from (\S+) -->\n```\w*\n(.*?)```\n",
-                                 text, re.DOTALL))
-        expect_equal("files shown", sorted(blocks), [
-            ".bazelrc", "prebuilt/BUILD.bazel", "weather/BUILD.bazel"])
+        blocks = dict(re.findall(r"<!-- from (\S+) -->\n```\w*\n(.*?)```\n", text, re.DOTALL))
+        expect(
+            "files shown",
+            sorted(blocks),
+            [".bazelrc", "prebuilt/BUILD.bazel", "weather/BUILD.bazel"],
+        )
         for name, block in blocks.items():
-            expect_equal(f"{name} in the docs", block,
-                         self._project_file(f"{WORKSPACE}/{name}"))
+            expect(f"{name} in the docs", block, self._project_file(f"{WORKSPACE}/{name}"))
         rule = self._project_file("bazel/qarn_rpc.bzl")
-        signature = re.search(r"^def cc_qarn_rpc_library\((.*?)\*\*kwargs",
-                              rule, re.DOTALL | re.MULTILINE).group(1)
-        expect_equal("arguments in the docs",
-                     re.findall(r"^\| `(\w+)` \|", text.split("| Argument |")[1]
-                                .split("\n\n")[0], re.MULTILINE),
-                     re.findall(r"^ +(\w+)", signature, re.MULTILINE))
+        signature = re.search(
+            r"^def cc_qarn_rpc_library\((.*?)\*\*kwargs", rule, re.DOTALL | re.MULTILINE
+        ).group(1)
+        expect(
+            "arguments in the docs",
+            re.findall(
+                r"^\| `(\w+)` \|", text.split("| Argument |")[1].split("\n\n")[0], re.MULTILINE
+            ),
+            re.findall(r"^ +(\w+)", signature, re.MULTILINE),
+        )
 
     def build_and_run(self):
         """Builds all targets from source in the sandbox and runs the program."""
         ran = self.bazel.build("//...")
-        expect_equal("ways in which actions ran",
-                     {action.runner for action in ran}, {"linux-sandbox"})
+        expect("ways in which actions ran", {action.runner for action in ran}, {"linux-sandbox"})
         generated = [action for action in ran if action.mnemonic == GENERATE]
-        expect_equal("generator actions", sorted(a.name for a in generated), [
-            GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
-            GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
-        ])
+        expect(
+            "generator actions",
+            sorted(a.name for a in generated),
+            [
+                GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
+                GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
+            ],
+        )
         for action in generated:
-            expect_equal(f"environment of {action.name}", action.environment, [])
+            expect(f"environment of {action.name}", action.environment, [])
         program = os.path.join(self.bazel.workspace, "bazel-bin/weather/weather")
-        expect_equal("output of the program", run([program]).stdout,
-                     PROGRAM_OUTPUT)
+        expect("output of the program", run([program]), PROGRAM_OUTPUT)
 
     def no_op(self):
         """Nothing runs when nothing changed."""
-        expect_equal("actions", self.bazel.build("//..."), [])
+        expect("actions", self.bazel.build("//..."), [])
 
     def declared_inputs(self):
         """The generator's actions read what they declare, by relative paths."""
-        actions = {a.target: a for a in self.bazel.aquery(
-            f'mnemonic("{GENERATE}", //...)')}
-        expect_equal("targets with a generator action", sorted(actions), [
-            "//stations:station_rpc_qarn_rpc", "//weather:weather_rpc_qarn_rpc"])
+        actions = {a.target: a for a in self.bazel.aquery(f'mnemonic("{GENERATE}", //...)')}
+        expect(
+            "targets with a generator action",
+            sorted(actions),
+            ["//stations:station_rpc_qarn_rpc", "//weather:weather_rpc_qarn_rpc"],
+        )
         tools = {
             "external/debian/bin/protoc",
             "BIN/external/qarn_rpc_gen/src/protoc-gen-qarn-rpc",
         }
-        expect_equal(
+        expect(
             "inputs of the package without imports",
             actions["//stations:station_rpc_qarn_rpc"].inputs,
-            tools | {"stations/station.proto"})
-        expect_equal(
+            tools | {"stations/station.proto"},
+        )
+        expect(
             "inputs of the package with imports",
             actions["//weather:weather_rpc_qarn_rpc"].inputs,
-            tools | {
+            tools
+            | {
                 "weather/weather.proto",
                 "stations/station.proto",
                 "BIN/external/qarn_rpc_gen/proto/_virtual_imports/"
                 "service_options_proto/morvane/qarn/rpc/service_options.proto",
                 "BIN/external/debian/_virtual_imports/descriptor_proto/"
                 "google/protobuf/descriptor.proto",
-            })
+            },
+        )
         for action in actions.values():
-            absolute = [argument for argument in action.arguments
-                        if re.search(r"(^|[=:,]|-I)/", argument)]
-            expect_equal(f"absolute paths in {action.arguments}", absolute, [])
+            absolute = [
+                argument for argument in action.arguments if re.search(r"(^|[=:,]|-I)/", argument)
+            ]
+            expect(f"absolute paths in {action.arguments}", absolute, [])
 
     def cache_after_clean(self):
         """With a disk cache, a clean build runs nothing again."""
@@ -302,78 +326,103 @@ class Test:
             self.bazel = first
 
     def _expect_cached(self):
-        expect_equal("actions that ran in spite of the cache",
-                     [a.name for a in self.bazel.build("//...")], [])
+        expect(
+            "actions that ran in spite of the cache",
+            [a.name for a in self.bazel.build("//...")],
+            [],
+        )
         hits = [a for a in self.bazel.cache_hits if a.mnemonic == GENERATE]
-        expect_equal("generator actions out of the cache", len(hits), 2)
+        expect("generator actions out of the cache", len(hits), 2)
 
     def edit_a_comment(self):
         """A comment in a .proto file ends at equal generated files."""
-        self._replace("weather/weather.proto", "One method of each kind.",
-                      "One method of each of the four kinds.")
-        self._rebuild("a new comment in weather.proto", [
-            "GenProto weather/weather.pb.cc",
-            GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
-        ])
+        self._replace(
+            "weather/weather.proto",
+            "One method of each kind.",
+            "One method of each of the four kinds.",
+        )
+        self._rebuild(
+            "a new comment in weather.proto",
+            [
+                "GenProto weather/weather.pb.cc",
+                GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
+            ],
+        )
 
     def edit_a_program(self):
         """A .cc file of the user runs no generator."""
         self._replace("weather/main.cc", '"station "', '"Station "')
-        self._rebuild("a change of main.cc", [
-            "CppCompile weather/_objs/weather/main.pic.d",
-            "CppLink weather/weather",
-        ])
+        self._rebuild(
+            "a change of main.cc",
+            [
+                "CppCompile weather/_objs/weather/main.pic.d",
+                "CppLink weather/weather",
+            ],
+        )
 
     def edit_a_service(self):
         """A new method stays within its package."""
         self._replace(
-            "weather/weather.proto", "  // Server streaming",
-            "  rpc Oldest(demo.stations.Station) returns (Reading);\n\n"
-            "  // Server streaming")
+            "weather/weather.proto",
+            "  // Server streaming",
+            "  rpc Oldest(demo.stations.Station) returns (Reading);\n\n" "  // Server streaming",
+        )
         self._replace(
-            "weather/main.cc", "  void History(",
+            "weather/main.cc",
+            "  void History(",
             "  void Oldest(qarn_rpc::CallContext*, const Station&,\n"
             "              const OldestCallHandle& handle) override {\n"
             "    handle->Close();\n"
             "  }\n\n"
-            "  void History(")
-        self._rebuild("a new method in weather.proto", [
-            "GenProto weather/weather.pb.cc",
-            GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
-            "CppCompile weather/_objs/weather_proto/weather.pb.pic.d",
-            "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
-            "CppCompile weather/_objs/weather/main.pic.d",
-            "CppLink weather/weather",
-        ])
+            "  void History(",
+        )
+        self._rebuild(
+            "a new method in weather.proto",
+            [
+                "GenProto weather/weather.pb.cc",
+                GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
+                "CppCompile weather/_objs/weather_proto/weather.pb.pic.d",
+                "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
+                "CppCompile weather/_objs/weather/main.pic.d",
+                "CppLink weather/weather",
+            ],
+        )
 
     def edit_an_import(self):
         """A comment in an imported file reaches the package that imports it."""
-        self._replace("stations/station.proto", "service Registry",
-                      "// Where stations are entered.\nservice Registry")
-        self._rebuild("a new comment in station.proto", [
-            "GenProto stations/station.pb.cc",
-            "GenProto weather/weather.pb.cc",
-            GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
-            GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
-        ])
+        self._replace(
+            "stations/station.proto",
+            "service Registry",
+            "// Where stations are entered.\nservice Registry",
+        )
+        self._rebuild(
+            "a new comment in station.proto",
+            [
+                "GenProto stations/station.pb.cc",
+                "GenProto weather/weather.pb.cc",
+                GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
+                GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
+            ],
+        )
 
     def edit_the_plugin(self):
         """A change of the plugin reaches all that it generated."""
         project = os.path.relpath(".", WORKSPACE)
-        self._replace(f"{project}/src/source/frame.cc",
-                      "Proudly generated", "Gladly generated")
+        self._replace(f"{project}/src/source/frame.cc", "Proudly generated", "Gladly generated")
         plugin = "external/qarn_rpc_gen/src"
-        self._rebuild("a change of the plugin", [
-            f"CppCompile {plugin}/_objs/qarn_rpc_gen/1/frame.d",
-            f"CppLink {plugin}/protoc-gen-qarn-rpc",
-            GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
-            GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
-            # Only a comment of the sources changed: the objects are the same.
-            "CppCompile stations/_objs/station_rpc/station.rpc.pic.d",
-            "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
-        ])
-        self._replace(f"{project}/src/source/frame.cc",
-                      "Gladly generated", "Proudly generated")
+        self._rebuild(
+            "a change of the plugin",
+            [
+                f"CppCompile {plugin}/_objs/qarn_rpc_gen/1/frame.d",
+                f"CppLink {plugin}/protoc-gen-qarn-rpc",
+                GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
+                GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
+                # Only a comment of the sources changed: the objects are the same.
+                "CppCompile stations/_objs/station_rpc/station.rpc.pic.d",
+                "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
+            ],
+        )
+        self._replace(f"{project}/src/source/frame.cc", "Gladly generated", "Proudly generated")
 
     def import_paths(self):
         """Moved and generated .proto files are included by their import path."""
@@ -383,18 +432,24 @@ class Test:
         self._write("paths/user.cc", PATHS_USER)
         self._write("paths/BUILD.bazel", PATHS_BUILD)
         ran = self.bazel.build("//paths:user")
-        expect_equal("number of generator actions, one a proto_library",
-                     len([a for a in ran if a.mnemonic == GENERATE]), 3)
+        expect(
+            "number of generator actions, one a proto_library",
+            len([a for a in ran if a.mnemonic == GENERATE]),
+            3,
+        )
         # A cc_proto_library of the user's own is the same one.
-        expect_equal("compilations of messages", sorted(
-            os.path.basename(argument)
-            for action in self.bazel.aquery(
-                'mnemonic("CppCompile", deps(//paths:user))',
-                "--include_aspects")
-            for argument in action.arguments
-            if action.target.startswith("//paths:")
-            and argument.endswith(".pb.cc")
-        ), ["first.pb.cc", "made.pb.cc", "second.pb.cc"])
+        expect(
+            "compilations of messages",
+            sorted(
+                os.path.basename(argument)
+                for action in self.bazel.aquery(
+                    'mnemonic("CppCompile", deps(//paths:user))', "--include_aspects"
+                )
+                for argument in action.arguments
+                if action.target.startswith("//paths:") and argument.endswith(".pb.cc")
+            ),
+            ["first.pb.cc", "made.pb.cc", "second.pb.cc"],
+        )
 
     def own_tools(self):
         """A team's own tools and libraries replace the defaults."""
@@ -403,125 +458,174 @@ class Test:
         self._write("own/BUILD.bazel", OWN_BUILD)
         # As arguments of one target.
         (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //own:all)')
-        expect_equal("protoc and plugin", generate.arguments[:2], [
-            "own/own-protoc", "--plugin=protoc-gen-qarn-rpc=own/own-plugin"])
+        expect(
+            "protoc and plugin",
+            generate.arguments[:2],
+            ["own/own-protoc", "--plugin=protoc-gen-qarn-rpc=own/own-plugin"],
+        )
         self._expect_defined(
             self.bazel.aquery('mnemonic("CppCompile", //own:weather_rpc)'),
-            ["OWN_BOOST", "OWN_PROTOBUF"])
+            ["OWN_BOOST", "OWN_PROTOBUF"],
+        )
         # As flags of the whole build, the plugin's own included.
-        flags = [f"--@qarn_rpc_gen//bazel:{name}=//own:{name}"
-                 for name in ["boost", "protobuf", "protoc_lib"]]
+        flags = [
+            f"--@qarn_rpc_gen//bazel:{name}=//own:{name}"
+            for name in ["boost", "protobuf", "protoc_lib"]
+        ]
         flags.append("--@qarn_rpc_gen//bazel:protoc=//own:own-protoc")
-        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //weather:all)',
-                                        *flags)
-        expect_equal("protoc by flag", generate.arguments[0], "own/own-protoc")
+        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //weather:all)', *flags)
+        expect("protoc by flag", generate.arguments[0], "own/own-protoc")
         self._expect_defined(
-            self.bazel.aquery('mnemonic("CppCompile", //weather:weather_rpc)',
-                              *flags), ["OWN_BOOST", "OWN_PROTOBUF"])
+            self.bazel.aquery('mnemonic("CppCompile", //weather:weather_rpc)', *flags),
+            ["OWN_BOOST", "OWN_PROTOBUF"],
+        )
         self._expect_defined(
             self.bazel.aquery(
                 'mnemonic("CppCompile", '
                 'filter("@qarn_rpc_gen//src:qarn_rpc_gen", deps(//weather)))',
-                *flags), ["OWN_BOOST", "OWN_PROTOC_LIB"])
+                *flags,
+            ),
+            ["OWN_BOOST", "OWN_PROTOC_LIB"],
+        )
 
     def _expect_defined(self, actions, names):
         """All these compilations, of which there are some, define the names."""
         if not actions:
             raise Failure(f"nothing is compiled that could define {names}")
         for action in actions:
-            expect_equal(
-                f"macros of {action}",
-                [n for n in names if f"-D{n}" in action.arguments], names)
+            expect(f"macros of {action}", [n for n in names if f"-D{n}" in action.arguments], names)
 
     def mistakes(self):
         """Each mistake is refused with the whole text that says what to do."""
         for name, (arguments, message) in MISTAKES.items():
-            self._write("mistakes/BUILD.bazel", MISTAKE_HEAD +
-                        f'cc_qarn_rpc_library(name = "{name}", {arguments})\n')
-            expect_equal(f"message of {name}",
-                         self.bazel.fail_text(f"//mistakes:{name}"),
-                         message.replace("NAME", name))
+            self._write(
+                "mistakes/BUILD.bazel",
+                MISTAKE_HEAD + f'cc_qarn_rpc_library(name = "{name}", {arguments})\n',
+            )
+            expect(
+                f"message of {name}",
+                self.bazel.fail_text(f"//mistakes:{name}"),
+                message.replace("NAME", name),
+            )
         shutil.rmtree(os.path.join(self.bazel.workspace, "mistakes"))
 
     def link_static_tools(self):
         """Links the plugin and a protoc without shared libraries."""
         build = os.path.join(self.work, "static_plugin")
-        run([self.options.cmake, "-S", self.options.source, "-B", build,
-             "-DCMAKE_BUILD_TYPE=Release", "-DQARN_RPC_BUILD_TESTS=OFF",
-             "-DQARN_RPC_STATIC=ON"])
-        run([self.options.cmake, "--build", build, "--parallel", "2",
-             "--target", "protoc-gen-qarn-rpc"])
+        run(
+            [
+                self.options.cmake,
+                "-S",
+                self.options.source,
+                "-B",
+                build,
+                "-DCMAKE_BUILD_TYPE=Release",
+                "-DQARN_RPC_BUILD_TESTS=OFF",
+                "-DQARN_RPC_STATIC=ON",
+            ]
+        )
+        run(
+            [
+                self.options.cmake,
+                "--build",
+                build,
+                "--parallel",
+                "2",
+                "--target",
+                "protoc-gen-qarn-rpc",
+            ]
+        )
         self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc")
         prebuilt = os.path.join(self.bazel.workspace, "prebuilt")
         shutil.copy(self.static_plugin, prebuilt)
-        run([self.options.cxx, "-std=c++17", "-static",
-             os.path.join(self.options.source,
-                          "tests/consumers/bazel/static_protoc.cc"),
-             "-o", os.path.join(prebuilt, "protoc"),
-             "-lprotoc", "-lprotobuf", "-lz", "-lpthread"])
+        run(
+            [
+                self.options.cxx,
+                "-std=c++17",
+                "-static",
+                os.path.join(self.options.source, "tests/consumers/bazel/static_protoc.cc"),
+                "-o",
+                os.path.join(prebuilt, "protoc"),
+                "-lprotoc",
+                "-lprotobuf",
+                "-lz",
+                "-lpthread",
+            ]
+        )
 
     def prebuilt_tools(self):
         """Static programs generate the same on a machine without libraries."""
         # What the machine has installed is hidden from actions.
         bare = ["--sandbox_block_path=/usr", "--sandbox_block_path=/etc"]
         ran = self.bazel.build(*bare, "//prebuilt:weather_rpc_qarn_rpc")
-        expect_equal("actions", [action.name for action in ran], [
-            GENERATE + " prebuilt/weather_rpc_qarn_rpc/weather/weather.rpc.cpp"])
+        expect(
+            "actions",
+            [action.name for action in ran],
+            [GENERATE + " prebuilt/weather_rpc_qarn_rpc/weather/weather.rpc.cpp"],
+        )
         self.bazel.build("//weather", "//prebuilt:weather_rpc")
         for suffix in [".rpc.h", ".rpc.cpp"]:
-            texts = [self._generated(f"{package}/weather_rpc_qarn_rpc/"
-                                     f"weather/weather{suffix}")
-                     for package in ["prebuilt", "weather"]]
+            texts = [
+                self._generated(f"{package}/weather_rpc_qarn_rpc/" f"weather/weather{suffix}")
+                for package in ["prebuilt", "weather"]
+            ]
             if texts[0] != texts[1]:
-                raise Failure(f"the prebuilt plugin's weather{suffix} differs "
-                              "from that of the plugin built from source")
+                raise Failure(
+                    f"the prebuilt plugin's weather{suffix} differs "
+                    "from that of the plugin built from source"
+                )
         # That they are hidden indeed: programs with shared libraries fail.
         self._replace("weather/weather.proto", "// Simple:", "// A simple one:")
-        output = self.bazel.refused(
-            "build", *bare, "//weather:weather_rpc_qarn_rpc")
+        output = self.bazel.refused("build", *bare, "//weather:weather_rpc_qarn_rpc")
         if "Generating RPC classes of //weather:weather_proto failed" not in output:
             raise Failure(f"it failed for another reason:\n{output}")
 
     def prebuilt_is_not_rebuilt(self):
         """With a prebuilt plugin none is built from source."""
         linked = {
-            target: bool(self.bazel.aquery(
-                'mnemonic("CppLink", '
-                f'filter("@qarn_rpc_gen//src:", deps({target})))'))
+            target: bool(
+                self.bazel.aquery(
+                    'mnemonic("CppLink", ' f'filter("@qarn_rpc_gen//src:", deps({target})))'
+                )
+            )
             for target in ["//weather", "//prebuilt:weather_rpc"]
         }
-        expect_equal("whether the plugin is linked from source", linked,
-                     {"//weather": True, "//prebuilt:weather_rpc": False})
+        expect(
+            "whether the plugin is linked from source",
+            linked,
+            {"//weather": True, "//prebuilt:weather_rpc": False},
+        )
 
     def _project_file(self, path):
-        with open(os.path.join(self.options.source, path),
-                  encoding="utf-8") as file:
+        with open(os.path.join(self.options.source, path), encoding="utf-8") as file:
             return file.read()
 
     def _generated(self, path):
-        with open(os.path.join(self.bazel.workspace, "bazel-bin", path),
-                  "rb") as file:
+        with open(os.path.join(self.bazel.workspace, "bazel-bin", path), "rb") as file:
             return file.read()
 
     def empty_root(self):
         """The static plugin needs no file but itself."""
         request = self._save_request()
-        expected = run([self.static_plugin], stdin=request, text=False).stdout
+        expected = run([self.static_plugin], stdin=request, merge=False, text=False)
         if b"weather/weather.rpc.h" not in expected:
             raise Failure("the plugin's response names no weather.rpc.h")
         result = self._run_in_empty_root(self.static_plugin, request)
-        expect_equal("exit code", result.returncode, 0)
+        expect("exit code", result.returncode, 0)
         if result.stdout != expected:
             raise Failure("the response in the empty root differs")
         # The plugin with shared libraries shows that the root is empty.
         shared = os.path.join(
-            self.bazel.exec_root(), self.bazel.aquery(
-                f'mnemonic("{GENERATE}", //weather/...)')[0]
-            .arguments[1].split("=")[-1])
+            self.bazel.exec_root(),
+            self.bazel.aquery(f'mnemonic("{GENERATE}", //weather/...)')[0]
+            .arguments[1]
+            .split("=")[-1],
+        )
         result = self._run_in_empty_root(shared, request)
         if result.returncode == 0:
-            raise Failure("a plugin with shared libraries ran too: "
-                          "the root cannot have been empty")
+            raise Failure(
+                "a plugin with shared libraries ran too: " "the root cannot have been empty"
+            )
 
     def _save_request(self):
         """Has protoc send its request for weather.proto into a file."""
@@ -530,9 +634,16 @@ class Test:
         with open(recorder, "w", encoding="utf-8") as file:
             file.write(f"#!/bin/sh\nexec cat > '{request}'\n")
         os.chmod(recorder, 0o755)
-        run([self.options.protoc, f"--plugin={recorder}",
-             f"--record_out={self.work}", f"-I{self.bazel.workspace}",
-             f"-I{self.options.source}/proto", "weather/weather.proto"])
+        run(
+            [
+                self.options.protoc,
+                f"--plugin={recorder}",
+                f"--record_out={self.work}",
+                f"-I{self.bazel.workspace}",
+                f"-I{self.options.source}/proto",
+                "weather/weather.proto",
+            ]
+        )
         return request
 
     def _run_in_empty_root(self, program, request):
@@ -542,32 +653,65 @@ class Test:
         shutil.copy(program, os.path.join(root, "plugin"))
         with open(request, "rb") as stdin:
             return subprocess.run(
-                ["unshare", "--user", "--map-root-user", "--mount", "--net",
-                 "chroot", root, "/plugin"],
-                stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                env={"PATH": os.environ["PATH"]}, check=False)
+                [
+                    "unshare",
+                    "--user",
+                    "--map-root-user",
+                    "--mount",
+                    "--net",
+                    "chroot",
+                    root,
+                    "/plugin",
+                ],
+                stdin=stdin,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                env={"PATH": os.environ["PATH"]},
+                check=False,
+            )
 
 
 STEPS = [
-    Test.docs, Test.build_and_run, Test.no_op, Test.declared_inputs,
-    Test.cache_after_clean, Test.cache_at_another_path, Test.edit_a_comment,
-    Test.edit_a_program, Test.edit_a_service, Test.edit_an_import,
-    Test.edit_the_plugin, Test.import_paths, Test.own_tools, Test.mistakes,
-    Test.link_static_tools, Test.prebuilt_tools, Test.prebuilt_is_not_rebuilt,
+    Test.docs,
+    Test.build_and_run,
+    Test.no_op,
+    Test.declared_inputs,
+    Test.cache_after_clean,
+    Test.cache_at_another_path,
+    Test.edit_a_comment,
+    Test.edit_a_program,
+    Test.edit_a_service,
+    Test.edit_an_import,
+    Test.edit_the_plugin,
+    Test.import_paths,
+    Test.own_tools,
+    Test.mistakes,
+    Test.link_static_tools,
+    Test.prebuilt_tools,
+    Test.prebuilt_is_not_rebuilt,
     Test.empty_root,
 ]
 
 
 def missing_tools():
     """What the test needs and this machine lacks, as a list of texts."""
-    missing = [f"{command} (Debian package {package})"
-               for command, package in COMMANDS.items()
-               if not shutil.which(command)]
-    missing += [f"{path} (Debian package {package})"
-                for path, package in FILES.items() if not os.path.isdir(path)]
-    if not missing and subprocess.run(
-            ["unshare", "--user", "--map-root-user", "--mount", "true"],
-            check=False).returncode != 0:
+    missing = [
+        f"{command} (Debian package {package})"
+        for command, package in COMMANDS.items()
+        if not shutil.which(command)
+    ]
+    missing += [
+        f"{path} (Debian package {package})"
+        for path, package in FILES.items()
+        if not os.path.isdir(path)
+    ]
+    if (
+        not missing
+        and subprocess.run(
+            ["unshare", "--user", "--map-root-user", "--mount", "true"], check=False
+        ).returncode
+        != 0
+    ):
         missing.append("user namespaces, which Bazel's sandbox is made of")
     return missing
 
@@ -592,8 +736,7 @@ def main():
 
     missing = missing_tools()
     if missing:
-        print("skipped, for lack of " + ", ".join(missing))
-        return 77
+        raise Skip("for lack of " + ", ".join(missing))
     remove_tree(options.work)
     os.makedirs(options.work)
     test = Test(options)
@@ -603,13 +746,9 @@ def main():
             print(f"{step.__name__}: {step.__doc__}", flush=True)
             step(test)
             print(f"  passed, {time.monotonic() - start:.1f} s", flush=True)
-    except Failure as failure:
-        print(f"  FAILED: {failure}", flush=True)
-        return 1
     finally:
         test.bazel.shutdown()
-    return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(main))

@@ -11,7 +11,7 @@ import shutil
 import subprocess
 import unittest
 
-from plugin import (
+from robustness.reliability.plugin import (
     BUILD_FOLDER,
     PLUGIN,
     PluginTest,
@@ -21,7 +21,16 @@ from plugin import (
     run,
     run_protoc,
 )
-from wire import Response, echo_request, field, file, message, method, request, service
+from robustness.reliability.wire import (
+    Response,
+    echo_request,
+    file,
+    message,
+    method,
+    request,
+    service,
+)
+from support import testkit
 
 # "i" is upper-cased in the macros' names; in Turkish it would become another
 # letter than "I".
@@ -45,7 +54,7 @@ def turkish_locale():
         if not shutil.which("localedef") or not os.path.exists("/usr/share/i18n/locales/tr_TR"):
             return None
         os.makedirs(folder, exist_ok=True)
-        subprocess.run(["localedef", "-i", "tr_TR", "-f", "UTF-8", made], check=True)
+        testkit.run(["localedef", "-i", "tr_TR", "-f", "UTF-8", made])
     return folder
 
 
@@ -58,15 +67,11 @@ class EnvironmentTest(PluginTest):
 
     def assert_same(self, what, result):
         self.record(what, result)
-        self.assertEqual(
-            (result.status, result.err, result.out), (0, b"", self.expected.out)
-        )
+        self.assertEqual((result.status, result.err, result.out), (0, b"", self.expected.out))
 
     def test_locales(self):
         for locale in ("C", "C.UTF-8", "no_SUCH"):
-            self.assert_same(
-                "LC_ALL=" + locale, run(ECHO, env=dict(os.environ, LC_ALL=locale))
-            )
+            self.assert_same("LC_ALL=" + locale, run(ECHO, env=dict(os.environ, LC_ALL=locale)))
 
     def test_turkish_locale(self):
         folder = turkish_locale()
@@ -74,9 +79,7 @@ class EnvironmentTest(PluginTest):
             self.skipTest("cannot make tr_TR.UTF-8: Debian's package 'locales' is missing")
         environment = dict(os.environ, LC_ALL="tr_TR.UTF-8", LOCPATH=folder)
         # The locale is there: a program that asks for it gets it.
-        self.assertEqual(
-            subprocess.check_output(["locale", "charmap"], env=environment), b"UTF-8\n"
-        )
+        self.assertEqual(testkit.run(["locale", "charmap"], env=environment), "UTF-8\n")
         self.assert_same("LC_ALL=tr_TR.UTF-8", run(ECHO, env=environment))
 
     def test_no_environment(self):
@@ -117,7 +120,7 @@ class FileNameTest(PluginTest):
         "two-byte letters": "\u00e9t\u00e9/\u00e7a.proto",
         "three-byte letters": "\u65e5\u672c/\u8a9e.proto",
         "four-byte letters": "\U0001f600.proto",
-        "blanks and quotes": "a b/it's \"c\".proto",
+        "blanks and quotes": 'a b/it\'s "c".proto',
     }
 
     def test_names_in_a_request(self):
@@ -158,9 +161,18 @@ class PurityTest(PluginTest):
         with open(os.path.join(folder, "request"), "wb") as stream:
             stream.write(ECHO)
         done = subprocess.run(
-            ["sh", "-c", 'exec strace -f -o "$1" "$0" <"$2"', PLUGIN, trace,
-             os.path.join(folder, "request")],
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False, timeout=60,
+            [
+                "sh",
+                "-c",
+                'exec strace -f -o "$1" "$0" <"$2"',
+                PLUGIN,
+                trace,
+                os.path.join(folder, "request"),
+            ],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            check=False,
+            timeout=60,
         )
         if not os.path.exists(trace) or b"ptrace" in done.stderr:
             self.skipTest("strace may not trace here")
@@ -170,7 +182,9 @@ class PurityTest(PluginTest):
         opened = []
         for call in calls:
             self.assertIsNone(
-                re.match(r"(socket|connect|bind|clone|clone3|fork|vfork|unlink|rename|mkdir)\(", call),
+                re.match(
+                    r"(socket|connect|bind|clone|clone3|fork|vfork|unlink|rename|mkdir)\(", call
+                ),
                 call,
             )
             match = re.match(r'open(?:at)?\([^"]*"([^"]*)"', call)

@@ -11,7 +11,7 @@ import subprocess
 import time
 import unittest
 
-from plugin import (
+from robustness.reliability.plugin import (
     PLUGIN,
     PluginTest,
     files_below,
@@ -20,7 +20,7 @@ from plugin import (
     run,
     run_protoc,
 )
-from wire import (
+from robustness.reliability.wire import (
     NotWhole,
     Response,
     echo_request,
@@ -39,9 +39,7 @@ def large_file(methods):
     """One file with a service of so many methods."""
     names = ("Method%d" % i for i in range(methods))
     return {
-        "large.proto": file(
-            "large.proto", "", [message("M")], [service("S", map(method, names))]
-        )
+        "large.proto": file("large.proto", "", [message("M")], [service("S", map(method, names))])
     }
 
 
@@ -137,9 +135,7 @@ class InputTest(FaultTest):
     def test_100000_messages(self):
         messages = [message("M")] + [message("M%d" % i) for i in range(100000)]
         pings = service("Echo", [method("Ping", ".M99999")])
-        result = run(
-            request({"many.proto": file("many.proto", "", messages, [pings])})
-        )
+        result = run(request({"many.proto": file("many.proto", "", messages, [pings])}))
         self.record("100,000 messages", result)
         self.assert_pair(result, "many")
 
@@ -176,9 +172,7 @@ class InputTest(FaultTest):
             self.skipTest("needs 14 GiB of free memory")
         names = ["M%d" % i for i in range(5)]
         result = run(
-            echo_request(
-                methods=names, parameter="services_namespace=" + "n" * (62 << 20)
-            )
+            echo_request(methods=names, parameter="services_namespace=" + "n" * (62 << 20))
         )
         self.record("a generated text beyond 2 GiB", result)
         self.assertEqual(result.status, 1, result)
@@ -208,7 +202,8 @@ class OutputTest(FaultTest):
         """ulimit -f counts 512 bytes; the response is far larger."""
         path = os.path.join(self.folder(), "response")
         result = run(
-            self.LARGE, shell='ulimit -f 8; exec "$0" >"$RESPONSE"',
+            self.LARGE,
+            shell='ulimit -f 8; exec "$0" >"$RESPONSE"',
             env=dict(os.environ, RESPONSE=path),
         )
         self.record("standard output beyond ulimit -f", result)
@@ -219,12 +214,11 @@ class OutputTest(FaultTest):
             for ignored in (False, True):
                 reading, writing = os.pipe()
                 os.close(reading)
-                shell = "%sexec \"$0\"" % ("trap '' PIPE; " if ignored else "")
+                shell = '%sexec "$0"' % ("trap '' PIPE; " if ignored else "")
                 result = run(data, shell=shell, stdout=writing)
                 os.close(writing)
                 self.record(
-                    "reader gone, %s response%s"
-                    % (what, ", SIGPIPE ignored" if ignored else ""),
+                    "reader gone, %s response%s" % (what, ", SIGPIPE ignored" if ignored else ""),
                     result,
                 )
                 self.assertEqual(result.status, 1 if ignored else -signal.SIGPIPE)
@@ -236,9 +230,7 @@ class OutputTest(FaultTest):
         self.assertEqual(status, 128 + signal.SIGPIPE)
 
     def test_pipe_that_is_read_slowly(self):
-        with subprocess.Popen(
-            [PLUGIN], stdin=subprocess.PIPE, stdout=subprocess.PIPE
-        ) as plugin:
+        with subprocess.Popen([PLUGIN], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as plugin:
             plugin.stdin.write(self.LARGE)
             plugin.stdin.close()
             out = b""
@@ -300,9 +292,7 @@ class SignalTest(FaultTest):
         os.kill(pid, signal.SIGTERM)
 
     def test_sigterm_half_way(self):
-        with subprocess.Popen(
-            [PLUGIN], stdin=subprocess.PIPE, stdout=subprocess.PIPE
-        ) as plugin:
+        with subprocess.Popen([PLUGIN], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as plugin:
             plugin.stdin.write(request(self.FILES))
             plugin.stdin.close()
             self.terminate(plugin.pid)
@@ -317,8 +307,7 @@ class SignalTest(FaultTest):
         with open(wrapper, "w", encoding="utf-8") as stream:
             # The shell sends the signal to itself, which is the plugin by then.
             stream.write(
-                "#!/bin/sh\n(sleep 0.5; kill -TERM $$) >/dev/null 2>&1 &\nexec '%s'\n"
-                % PLUGIN
+                "#!/bin/sh\n(sleep 0.5; kill -TERM $$) >/dev/null 2>&1 &\nexec '%s'\n" % PLUGIN
             )
         os.chmod(wrapper, 0o755)
         result = run_protoc(self.FILES, self.FILES, folder, plugin=wrapper)
@@ -342,7 +331,7 @@ class ProtocTest(FaultTest):
         files = dict(
             large_file(10),
             # Its options ask for generic services.
-            **{"bad.proto": file("bad.proto") + field(8, b"\x80\x01\x01")}
+            **{"bad.proto": file("bad.proto") + field(8, b"\x80\x01\x01")},
         )
         result = run_protoc(files, files, folder)
         self.record("through protoc, one of two files refused", "status %d" % result.status)

@@ -1,6 +1,6 @@
 """The executable is built as hard to exploit as its options promise.
 
-  hardening_test.py BINARY PROPERTY...
+  python3 -m robustness.reliability.hardening_test BINARY PROPERTY...
 
 Each PROPERTY is one of those in CHECKS, with "no-" in front where the binary
 must not have it. Exit status 77, for a skipped test, if binutils are missing or
@@ -8,19 +8,13 @@ no property was named.
 """
 
 import re
-import shutil
-import subprocess
 import sys
 
-SKIPPED = 77
-
-
-def output_of(*command):
-    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
+from support.testkit import Failure, Misuse, Skip, need, run, status_of
 
 
 def readelf(option, binary):
-    return output_of("readelf", "--wide", option, binary)
+    return run(["readelf", "--wide", option, binary])
 
 
 def is_pie(binary):
@@ -46,11 +40,11 @@ def has_stack_protector(binary):
 
     The symbol alone would say nothing: a static C library brings it along.
     """
-    code = output_of("objdump", "--disassemble", "--no-show-raw-insn", "--demangle", binary)
+    code = run(["objdump", "--disassemble", "--no-show-raw-insn", "--demangle", binary])
     # More than one body: the compiler splits off the paths of exceptions.
     bodies = re.findall(r"<CppGenerator::Generate\(.*>:\n((?:.+\n)+)", code)
     if not bodies:
-        sys.exit("%s has no symbols; test the binary before it is stripped" % binary)
+        raise Failure(f"{binary} has no symbols; test the binary before it is stripped")
     return any("__stack_chk_fail" in body for body in bodies)
 
 
@@ -68,28 +62,27 @@ CHECKS = {
 }
 
 
-def main():
-    if len(sys.argv) < 2:
-        sys.exit(__doc__)
-    binary, wanted = sys.argv[1], sys.argv[2:]
+def main(arguments):
+    if not arguments:
+        raise Misuse(__doc__)
+    binary, *wanted = arguments
     known = set(CHECKS) | {"no-" + name for name in CHECKS}
     unknown = [name for name in wanted if name not in known]
     if unknown:
-        sys.exit("no such property: %s; there are: %s" % (unknown[0], ", ".join(CHECKS)))
-    if not shutil.which("readelf") or not shutil.which("objdump"):
-        print("readelf or objdump is missing (Debian's package 'binutils')")
-        return SKIPPED
+        raise Misuse(f"no such property: {unknown[0]}; there are: {', '.join(CHECKS)}")
+    need("readelf", "objdump", package="binutils")
     if not wanted:
-        print("this build promises no hardening; a release build does")
-        return SKIPPED
-    failed = 0
+        raise Skip("this build promises no hardening; a release build does")
+    failed = []
     for name in wanted:
         expected = not name.startswith("no-")
         actual = CHECKS[name if expected else name[3:]](binary)
-        print("%-20s %s" % (name, "ok" if actual == expected else "FAILED"))
-        failed += actual != expected
-    return 1 if failed else 0
+        print(f"{name:20} {'ok' if actual == expected else 'FAILED'}")
+        if actual != expected:
+            failed.append(name)
+    if failed:
+        raise Failure(f"{binary} is not {', '.join(failed)}")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(status_of(main, sys.argv[1:]))

@@ -12,15 +12,15 @@ import sys
 import tempfile
 import unittest
 
+from robustness.reliability.wire import field
+
 # No case may hang. Builds with sanitizers on a busy machine need most of it.
 TIME_LIMIT = 300
 
 
 def setting(name):
     if name not in os.environ:
-        sys.exit(
-            "%s is not set; run these tests with ctest, in a build folder" % name
-        )
+        sys.exit("%s is not set; run these tests with ctest, in a build folder" % name)
     return os.environ[name]
 
 
@@ -46,7 +46,7 @@ class Result:
             return signal.Signals(-self.status).name
         lines = self.err.decode(errors="replace").strip().splitlines()
         said = lines[-1].replace(PLUGIN + ": ", "") if lines else ""
-        return "status %d%s" % (self.status, ", \"%s\"" % said[:90] if said else "")
+        return "status %d%s" % (self.status, ', "%s"' % said[:90] if said else "")
 
 
 def run(data=b"", shell=None, **options):
@@ -69,8 +69,6 @@ def run(data=b"", shell=None, **options):
 
 def run_protoc(files, names, folder, plugin=PLUGIN, out=None, parameter=""):
     """Runs protoc with the plugin over descriptors; `out` is made in `folder`."""
-    from wire import field
-
     descriptors = os.path.join(folder, "descriptors.pb")
     with open(descriptors, "wb") as stream:
         stream.write(b"".join(field(1, one) for one in files.values()))

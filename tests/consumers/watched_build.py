@@ -1,4 +1,4 @@
-"""What every consumer test needs: run a command, and say what a build has done.
+"""Says what a build has done.
 
 A build is watched through the files that it writes. protoc, compiler and linker
 write all their outputs on every run, so a file that is newer than before is a
@@ -7,72 +7,8 @@ run, whatever the build tool prints.
 
 import os
 import re
-import shutil
-import subprocess
 
-
-class Failure(Exception):
-    """What a test found wrong; its text is all that the reader gets."""
-
-
-class Skip(Exception):
-    """A tool that the test needs is missing."""
-
-
-def need(*tools):
-    """Skips the test unless all `tools` are on the PATH."""
-    for tool in tools:
-        if not shutil.which(tool):
-            raise Skip(f"{tool} is not installed")
-
-
-def run(command, cwd=None, env=None, status=0):
-    """Runs `command`, a list, and returns what it printed on both streams.
-
-    `env` is added to the environment. Fails unless the command ends with
-    `status`; None takes any status but 0.
-    """
-    print("$", " ".join(str(word) for word in command), flush=True)
-    done = subprocess.run(
-        [str(word) for word in command], cwd=cwd, env={**os.environ, **(env or {})},
-        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-        text=True, check=False)
-    if done.returncode != status if status is not None else done.returncode == 0:
-        raise Failure(f"status {done.returncode}, output:\n{done.stdout[-6000:]}")
-    return done.stdout
-
-
-def expect(what, actual, expected):
-    """Fails unless `actual` equals `expected`; sets are shown by difference."""
-    if actual == expected:
-        return
-    if isinstance(expected, set):
-        raise Failure(f"{what}:\n  not expected: {sorted(actual - expected)}"
-                      f"\n  missing: {sorted(expected - actual)}")
-    raise Failure(f"{what}: expected\n{expected}\nbut got\n{actual}")
-
-
-def expect_in(what, text, part):
-    """Fails unless `part` occurs in `text`, whatever their line breaks are."""
-    if " ".join(part.split()) not in " ".join(text.split()):
-        raise Failure(f"{what}: expected this text\n{part}\nin\n{text}")
-
-
-def fresh_folder(path):
-    """Makes `path` an empty folder and returns it."""
-    shutil.rmtree(path, ignore_errors=True)
-    os.makedirs(path)
-    return path
-
-
-def copy_into(folder, *sources):
-    """Copies files, and the contents of folders, into `folder`."""
-    for source in sources:
-        if os.path.isdir(source):
-            shutil.copytree(source, folder, dirs_exist_ok=True)
-        else:
-            shutil.copy(source, folder)
-
+from support.testkit import expect, run
 
 GENERATED = re.compile(r"(.+)\.(?:pb\.cc|pb\.h|rpc\.cpp|rpc\.h)$")
 # CMake writes DIR/echo.pb.cc.o, make gen/echo.pb.o, and Meson puts the folder
@@ -84,8 +20,7 @@ def _written_files(build):
     """The files that protoc, compiler and linker wrote, with their times."""
     times = {}
     for folder, folders, files in os.walk(build):
-        folders[:] = [name for name in folders
-                      if not name.startswith(("CompilerId", "meson-"))]
+        folders[:] = [name for name in folders if not name.startswith(("CompilerId", "meson-"))]
         for name in files:
             path = os.path.join(folder, name)
             is_program = os.access(path, os.X_OK) and "." not in name
@@ -103,8 +38,11 @@ def _steps(before, after):
         generated, obj = GENERATED.match(name), OBJECT.match(name)
         if generated:
             base = os.path.join(os.path.dirname(path), generated.group(1))
-            group = {other for other in after if GENERATED.match(other)
-                     and GENERATED.match(other).group(1) == base}
+            group = {
+                other
+                for other in after
+                if GENERATED.match(other) and GENERATED.match(other).group(1) == base
+            }
             expect(f"files written with {name}", group & changed, group)
             steps.add(f"generate {generated.group(1)}")
         elif obj:
@@ -138,6 +76,5 @@ class WatchedBuild:
     def expect_after(self, touched, steps):
         """Touches a file and builds: exactly `steps`, and then none."""
         os.utime(touched)
-        expect(f"steps after an edit of {os.path.basename(touched)}",
-               self.build()[0], steps)
+        expect(f"steps after an edit of {os.path.basename(touched)}", self.build()[0], steps)
         self.expect_nothing()

@@ -1,0 +1,62 @@
+# What the tests that are written in Python share: the interpreter, an entry of
+# CTest, the compilers, and a file that tells the scripts where everything is.
+#
+#   QARN_RPC_TEST_COMPILERS      the compilers that were found
+#   QARN_RPC_MISSING_COMPILERS   the names of those that were not
+
+find_package(Python3 3.9 COMPONENTS Interpreter)
+if(NOT Python3_Interpreter_FOUND)
+  message(FATAL_ERROR
+    "The tests need Python 3.9 or newer, which was not found. "
+    "On Debian or Ubuntu: apt-get install python3. "
+    "To build without the tests, configure with -DQARN_RPC_BUILD_TESTS=OFF.")
+endif()
+
+# qarn_rpc_add_script_test(NAME LABEL MODULE ARGUMENT...): one CTest entry, which
+# runs a module below tests/, such as compile.matrix.matrix. Exit status 77 means
+# skipped. The time limit is for a busy machine.
+function(qarn_rpc_add_script_test name label module)
+  add_test(NAME ${name}
+    COMMAND Python3::Interpreter -B -m ${module} ${ARGN}
+    WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/tests")
+  set_tests_properties(${name} PROPERTIES
+    LABELS ${label} TIMEOUT 1200 SKIP_RETURN_CODE 77)
+endfunction()
+
+find_program(QARN_RPC_GXX g++ DOC "The g++ that generated code is tried with")
+find_program(QARN_RPC_CLANGXX clang++ DOC "The clang++ that generated code is tried with")
+mark_as_advanced(QARN_RPC_GXX QARN_RPC_CLANGXX)
+
+set(QARN_RPC_TEST_COMPILERS)
+set(QARN_RPC_MISSING_COMPILERS)
+set(compilers_json)
+foreach(pair IN ITEMS g++=QARN_RPC_GXX clang++=QARN_RPC_CLANGXX)
+  string(REGEX MATCH "(.*)=(.*)" pair "${pair}")
+  set(path "${${CMAKE_MATCH_2}}")
+  if(path)
+    list(APPEND QARN_RPC_TEST_COMPILERS "${path}")
+    list(APPEND compilers_json "\"${CMAKE_MATCH_1}\": \"${path}\"")
+  else()
+    list(APPEND QARN_RPC_MISSING_COMPILERS ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+list(JOIN compilers_json ", " compilers_json)
+
+# qarn_rpc_write_compile_config(FILE BUILD_FOLDER): the JSON file that the
+# scripts read.
+function(qarn_rpc_write_compile_config file build)
+  set(includes "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
+  string(APPEND includes ";$<TARGET_PROPERTY:Boost::headers,INTERFACE_INCLUDE_DIRECTORIES>")
+  file(GENERATE OUTPUT "${file}" CONTENT "{
+  \"build\": \"${build}\",
+  \"compilers\": {${compilers_json}},
+  \"golden\": \"${PROJECT_SOURCE_DIR}/tests/golden\",
+  \"libraries\": [\"$<TARGET_FILE:protobuf::libprotobuf>\"],
+  \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
+  \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",
+  \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
+  \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/support/runtime\",
+  \"system_folders\": [\"$<JOIN:${includes},\",\">\"]
+}
+")
+endfunction()
