@@ -97,12 +97,7 @@ def thrift_file(methods, messages):
 def capnp_file(methods, messages):
     yield "@0xb7d2a4f0c1935e86;\n"
     for index in range(messages):
-        yield (
-            f"struct {message_name(index)} {{\n"
-            "  title @0 :Text;\n"
-            "  number @1 :Int64;\n"
-            "}\n"
-        )
+        yield (f"struct {message_name(index)} {{\n  title @0 :Text;\n  number @1 :Int64;\n}}\n")
     yield "interface Archive {\n"
     for index in range(methods):
         request, response = method_types(index, messages)
@@ -113,13 +108,7 @@ def capnp_file(methods, messages):
 def slice_file(methods, messages):
     yield "module bench\n{\n"
     for index in range(messages):
-        yield (
-            f"struct {message_name(index)}\n"
-            "{\n"
-            "  string title;\n"
-            "  long number;\n"
-            "}\n"
-        )
+        yield f"struct {message_name(index)}\n{{\n  string title;\n  long number;\n}}\n"
     yield "interface Archive\n{\n"
     for index in range(methods):
         request, response = method_types(index, messages)
@@ -172,9 +161,7 @@ def write_many(folder):
         imported = [f"many{i}" for i in range(max(0, index - 2), index)]
         write(
             folder / f"many{index}.proto",
-            proto_file(
-                f"many{index}", METHODS_A_FILE, MESSAGES_A_FILE, imported=imported
-            ),
+            proto_file(f"many{index}", METHODS_A_FILE, MESSAGES_A_FILE, imported=imported),
         )
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The checks of style: clang-format, clang-tidy, cppcheck, the direction of
-# includes, how templates are written, and shellcheck, each at zero findings.
-# clang-tidy needs the build folder of the preset dev.
+# includes, how templates are written, shellcheck, black and flake8, each at zero
+# findings. clang-tidy needs the build folder of the preset dev.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,6 +18,7 @@ fi
 mapfile -t sources < <(git ls-files '*.h' '*.cc' ':!tests/golden')
 mapfile -t units < <(git ls-files 'src/*.cc')
 mapfile -t scripts < <(git ls-files 'scripts/*.sh' '.ci/run' '*.sh' | sort -u)
+mapfile -t pythons < <(git ls-files '*.py')
 
 echo "clang-format: ${#sources[@]} files"
 clang-format-14 --dry-run -Werror "${sources[@]}"
@@ -51,3 +52,10 @@ scripts/check_templates.py
 
 echo "shellcheck: ${#scripts[@]} files"
 shellcheck "${scripts[@]}"
+
+echo "black and flake8: ${#pythons[@]} files"
+black --check --diff --quiet "${pythons[@]}" || {
+  echo "lint.sh: black would make these changes; run 'black tests bench'." >&2
+  exit 1
+}
+flake8 "${pythons[@]}"

@@ -14,7 +14,7 @@ declare -A packages=(
   # The core suite.
   [test]="diffutils libgmock-dev libgtest-dev python3"
   # The checks of style, the second compiler, sanitizers, coverage.
-  [lint]="clang clang-format-14 clang-tidy-14 cppcheck gcovr libclang-rt-14-dev shellcheck"
+  [lint]="black clang clang-format-14 clang-tidy-14 cppcheck flake8 gcovr libclang-rt-14-dev shellcheck"
   # The slower tests: other compilers and builds, packaged service definitions,
   # instruction counts, memory checks.
   [all]="clang libbenchmark-dev valgrind

@@ -32,7 +32,7 @@ def cases(context):
     yield refused(
         "no value",
         "TARGET echo PROTOS echo.proto IMPORT_DIRS SERVICES_NAMESPACE",
-        "no value after IMPORT_DIRS, SERVICES_NAMESPACE. " "Give one, or leave the keyword out.",
+        "no value after IMPORT_DIRS, SERVICES_NAMESPACE. Give one, or leave the keyword out.",
     )
     yield refused(
         "TARGET and OUT_VAR",
@@ -91,7 +91,7 @@ def cases(context):
     yield refused(
         "unknown options library",
         "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
-        "OPTIONS_TARGET 'mine' is not a target. " "Make the library ahead of this call.",
+        "OPTIONS_TARGET 'mine' is not a target. Make the library ahead of this call.",
     )
     for name in ("a,b", "a.b", "::a", "1st", "a b"):
         yield refused(

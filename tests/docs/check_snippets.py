@@ -56,7 +56,7 @@ def complaint(root, document, above, block):
     """What is wrong with one snippet, or None."""
     named = SOURCE_LINE.match(above)
     if not named:
-        return "the line above does not name a file, as in " "From [`path`](../path):"
+        return "the line above does not name a file, as in From [`path`](../path):"
     path, link = named.groups()
     if (document.parent / link).resolve() != (root / path).resolve():
         return f"the link {link} does not lead to {path}"
@@ -83,7 +83,7 @@ def main(arguments):
         document = pathlib.Path(name)
         found = list(snippets(document.read_text(encoding="utf-8")))
         if not found:
-            print(f"{document}: no snippet; a document without one needs no " "check")
+            print(f"{document}: no snippet; a document without one needs no check")
             failed += 1
         for number, above, block in found:
             wrong = complaint(root, document, above, block)

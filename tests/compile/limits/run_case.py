@@ -120,7 +120,7 @@ class Case:
             needs_error = section not in COMPILERS or self.many("fails", section)
             if bool(self.many("error", section)) != bool(needs_error):
                 raise Misuse(
-                    f"{ini}: [{section}] needs an error, " "and a compiler's error needs `fails`"
+                    f"{ini}: [{section}] needs an error, and a compiler's error needs `fails`"
                 )
             if (
                 needs_error

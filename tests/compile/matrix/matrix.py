@@ -237,7 +237,7 @@ def refuse_run(matrix, toolchain, folder):
             output += str(failure)
     if not re.search(r"\.rpc\.(h|cpp):\d+:\d+: error: ", output):
         raise Failure(
-            f"{folder} has NOT_COMPILED above it, but compiles, or " f"fails elsewhere:\n{output}"
+            f"{folder} has NOT_COMPILED above it, but compiles, or fails elsewhere:\n{output}"
         )
     if re.search(r"fatal error|No such file", output):
         raise Failure(f"a file is missing:\n{output}")
@@ -341,7 +341,7 @@ def test_control(matrix, compiler, standard):
         compile_run(matrix, toolchain, case, folder, folder.parent / "work")
     except Failure as failure:
         if expected not in str(failure):
-            raise Failure(f"{fault[0]} was noticed for another reason:\n" f"{failure}") from failure
+            raise Failure(f"{fault[0]} was noticed for another reason:\n{failure}") from failure
         print(f"{fault[0]}: noticed, as it must be")
     else:
         raise Failure(f"{fault[0]} was not noticed")

@@ -48,7 +48,7 @@ RUNS = {"plain": "", "services": "services_namespace=services:"}
 
 # Words that became keywords with C++20. protobuf's C++ generator does not
 # rename a field of that name, so its message class is refused.
-NEW_KEYWORDS = "char8_t|co_await|co_return|co_yield|concept|consteval|" "constinit|requires"
+NEW_KEYWORDS = "char8_t|co_await|co_return|co_yield|concept|consteval|constinit|requires"
 
 
 def missing_packages():

@@ -365,7 +365,7 @@ class Test:
         self._replace(
             "weather/weather.proto",
             "  // Server streaming",
-            "  rpc Oldest(demo.stations.Station) returns (Reading);\n\n" "  // Server streaming",
+            "  rpc Oldest(demo.stations.Station) returns (Reading);\n\n  // Server streaming",
         )
         self._replace(
             "weather/main.cc",
@@ -566,7 +566,7 @@ class Test:
         self.bazel.build("//weather", "//prebuilt:weather_rpc")
         for suffix in [".rpc.h", ".rpc.cpp"]:
             texts = [
-                self._generated(f"{package}/weather_rpc_qarn_rpc/" f"weather/weather{suffix}")
+                self._generated(f"{package}/weather_rpc_qarn_rpc/weather/weather{suffix}")
                 for package in ["prebuilt", "weather"]
             ]
             if texts[0] != texts[1]:
@@ -585,7 +585,7 @@ class Test:
         linked = {
             target: bool(
                 self.bazel.aquery(
-                    'mnemonic("CppLink", ' f'filter("@qarn_rpc_gen//src:", deps({target})))'
+                    f'mnemonic("CppLink", filter("@qarn_rpc_gen//src:", deps({target})))'
                 )
             )
             for target in ["//weather", "//prebuilt:weather_rpc"]
