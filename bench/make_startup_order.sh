@@ -1,36 +1,82 @@
 #!/usr/bin/env bash
-# Renews cmake/startup_order.txt, the functions that a cold start runs, which
-# the static link puts side by side:
+# Renews bench/startup_order.txt, the functions that a cold start runs, which
+# the static link puts side by side, or checks that it still fits:
 #
 #   bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc
+#   bench/make_startup_order.sh --check build/release/protoc-gen-qarn-rpc
 #
 # The names are protobuf's and the C++ library's too, so they fit one release of
-# those; a name that a linker does not find does no harm.
+# those, and one compiler; a name that the linker does not find does no harm and
+# makes no noise. So the check compares the names of ours with the symbols of
+# the plugin: one that is missing was renamed, and its function has lost its
+# place. A plugin that another compiler made is not checked (status 77).
 
 set -euo pipefail
 
-if [[ $# -ne 1 || ! -x "$1" ]]; then
-  echo "usage: make_startup_order.sh PLUGIN, a plugin with its symbols" >&2
-  exit 1
+check=false
+if [[ "${1:-}" == --check ]]; then
+  check=true
+  shift
 fi
+if [[ $# -ne 1 || ! -x "$1" ]]; then
+  echo "usage: make_startup_order.sh [--check] PLUGIN, a plugin with its symbols" >&2
+  exit 2
+fi
+plugin=$1
 bench=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+list="$bench/startup_order.txt"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+
+# "GCC 12": compilers of one major version inline alike.
+compiler=$(readelf --string-dump=.comment "$plugin" |
+  sed -nE 's/.*(GCC|clang)(: \([^)]*\)| version) ([0-9]+)\..*/\1 \3/p' | LC_ALL=C sort -u |
+  paste -sd ,)
+
+if $check; then
+  recorded=$(sed -n 's/^# compiler: //p' "$list")
+  if [[ "$compiler" != "$recorded" ]]; then
+    echo "skipped: the list is for $recorded, the plugin was made by ${compiler:-an unknown compiler}"
+    exit 77
+  fi
+  nm "$plugin" | sed 's/.* //' | LC_ALL=C sort -u >"$work/symbols"
+  grep -E '4qarn3rpc|12CppGenerator' "$list" | LC_ALL=C sort -u >"$work/ours" || {
+    echo "$list names no function of ours" >&2
+    exit 1
+  }
+  LC_ALL=C comm -23 "$work/ours" "$work/symbols" >"$work/missing"
+  if [[ -s "$work/missing" ]]; then
+    echo "These functions of bench/startup_order.txt are not in the plugin, which starts slower for it:" >&2
+    c++filt <"$work/missing" | sed 's/^/  /' >&2
+    echo "Renew the list, with a release build that has its symbols:" >&2
+    echo "  cmake --preset release && cmake --build --preset release &&" >&2
+    echo "    bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc" >&2
+    exit 1
+  fi
+  echo "$(wc -l <"$work/ours") names of ours, all in the plugin"
+  exit 0
+fi
 
 /usr/bin/env python3 "$bench/make_inputs.py" "$work" 1
 QARN_RPC_REQUEST="$work/request" protoc \
   --plugin=protoc-gen-save="$bench/save_request.sh" \
   --save_out="$work" -I"$work/cold" cold.proto
 valgrind --tool=callgrind --demangle=no --callgrind-out-file="$work/profile" \
-  "$1" <"$work/request" >/dev/null 2>"$work/log" || {
+  "$plugin" <"$work/request" >/dev/null 2>"$work/log" || {
   cat "$work/log" >&2
   exit 1
 }
 # A profile names a function once, "fn=(12) name"; 'N marks a recursion.
 sed -nE "s/^c?fn=\([0-9]+\) ([A-Za-z_][A-Za-z0-9_.\$]*)('[0-9]+)?\$/\1/p" "$work/profile" |
-  LC_ALL=C sort -u >"$work/order"
-if [[ ! -s "$work/order" ]]; then
+  LC_ALL=C sort -u >"$work/names"
+if [[ ! -s "$work/names" ]]; then
   echo "no function has a name: is the plugin stripped of its symbols?" >&2
   exit 1
 fi
-mv "$work/order" "$bench/../cmake/startup_order.txt"
+{
+  echo "# The functions that a cold start of the plugin runs, for the linker's"
+  echo "# --symbol-ordering-file. Made by bench/make_startup_order.sh; not to be edited."
+  echo "# compiler: $compiler"
+  cat "$work/names"
+} >"$work/list"
+mv "$work/list" "$list"

@@ -51,8 +51,9 @@ function(qarn_rpc_link_statically program)
   if(QARN_RPC_LLD)
     # The functions that a start runs come first, side by side: fewer page
     # faults, 6 % of a start. Only lld orders functions by a list; without it the
-    # program is the same but for this. bench/make_startup_order.sh writes it.
-    set(order "${PROJECT_SOURCE_DIR}/cmake/startup_order.txt")
+    # program is the same but for this. bench/make_startup_order.sh writes the
+    # list; lld skips the comments in it.
+    set(order "${PROJECT_SOURCE_DIR}/bench/startup_order.txt")
     target_link_options(${program} PRIVATE
       -fuse-ld=lld
       # What -z noseparate-code is to GNU ld.
