@@ -23,8 +23,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/proto/morvane/qarn/rpc/service_options.prot
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/morvane/qarn/rpc")
 install(FILES "${PROJECT_SOURCE_DIR}/docs/protoc-gen-qarn-rpc.1"
   DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
-# As they lie in the source tree, so that their links to each other hold; those
-# into the tests do not.
+# As they lie in the source tree, so that their links to each other hold.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}"
   FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.proto" PATTERN "main.cc")
@@ -33,6 +32,23 @@ install(FILES
   "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
   "${PROJECT_SOURCE_DIR}/CONTRIBUTING.md"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+# Their links to what is not installed with them become plain text:
+# "[`tests/x.cc`](../tests/x.cc)" -> "`tests/x.cc`".
+install(CODE "
+  set(source [==[${PROJECT_SOURCE_DIR}]==])
+  set(docs [==[${CMAKE_INSTALL_DOCDIR}]==])")
+install(CODE [==[
+  if(NOT IS_ABSOLUTE "${docs}")
+    string(PREPEND docs "${CMAKE_INSTALL_PREFIX}/")
+  endif()
+  file(GLOB pages RELATIVE "${source}" "${source}/docs/*.md")
+  foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
+    file(READ "$ENV{DESTDIR}${docs}/${page}" text)
+    string(REGEX REPLACE
+      "\\[([^]\n]+)\\]\\((\\.\\./)?(tests|proto)/[^)]+\\)" "\\1" text "${text}")
+    file(WRITE "$ENV{DESTDIR}${docs}/${page}" "${text}")
+  endforeach()
+]==])
 
 # The CMake package.
 include(CMakePackageConfigHelpers)
