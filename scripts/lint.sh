@@ -1,14 +1,22 @@
 #!/usr/bin/env bash
 # The checks of style: clang-format, clang-tidy, cppcheck, the direction of
-# includes, how templates are written, shellcheck, black and flake8, each at zero
-# findings. clang-tidy needs the build folder of the preset dev.
+# includes, how templates are written, the lists of sources, shellcheck, black and
+# flake8, each at zero findings. clang-tidy needs the build folder of the preset
+# dev. With --fix the formatters rewrite the files first.
+#
+#   scripts/lint.sh [--fix]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if [[ $# -gt 0 ]]; then
-  echo "usage: scripts/lint.sh" >&2
-  exit 2
-fi
+fix=false
+case "$*" in
+  "") ;;
+  --fix) fix=true ;;
+  *)
+    echo "usage: scripts/lint.sh [--fix]" >&2
+    exit 2
+    ;;
+esac
 scripts/setup.sh build test lint
 if [[ ! -f build/dev/compile_commands.json ]]; then
   echo "lint.sh: clang-tidy needs build/dev, which is not there; run scripts/test.sh first." >&2
@@ -19,6 +27,11 @@ mapfile -t sources < <(git ls-files '*.h' '*.cc' ':!tests/golden')
 mapfile -t units < <(git ls-files 'src/*.cc')
 mapfile -t scripts < <(git ls-files 'scripts/*.sh' '.ci/run' '*.sh' | sort -u)
 mapfile -t pythons < <(git ls-files '*.py')
+
+if $fix; then
+  clang-format-14 -i "${sources[@]}"
+  black --quiet "${pythons[@]}"
+fi
 
 echo "clang-format: ${#sources[@]} files"
 clang-format-14 --dry-run -Werror "${sources[@]}"
@@ -50,12 +63,24 @@ check_floor source 'header|plugin'
 echo "templates: src/header src/source"
 scripts/check_templates.py
 
+# CMake and Bazel name each source, so a file that one of them lacks would only
+# show in that build.
+echo "source lists: src"
+for list in src/CMakeLists.txt src/BUILD.bazel; do
+  if ! diff -U0 --label "$list" --label "the files in src/" \
+    <(grep -oE '[a-z_]+/[a-z_]+\.cc' "$list" | sort) \
+    <(find src -name '*.cc' -printf '%P\n' | sort); then
+    echo "lint.sh: $list must name each .cc file of src/ once; correct it as shown above" >&2
+    exit 1
+  fi
+done
+
 echo "shellcheck: ${#scripts[@]} files"
 shellcheck "${scripts[@]}"
 
 echo "black and flake8: ${#pythons[@]} files"
 black --check --diff --quiet "${pythons[@]}" || {
-  echo "lint.sh: black would make these changes; run 'black tests bench'." >&2
+  echo "lint.sh: black would make these changes; run scripts/lint.sh --fix." >&2
   exit 1
 }
 flake8 "${pythons[@]}"
