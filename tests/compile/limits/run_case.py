@@ -8,6 +8,8 @@ limit is met by code that uses the generated code), and a case.ini that says
 what is seen:
 
     [case]
+    row = A method named             the words with which its rows of the page
+                                     begin (check_rows.py looks at them)
     option = services_namespace=api  given with --qarn-rpc_opt (optional)
     out_option = ...                 given in front of the folder in
                                      --qarn-rpc_out (optional)
@@ -62,6 +64,7 @@ from support.toolchain import WARNINGS, system_includes
 
 KEYS = {
     "case": {
+        "row",
         "option",
         "out_option",
         "protoc",
