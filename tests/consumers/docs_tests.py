@@ -2,8 +2,10 @@
 
 import os
 import re
+import shutil
 
-from support.testkit import expect
+from docs import check_links
+from support.testkit import expect, fresh_folder, run
 
 
 def test_docs(context):
@@ -51,3 +53,41 @@ def test_docs_arguments(context):
         keywords = re.findall(r"^  set\((?:flags|values|lists) (.*)\)$", file.read(), re.MULTILINE)
     documented = re.findall(r"^\| `([A-Z_]+)", text, re.MULTILINE)
     expect("arguments in the table", set(documented), set(" ".join(keywords).split()))
+
+
+def test_docs_links(context):
+    """No link of an installed page leads nowhere."""
+    check_links.main([os.path.join(context.prefix, "share", "doc", "qarn-rpc-gen")])
+
+
+def test_docs_readme(context):
+    """The README's CMake project builds its sample with the commands below it."""
+    with open(os.path.join(context.source, "README.md"), encoding="utf-8") as file:
+        text = file.read()
+    shown = re.search(
+        r"```proto\n(?P<proto>.*?)```\n.*"
+        r"```cmake\n(?P<cmake>.*?)```\n+```sh\n(?P<commands>.*?)```\n",
+        text,
+        re.DOTALL,
+    )
+    expect(
+        "whether the README has a sample, a CMake project and the commands for it",
+        bool(shown),
+        True,
+    )
+    project = fresh_folder(os.path.join(context.work, "project"))
+    for name, part in (("greeter.proto", "proto"), ("CMakeLists.txt", "cmake")):
+        with open(os.path.join(project, name), "w", encoding="utf-8") as file:
+            file.write(shown[part])
+    shutil.copy(
+        os.path.join(context.source, "tests", "docs", "greeter_main.cc"),
+        os.path.join(project, "main.cc"),
+    )
+    commands = shown["commands"].replace("=PREFIX", f"='{context.prefix}'")
+    commands = commands.replace("PATH_TO_YOUR_RUNTIME", f"'{context.runtime}'")
+    run(["sh", "-e", "-c", commands], cwd=project)
+    expect(
+        "output of the README's greeter",
+        run([os.path.join(project, "build", "greeter")]),
+        "hello, one\nhello, two\nhello, three\n",
+    )
