@@ -29,9 +29,7 @@ from pathlib import Path
 # written here as they are in the file.
 LITERALS = {
     # The blank at the end of the line belongs to the text.
-    "src/header/client_calls.cc": [
-        '"  return ::qarn::rpc::client::AsyncBatchCall< \\n"'
-    ],
+    "src/header/client_calls.cc": ['"  return ::qarn::rpc::client::AsyncBatchCall< \\n"'],
     # Joined without a printer.
     "src/header/frame.cc": ['" {\\n"'],
     # The prefix of the macros is no variable, and all entries of a macro but
