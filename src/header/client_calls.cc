@@ -96,14 +96,5 @@ void PrintHeaderClientMethod(Printer* printer, const MethodDescriptor* method,
   }
 }
 
-void PrintHeaderClientMethodData(Printer* printer,
-                                 const MethodDescriptor* method,
-                                 VariableMap* vars) {
-  SetMethodVars(method, *vars);
-  printer->Print(*vars, Template(R"(
-static const ::qarn::rpc::RpcMethod _rpcmethod_$Method$;
-)"));
-}
-
 }  // namespace rpc
 }  // namespace qarn

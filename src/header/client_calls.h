@@ -1,10 +1,6 @@
-// The declarations in BASE.rpc.h of a method's client calls, and of the
-// descriptor that they pass on: members of Stub. The batch calls are defined
-// here too, being templates; the definitions of all others are printed by
-// source/client_calls.
-//
-// Each printer sets the variables of its method before it prints, and reads no
-// others: the map may hold those of any method.
+// The declarations in BASE.rpc.h of a method's client calls, members of Stub.
+// The batch calls are defined here too, being templates; the definitions of all
+// others are printed by source/client_calls.
 
 #ifndef QARN_RPC_HEADER_CLIENT_CALLS_H_
 #define QARN_RPC_HEADER_CLIENT_CALLS_H_
@@ -18,7 +14,8 @@ namespace qarn {
 namespace rpc {
 
 // Prints the client calls of `method`: with a request argument, or, where the
-// client streams, without one and with two batch calls besides.
+// client streams, without one and with two batch calls besides. Sets the
+// variables of the method before it prints, and reads no others.
 //
 // With `print_calls` false nothing is printed, only the variables are set. Stub
 // passes true always: every method that is declared can be called. The flag
@@ -26,11 +23,6 @@ namespace rpc {
 void PrintHeaderClientMethod(google::protobuf::io::Printer* printer,
                              const google::protobuf::MethodDescriptor* method,
                              VariableMap* vars, bool print_calls);
-
-// Prints the declaration of the method's descriptor, a static member of Stub.
-void PrintHeaderClientMethodData(
-    google::protobuf::io::Printer* printer,
-    const google::protobuf::MethodDescriptor* method, VariableMap* vars);
 
 }  // namespace rpc
 }  // namespace qarn

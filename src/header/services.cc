@@ -1,6 +1,6 @@
 #include "header/services.h"
 
-#include "header/server_handlers.h"
+#include "header/server.h"
 #include "header/stub.h"
 #include "header/traits.h"
 #include "header/typedefs.h"
@@ -13,7 +13,6 @@ namespace qarn {
 namespace rpc {
 
 using google::protobuf::FileDescriptor;
-using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
 using google::protobuf::io::Printer;
 
@@ -24,61 +23,6 @@ void PrintIdentity(Printer* printer, const VariableMap& vars) {
 static const char* package()   { return "$Package$"; }
 static const char* name()      { return "$Service$"; }
 static const char* full_name() { return "$PackageDot$$Service$"; }
-)"));
-}
-
-void PrintSharedTypedefs(Printer* printer, const ServiceDescriptor* service,
-                         VariableMap* vars) {
-  TypedefSet messages;
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintHeaderServerMethodMessagesTypedefs(printer, method, *vars, messages);
-  });
-  printer->Print("\n");
-  TypedefSet call_observers;
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintHeaderServerMethodCallObserverTypedefs(printer, method, *vars,
-                                                call_observers);
-  });
-  printer->Print("\n");
-}
-
-void PrintService(Printer* printer, const ServiceDescriptor* service,
-                  VariableMap* vars) {
-  printer->Print(Template(R"(
-class Service : public ::qarn::rpc::ServiceBase {
- public:
-)"));
-  {
-    IndentScope body(printer);
-    printer->Print(Template(R"(
-Service() : _service(NULL) {}
-virtual ~Service();
-
-)"));
-    PrintSharedTypedefs(printer, service, vars);
-    ForEachMethod(service, [&](const MethodDescriptor* method) {
-      PrintHeaderServerMethodCallHandleTypedefs(printer, method, *vars);
-    });
-    printer->Print("\n");
-    ForEachMethod(service, [&](const MethodDescriptor* method) {
-      PrintHeaderServerMethodSync(printer, method, *vars);
-    });
-    printer->Print(Template(R"(
-virtual ::qarn::rpc::RpcService* service();
-)"));
-  }
-  printer->Print(Template(R"(
-
- private:
-)"));
-  {
-    IndentScope body(printer);
-    printer->Print(Template(R"(
-::qarn::rpc::RpcService* _service;
-)"));
-  }
-  printer->Print(Template(R"(
-};
 )"));
 }
 
@@ -135,7 +79,7 @@ class $Service$ {
     printer->Print("\n");
     PrintHeaderStub(printer, service, vars);
     printer->Print("\n");
-    PrintService(printer, service, vars);
+    PrintHeaderServer(printer, service, vars);
   }
   printer->Print(Template(R"(
 };

@@ -64,19 +64,6 @@ $ns$$Service$::Stub::$Method$(
 
 }  // namespace
 
-// Names that a definition begins with carry "$ns$"; "$Service$" as a template
-// argument and "$Service$_$Method$" do not. Inside the definition of a member
-// the compiler finds both, as it looks into the class and its namespaces.
-void PrintSourceClientMethodData(Printer* printer,
-                                 const MethodDescriptor* method,
-                                 VariableMap* vars) {
-  SetMethodVars(method, *vars);
-  printer->Print(*vars, Template(R"(
-const ::qarn::rpc::RpcMethod $ns$$Service$::Stub::_rpcmethod_$Method$ =
-  ::qarn::rpc::make_rpc_method<$Service$, $ns$$Service$Methods<$Service$_$Method$> >(::qarn::rpc::CS_CLIENT);
-)"));
-}
-
 void PrintSourceClientMethod(Printer* printer, const MethodDescriptor* method,
                              VariableMap* vars) {
   SetMethodVars(method, *vars);

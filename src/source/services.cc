@@ -1,69 +1,16 @@
 #include "source/services.h"
 
 #include "naming/for_each.h"
+#include "source/server.h"
 #include "source/stub.h"
-#include "text/indent_scope.h"
 #include "text/render_section.h"
-#include "text/template.h"
 
 namespace qarn {
 namespace rpc {
 
 using google::protobuf::FileDescriptor;
-using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
 using google::protobuf::io::Printer;
-
-namespace {
-
-void PrintServiceDestructor(Printer* printer, const VariableMap& vars) {
-  printer->Print(vars, Template(R"(
-$ns$$Service$::Service::~Service() {
-  delete _service;
-}
-
-)"));
-}
-
-void PrintMethodRegistration(Printer* printer, const MethodDescriptor* method,
-                             VariableMap* vars) {
-  SetMethodVars(method, *vars);
-  printer->Print(*vars, Template(R"(
-_service->AddMethod(new ::qarn::rpc::RpcServiceMethodT<
-    $ns$$Service$, $ns$$Service$Methods<$Service$_$Method$> >(
-        this, &$ns$$Service$::Service::$Method$));
-)"));
-}
-
-void PrintServiceAccessor(Printer* printer, const ServiceDescriptor* service,
-                          VariableMap* vars) {
-  printer->Print(*vars, Template(R"(
-::qarn::rpc::RpcService* $ns$$Service$::Service::service() {
-)"));
-  {
-    IndentScope body(printer);
-    printer->Print(Template(R"(
-if (_service) {
-  return _service;
-}
-)"));
-    printer->Print(*vars, Template(R"(
-_service = new ::qarn::rpc::RpcService($Service$::full_name());
-)"));
-    ForEachMethod(service, [&](const MethodDescriptor* method) {
-      PrintMethodRegistration(printer, method, vars);
-    });
-    printer->Print(Template(R"(
-return _service;
-)"));
-  }
-  printer->Print(Template(R"(
-}
-
-)"));
-}
-
-}  // namespace
 
 void SetSourceFileVars(const FileDescriptor* file, const Parameters& parameters,
                        VariableMap* vars) {
@@ -92,8 +39,7 @@ void PrintSourceService(Printer* printer, const ServiceDescriptor* service,
                         VariableMap* vars) {
   (*vars)[keys::kService] = std::string(service->name());
   PrintSourceStub(printer, service, vars);
-  PrintServiceDestructor(printer, *vars);
-  PrintServiceAccessor(printer, service, vars);
+  PrintSourceServer(printer, service, vars);
 }
 
 }  // namespace rpc

@@ -1,4 +1,6 @@
-// The definitions in BASE.rpc.cpp of what the class Stub declares.
+// The definitions in BASE.rpc.cpp of what header/stub declares: the methods'
+// descriptors and the constructor of Stub. Its client calls are printed by
+// source/client_calls.
 
 #ifndef QARN_RPC_SOURCE_STUB_H_
 #define QARN_RPC_SOURCE_STUB_H_
@@ -16,6 +18,12 @@ namespace rpc {
 void PrintSourceStub(google::protobuf::io::Printer* printer,
                      const google::protobuf::ServiceDescriptor* service,
                      VariableMap* vars);
+
+// Prints the definition of the method's descriptor, a static member of Stub.
+// Sets the variables of the method; `*vars` must hold "ns" and "Service".
+void PrintSourceClientMethodData(
+    google::protobuf::io::Printer* printer,
+    const google::protobuf::MethodDescriptor* method, VariableMap* vars);
 
 }  // namespace rpc
 }  // namespace qarn

@@ -107,17 +107,6 @@ TEST(ClientMethodTest, SetsTheVariablesAlsoWhenItPrintsNothing) {
   }
 }
 
-TEST(ClientMethodDataTest, DeclaresADescriptorForEveryKind) {
-  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
-    VariableMap vars = KindsVars();
-    EXPECT_EQ(Printed([&](Printer* printer) {
-                PrintHeaderClientMethodData(printer, KindsMethod(name), &vars);
-              }),
-              "static const ::qarn::rpc::RpcMethod _rpcmethod_" + name + ";\n");
-    EXPECT_EQ(vars.at("Method"), name);
-  }
-}
-
 }  // namespace
 }  // namespace rpc
 }  // namespace qarn

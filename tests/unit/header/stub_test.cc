@@ -14,6 +14,7 @@ namespace {
 using google::protobuf::ServiceDescriptor;
 using google::protobuf::io::Printer;
 using testing::FileHead;
+using testing::KindsMethod;
 using testing::KindsService;
 using testing::KindsVars;
 using testing::ParseFile;
@@ -54,6 +55,17 @@ TEST(HeaderStubTest,
     ASSERT_NE(position, std::string::npos) << piece;
     EXPECT_EQ(text.find(piece), position) << piece;
     last = position;
+  }
+}
+
+TEST(ClientMethodDataTest, DeclaresADescriptorForEveryKind) {
+  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
+    VariableMap vars = KindsVars();
+    EXPECT_EQ(Printed([&](Printer* printer) {
+                PrintHeaderClientMethodData(printer, KindsMethod(name), &vars);
+              }),
+              "static const ::qarn::rpc::RpcMethod _rpcmethod_" + name + ";\n");
+    EXPECT_EQ(vars.at("Method"), name);
   }
 }
 

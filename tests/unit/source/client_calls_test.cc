@@ -106,22 +106,6 @@ TEST(SourceClientMethodTest, DefinesTheCallWithTheStubsContextFirst) {
   }
 }
 
-TEST(SourceClientMethodDataTest, DefinesADescriptorForEveryKind) {
-  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
-    VariableMap vars = KindsVars();
-    EXPECT_EQ(Printed([&](Printer* printer) {
-                PrintSourceClientMethodData(printer, KindsMethod(name), &vars);
-              }),
-              "const ::qarn::rpc::RpcMethod api::Kinds::Stub::_rpcmethod_" +
-                  name +
-                  " =\n"
-                  "  ::qarn::rpc::make_rpc_method<Kinds, "
-                  "api::KindsMethods<Kinds_" +
-                  name + "> >(::qarn::rpc::CS_CLIENT);\n");
-    EXPECT_EQ(vars.at("Method"), name);
-  }
-}
-
 }  // namespace
 }  // namespace rpc
 }  // namespace qarn

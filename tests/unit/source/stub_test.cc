@@ -14,6 +14,7 @@ namespace {
 using google::protobuf::ServiceDescriptor;
 using google::protobuf::io::Printer;
 using testing::FileHead;
+using testing::KindsMethod;
 using testing::KindsService;
 using testing::KindsVars;
 using testing::ParseFile;
@@ -51,6 +52,22 @@ TEST(SourceStubTest, DefinesDescriptorsConstructorAndCallsInThisOrder) {
     ASSERT_NE(position, std::string::npos) << piece;
     EXPECT_EQ(text.find(piece), position) << piece;
     last = position;
+  }
+}
+
+TEST(SourceClientMethodDataTest, DefinesADescriptorForEveryKind) {
+  for (const std::string name : {"Get", "List", "Put", "Talk", "GetHere"}) {
+    VariableMap vars = KindsVars();
+    EXPECT_EQ(Printed([&](Printer* printer) {
+                PrintSourceClientMethodData(printer, KindsMethod(name), &vars);
+              }),
+              "const ::qarn::rpc::RpcMethod api::Kinds::Stub::_rpcmethod_" +
+                  name +
+                  " =\n"
+                  "  ::qarn::rpc::make_rpc_method<Kinds, "
+                  "api::KindsMethods<Kinds_" +
+                  name + "> >(::qarn::rpc::CS_CLIENT);\n");
+    EXPECT_EQ(vars.at("Method"), name);
   }
 }
 

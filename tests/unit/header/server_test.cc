@@ -1,4 +1,4 @@
-#include "header/server_handlers.h"
+#include "header/server.h"
 
 #include <gtest/gtest.h>
 
@@ -11,10 +11,21 @@ namespace qarn {
 namespace rpc {
 namespace {
 
+using google::protobuf::ServiceDescriptor;
 using google::protobuf::io::Printer;
+using testing::FileHead;
 using testing::KindsMethod;
+using testing::KindsService;
 using testing::KindsVars;
+using testing::ParseFile;
 using testing::Printed;
+
+std::string Server(const ServiceDescriptor* service) {
+  VariableMap vars = KindsVars();
+  vars["Service"] = service->name();
+  return Printed(
+      [&](Printer* printer) { PrintHeaderServer(printer, service, &vars); });
+}
 
 std::string ServerMethod(const std::string& name) {
   VariableMap vars = KindsVars();
@@ -42,6 +53,40 @@ std::string HandlerWithoutRequest(const std::string& name) {
          name +
          "CallHandle& handle) = 0;\n"
          "\n";
+}
+
+TEST(HeaderServerTest, DeclaresTheShellForAServiceWithoutMethods) {
+  const auto* file = ParseFile("x.proto", FileHead("p") + "service Idle {}");
+  EXPECT_EQ(Server(file->service(0)),
+            "class Service : public ::qarn::rpc::ServiceBase {\n"
+            " public:\n"
+            "  Service() : _service(NULL) {}\n"
+            "  virtual ~Service();\n"
+            "\n"
+            "\n"
+            "\n"
+            "\n"
+            "  virtual ::qarn::rpc::RpcService* service();\n"
+            "\n"
+            " private:\n"
+            "  ::qarn::rpc::RpcService* _service;\n"
+            "};\n");
+}
+
+TEST(HeaderServerTest, DeclaresTypedefsHandlersAndAccessorInThisOrder) {
+  const std::string text = Server(KindsService());
+  std::size_t last = 0;
+  for (const std::string piece :
+       {"virtual ~Service();", "typedef ::p::Ask Ask;",
+        "typedef ::qarn::rpc::CallObserver< ::p::Ask>*", "> > GetCallHandle;",
+        "> > TalkCallHandle;", "virtual void Get(\n",
+        "virtual AskCallObserverPtr Talk(\n",
+        "virtual ::qarn::rpc::RpcService* service();", " private:\n"}) {
+    const std::size_t position = text.find(piece, last);
+    ASSERT_NE(position, std::string::npos) << piece;
+    EXPECT_EQ(text.find(piece), position) << piece;
+    last = position;
+  }
 }
 
 TEST(ServerMethodTest, TakesTheRequestWhereTheClientDoesNotStream) {

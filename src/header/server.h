@@ -1,8 +1,8 @@
-// The handlers in BASE.rpc.h that a server implements, one for each method:
-// pure virtual members of Service.
+// The class Service in BASE.rpc.h, which a server derives from, with one pure
+// virtual handler for each method.
 
-#ifndef QARN_RPC_HEADER_SERVER_HANDLERS_H_
-#define QARN_RPC_HEADER_SERVER_HANDLERS_H_
+#ifndef QARN_RPC_HEADER_SERVER_H_
+#define QARN_RPC_HEADER_SERVER_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
@@ -11,6 +11,11 @@
 
 namespace qarn {
 namespace rpc {
+
+// Prints the class Service of `service` at the current indentation.
+void PrintHeaderServer(google::protobuf::io::Printer* printer,
+                       const google::protobuf::ServiceDescriptor* service,
+                       VariableMap* vars);
 
 // Prints the handler of `method`, which takes the request or, where the client
 // streams, returns an observer of the requests. Sets the variables of the
@@ -22,4 +27,4 @@ void PrintHeaderServerMethodSync(
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_HEADER_SERVER_HANDLERS_H_
+#endif  // QARN_RPC_HEADER_SERVER_H_
