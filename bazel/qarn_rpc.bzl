@@ -114,7 +114,7 @@ _qarn_rpc_sources = rule(
             cfg = "exec",
             allow_files = True,
             mandatory = True,
-            doc = "The protoc-gen-qarn-rpc program.",
+            doc = "The protoc-gen-qarn-rpc-any or protoc-gen-qarn-rpc program.",
         ),
         "protoc": attr.label(
             executable = True,
@@ -131,7 +131,7 @@ def cc_qarn_rpc_library(
         deps = None,
         runtime = None,
         services_namespace = "",
-        plugin = Label("//:protoc-gen-qarn-rpc"),
+        plugin = Label("//:protoc-gen-qarn-rpc-any"),
         protoc = Label("//bazel:protoc"),
         boost = Label("//bazel:boost"),
         protobuf = Label("//bazel:protobuf"),

@@ -68,7 +68,8 @@ class Bench:
         """
         shutil.rmtree(self.programs, ignore_errors=True)
         self.programs.mkdir(parents=True)
-        shutil.copy(self.build / "protoc-gen-qarn-rpc", self.programs)
+        for name in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
+            shutil.copy(self.build / name, self.programs)
         for name in (
             "empty_plugin_static",
             "empty_plugin_shared",
@@ -159,6 +160,7 @@ class Bench:
         request = self.request("cold")
         names = [
             "protoc-gen-qarn-rpc",
+            "protoc-gen-qarn-rpc-any",
             "ours_static_pie",
             "empty_plugin_static",
             "empty_plugin_shared",

@@ -25,7 +25,8 @@ OURS = "protoc with protoc-gen-qarn-rpc"
 FLOOR = "protoc with the floor plugin"
 PROGRAMS = {
     "protoc-gen-qarn-rpc": "protoc-gen-qarn-rpc, static",
-    "ours_static_pie": "the same, position-independent",
+    "protoc-gen-qarn-rpc-any": "protoc-gen-qarn-rpc-any, static",
+    "ours_static_pie": "the first, position-independent",
     "empty_plugin_static": "empty plugin, static",
     "empty_plugin_shared": "empty plugin, shared libraries",
     "protoc-gen-c": "protoc-gen-c",

@@ -6,7 +6,14 @@ include(GNUInstallDirs)
 
 option(QARN_RPC_INSTALL "Add the install rules" ${is_top_level})
 
-add_executable(qarn-rpc-gen::protoc-gen-qarn-rpc ALIAS protoc-gen-qarn-rpc)
+# protoc-gen-qarn-rpc-any is missing where protobuf is older than 3.12.
+set(plugins protoc-gen-qarn-rpc)
+if(TARGET protoc-gen-qarn-rpc-any)
+  list(APPEND plugins protoc-gen-qarn-rpc-any)
+endif()
+foreach(plugin IN LISTS plugins)
+  add_executable(qarn-rpc-gen::${plugin} ALIAS ${plugin})
+endforeach()
 set(QARN_RPC_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE INTERNAL
   "The folder under which the options schema is imported")
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake")
@@ -15,14 +22,16 @@ if(NOT QARN_RPC_INSTALL)
   return()
 endif()
 
-install(TARGETS protoc-gen-qarn-rpc EXPORT qarn-rpc-gen-targets
+install(TARGETS ${plugins} EXPORT qarn-rpc-gen-targets
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 # The schema alone: a header made from it here would only fit one release of
 # protobuf.
 install(FILES "${PROJECT_SOURCE_DIR}/proto/morvane/qarn/rpc/service_options.proto"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/morvane/qarn/rpc")
-install(FILES "${PROJECT_SOURCE_DIR}/docs/protoc-gen-qarn-rpc.1"
-  DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+foreach(plugin IN LISTS plugins)
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/${plugin}.1"
+    DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+endforeach()
 # As they lie in the source tree, so that their links to each other hold.
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}"
@@ -83,6 +92,11 @@ foreach(kind bindir includedir)
     string(PREPEND pc_${kind} "\${prefix}/")
   endif()
 endforeach()
+# Empty where there is none, so that its users can tell.
+set(pc_plugin_any "")
+if(TARGET protoc-gen-qarn-rpc-any)
+  set(pc_plugin_any "\${bindir}/protoc-gen-qarn-rpc-any")
+endif()
 configure_file("${CMAKE_CURRENT_LIST_DIR}/qarn-rpc-gen.pc.in"
   "${made_dir}/qarn-rpc-gen.pc" @ONLY)
 install(FILES "${made_dir}/qarn-rpc-gen.pc" DESTINATION "${pkgconfig_dir}")
