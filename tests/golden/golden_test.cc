@@ -1,7 +1,8 @@
 // Compares what the generator makes of the cases in this folder with the
-// expected files, byte for byte: in memory, through the real protoc, and with
-// what the independent writer makes of them. With the argument --update it
-// rewrites the expected files instead; read the result line by line.
+// expected files, byte for byte: in memory, through the real protoc with either
+// plugin, and with what the independent writer makes of them. With the argument
+// --update it rewrites the expected files instead; read the result line by
+// line.
 
 #include <google/protobuf/descriptor.h>
 #include <gtest/gtest.h>
@@ -15,10 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "plugin/any_syntax_generator.h"
 #include "support/files.h"
 #include "support/generate.h"
 #include "support/independent/plain_writer.h"
 #include "support/proto_sources.h"
+#include "support/protobuf_compat.h"
 #include "support/run_command.h"
 
 namespace qarn {
@@ -29,6 +32,7 @@ using testing::CommandResult;
 using testing::FilesBelow;
 using testing::Generate;
 using testing::GenerateResult;
+using testing::GenerateWith;
 using testing::ProtoSources;
 using testing::RunCommand;
 using testing::TemporaryFolder;
@@ -42,6 +46,9 @@ bool update_mode = false;
 struct GoldenRun {
   std::filesystem::path folder;
 
+  std::string name_of_case() const {
+    return folder.parent_path().filename().string();
+  }
   std::filesystem::path proto_folder() const {
     return folder.parent_path() / "proto";
   }
@@ -56,15 +63,38 @@ struct GoldenRun {
 };
 
 std::ostream& operator<<(std::ostream& stream, const GoldenRun& run) {
-  return stream << run.folder.parent_path().filename().string() << " ("
-                << run.folder.filename().string() << ")";
+  return stream << run.name_of_case() << " (" << run.folder.filename().string()
+                << ")";
 }
 
+// "2023" for a case edition_2023; empty for one without an edition.
+std::string EditionOf(const std::string& name_of_case) {
+  const std::string prefix = "edition_";
+  return name_of_case.compare(0, prefix.size(), prefix) == 0
+             ? name_of_case.substr(prefix.size())
+             : "";
+}
+
+// protoc hands the files of these cases only to a plugin that declares to know
+// such files.
+bool NeedsDeclaration(const std::string& name_of_case) {
+  return name_of_case == "proto3_optional" || !EditionOf(name_of_case).empty();
+}
+
+bool IsTakenByProtoc(const std::string& name_of_case) {
+  const std::string edition = EditionOf(name_of_case);
+  const std::vector<std::string> taken = testing::Editions();
+  return edition.empty() ||
+         std::find(taken.begin(), taken.end(), edition) != taken.end();
+}
+
+// All that this protobuf's protoc takes.
 std::vector<GoldenRun> Runs() {
   std::vector<GoldenRun> runs;
   for (const auto& golden_case :
        std::filesystem::directory_iterator(QARN_RPC_GOLDEN_FOLDER)) {
-    if (!golden_case.is_directory()) {
+    if (!golden_case.is_directory() ||
+        !IsTakenByProtoc(golden_case.path().filename().string())) {
       continue;
     }
     for (const auto& entry :
@@ -100,6 +130,25 @@ class GoldenTest : public ::testing::TestWithParam<GoldenRun> {
  protected:
   const GoldenRun& run() const { return GetParam(); }
   Files expected() const { return FilesBelow(run().folder); }
+
+  // Runs protoc with `plugin` over all files of the case at once.
+  CommandResult Protoc(const std::string& plugin,
+                       const TemporaryFolder& output) const {
+    std::vector<std::string> command = {
+        QARN_RPC_PROTOC, "--plugin=protoc-gen-qarn-rpc=" + plugin,
+        "-I" + run().proto_folder().string(), "-I" QARN_RPC_PROTO_FOLDER,
+        "--qarn-rpc_out=" + output.path().string()};
+    for (const std::string& option : testing::OptionsForProto3Optional()) {
+      command.push_back(option);
+    }
+    if (!run().parameter().empty()) {
+      command.push_back("--qarn-rpc_opt=" + run().parameter());
+    }
+    for (const auto& file : FilesBelow(run().proto_folder())) {
+      command.push_back(file.first);
+    }
+    return RunCommand(command);
+  }
 };
 
 TEST_P(GoldenTest, IsWhatTheGeneratorWrites) {
@@ -121,20 +170,37 @@ TEST_P(GoldenTest, IsWhatTheGeneratorWrites) {
   ExpectSameFiles(expected(), actual);
 }
 
-TEST_P(GoldenTest, IsWhatProtocWritesWithThePlugin) {
+TEST_P(GoldenTest, IsWhatTheAnySyntaxGeneratorWrites) {
+  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
+  Files actual;
+  for (const std::string& name : sources.Names()) {
+    const GenerateResult result = GenerateWith(
+        AnySyntaxGenerator(), sources.File(name), run().parameter());
+    EXPECT_TRUE(result.succeeded) << name << ": " << result.error;
+    actual.insert(result.files.begin(), result.files.end());
+  }
+  ExpectSameFiles(expected(), actual);
+}
+
+TEST_P(GoldenTest, IsWhatProtocWritesWithTheAnySyntaxPlugin) {
   const TemporaryFolder output;
-  std::vector<std::string> command = {
-      QARN_RPC_PROTOC, "--plugin=" QARN_RPC_PLUGIN,
-      "-I" + run().proto_folder().string(), "-I" QARN_RPC_PROTO_FOLDER,
-      "--qarn-rpc_out=" + output.path().string()};
-  if (!run().parameter().empty()) {
-    command.push_back("--qarn-rpc_opt=" + run().parameter());
+  const CommandResult result = Protoc(QARN_RPC_PLUGIN_ANY, output);
+  EXPECT_EQ(result.exit_status, 0) << result.err;
+  ExpectSameFiles(expected(), FilesBelow(output.path()));
+}
+
+TEST_P(GoldenTest, IsWhatProtocWritesWithThePlainPluginUnlessItRefuses) {
+  const TemporaryFolder output;
+  const CommandResult result = Protoc(QARN_RPC_PLUGIN, output);
+  if (NeedsDeclaration(run().name_of_case())) {
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_NE(result.err.find("code generator protoc-gen-qarn-rpc hasn't been "
+                              "updated to support"),
+              std::string::npos)
+        << result.err;
+    ExpectSameFiles({}, FilesBelow(output.path()));
+    return;
   }
-  // All files in one run.
-  for (const auto& file : FilesBelow(run().proto_folder())) {
-    command.push_back(file.first);
-  }
-  const CommandResult result = RunCommand(command);
   EXPECT_EQ(result.exit_status, 0) << result.err;
   ExpectSameFiles(expected(), FilesBelow(output.path()));
 }
@@ -167,13 +233,28 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
-TEST(GoldenFolderTest, HasEveryExpectedRun) { EXPECT_EQ(Runs().size(), 26u); }
+TEST(GoldenFolderTest, HasEveryExpectedRun) {
+  EXPECT_EQ(Runs().size(), 28u + 2 * testing::Editions().size());
+}
 
-TEST(GoldenFolderTest, ShowsThatRequiresLocalContextChangesNothing) {
+// A protobuf that takes a new edition wants a case for it.
+TEST(GoldenFolderTest, HasACaseForEachEditionThatProtocTakes) {
+  for (const std::string& edition : testing::Editions()) {
+    EXPECT_TRUE(std::filesystem::is_directory(
+        std::filesystem::path(QARN_RPC_GOLDEN_FOLDER) / ("edition_" + edition)))
+        << edition;
+  }
+}
+
+TEST(GoldenFolderTest, ShowsThatNeitherLocalContextNorTheSyntaxChangesAFile) {
   const std::filesystem::path folder(QARN_RPC_GOLDEN_FOLDER);
-  for (const char* run : {"plain", "services_namespace=services"}) {
-    EXPECT_EQ(FilesBelow(folder / "requires_local_context" / run),
-              FilesBelow(folder / "all_four_kinds" / run));
+  for (const char* name : {"requires_local_context", "proto3_optional",
+                           "edition_2023", "edition_2024", "edition_2026"}) {
+    for (const char* run : {"plain", "services_namespace=services"}) {
+      EXPECT_EQ(FilesBelow(folder / name / run),
+                FilesBelow(folder / "all_four_kinds" / run))
+          << name;
+    }
   }
 }
 

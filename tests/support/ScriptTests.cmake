@@ -42,6 +42,13 @@ foreach(pair IN ITEMS g++=QARN_RPC_GXX clang++=QARN_RPC_CLANGXX)
 endforeach()
 list(JOIN compilers_json ", " compilers_json)
 
+# What protoc needs to take proto3 optional fields: 3.12 to 3.14 call them an
+# experiment.
+set(optional_option "")
+if(Protobuf_VERSION AND Protobuf_VERSION VERSION_LESS 3.15)
+  set(optional_option "\"--experimental_allow_proto3_optional\"")
+endif()
+
 # qarn_rpc_write_compile_config(FILE BUILD_FOLDER): the JSON file that the
 # scripts read.
 function(qarn_rpc_write_compile_config file build)
@@ -53,8 +60,10 @@ function(qarn_rpc_write_compile_config file build)
   \"golden\": \"${PROJECT_SOURCE_DIR}/tests/golden\",
   \"libraries\": [\"$<TARGET_FILE:protobuf::libprotobuf>\"],
   \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
+  \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
   \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
+  \"protoc_options\": [${optional_option}],
   \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/support/runtime\",
   \"system_folders\": [\"$<JOIN:${includes},\",\">\"]
 }

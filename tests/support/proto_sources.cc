@@ -11,6 +11,7 @@
 
 #include "morvane/qarn/rpc/service_options.pb.h"
 #include "support/files.h"
+#include "support/protobuf_compat.h"
 
 namespace qarn {
 namespace rpc {
@@ -26,8 +27,8 @@ class MemorySourceTree : public pb::compiler::SourceTree {
   explicit MemorySourceTree(const std::map<std::string, std::string>& texts)
       : texts_(texts) {}
 
-  pb::io::ZeroCopyInputStream* Open(const std::string& name) override {
-    const auto text = texts_.find(name);
+  pb::io::ZeroCopyInputStream* Open(SourceTreeName name) override {
+    const auto text = texts_.find(std::string(name));
     if (text == texts_.end()) {
       return nullptr;
     }
@@ -39,23 +40,11 @@ class MemorySourceTree : public pb::compiler::SourceTree {
   const std::map<std::string, std::string>& texts_;
 };
 
-class ErrorText : public pb::compiler::MultiFileErrorCollector {
- public:
-  void AddError(const std::string& file, int line, int,
-                const std::string& message) override {
-    text_ += file + ":" + std::to_string(line + 1) + ": " + message + "\n";
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-};
-
 // Appends `file` to `*files`, after all that it imports, unless it is there.
 void AppendWithImports(const pb::FileDescriptor* file,
                        std::set<std::string>* seen,
                        pb::FileDescriptorSet* files) {
-  if (!seen->insert(file->name()).second) {
+  if (!seen->insert(std::string(file->name())).second) {
     return;
   }
   for (int i = 0; i < file->dependency_count(); ++i) {
@@ -89,7 +78,9 @@ ProtoSources::ProtoSources(std::map<std::string, std::string> texts)
     }
     AppendWithImports(file, &seen, &sent);
   }
-  files_.ParseFromString(sent.SerializeAsString());
+  if (!files_.ParseFromString(sent.SerializeAsString())) {
+    throw std::runtime_error("cannot read the parsed files back");
+  }
   for (const pb::FileDescriptorProto& file : files_.file()) {
     if (pool_->BuildFile(file) == nullptr) {
       throw std::runtime_error("cannot build " + file.name());

@@ -119,7 +119,7 @@ class Matrix:
         self.proto = pathlib.Path(config["proto"])
         self.runtime = pathlib.Path(config["runtime"])
         self.build = pathlib.Path(config["build"])
-        self.protoc = config["protoc"]
+        self.protoc = [config["protoc"], *config["protoc_options"]]
         self.system_folders = config["system_folders"]
         self.libraries = config["libraries"]
 
@@ -153,7 +153,7 @@ def make_messages(matrix, compiler, proto_folder, folder):
         for path in sorted(proto_folder.rglob("*"))
         if path.is_file() and path.name not in BUILD_FILES
     ]
-    run([matrix.protoc, "-I", proto_folder, "-I", matrix.proto, f"--cpp_out={folder}"] + names)
+    run(matrix.protoc + ["-I", proto_folder, "-I", matrix.proto, f"--cpp_out={folder}"] + names)
     # Every compiler and standard can link the objects of one.
     toolchain = Toolchain(compiler, "c++14", matrix.system_folders)
     sources = sorted(folder.rglob("*.pb.cc"))

@@ -2,8 +2,9 @@
 Debian packages of other projects install.
 
   packaged CONFIG generate COMPILER
-      copies the .proto files below the build folder, generates all of them,
-      plain and with a services namespace, and compiles their messages
+      copies the .proto files below the build folder, with optional fields added
+      to those of proto3, generates all of them, plain and with a services
+      namespace, and compiles their messages
   packaged CONFIG compile COMPILER STANDARD
       compiles with all warnings what C++ can accept, asserts that it refuses
       the rest, links one program and makes every call with it
@@ -45,6 +46,13 @@ IMPORT_FOLDERS = {
 }
 
 RUNS = {"plain": "", "services": "services_namespace=services:"}
+
+# A field of proto3 that can be made optional: one value, of a type that is no
+# message and no enum of the file.
+FIELD = re.compile(
+    r"^(\s*)((?:string|bytes|bool|double|float|s?fixed(?:32|64)"
+    r"|[su]?int(?:32|64))\s+\w+\s*=\s*\d+)"
+)
 
 # Words that became keywords with C++20. protobuf's C++ generator does not
 # rename a field of that name, so its message class is refused.
@@ -95,6 +103,32 @@ def files_with_services():
     return sorted(names)
 
 
+def with_optional_fields(text):
+    """The text of a .proto file with `optional` in front of each second field
+    that can have it, and their number; none before proto3, where fields have a
+    label already."""
+    if not re.search(r'^syntax = "proto3";', text, re.MULTILINE):
+        return text, 0
+    lines = []
+    blocks = []
+    found = 0
+    for line in text.splitlines(keepends=True):
+        code = line.split("//")[0]
+        if blocks and blocks[-1] == "message" and FIELD.match(code):
+            found += 1
+            if found % 2:
+                line = FIELD.sub(r"\1optional \2", line, count=1)
+        for opening in re.findall(r"(\w*)[^{}]*?(\{)|(\})", code):
+            if opening[2]:
+                blocks.pop()
+            else:
+                blocks.append(opening[0])
+        lines.append(line)
+    if blocks:
+        raise Failure("a .proto file whose blocks could not be told apart:\n" + text)
+    return "".join(lines), (found + 1) // 2
+
+
 class Packaged:
     """The copied .proto files, and what is made of them."""
 
@@ -102,6 +136,8 @@ class Packaged:
         self.config = config
         self.build = pathlib.Path(config["build"])
         self.proto = self.build / "proto"
+        self.without_optional = self.build / "proto_without_optional"
+        self.optional_fields = 0
         self.messages = self.build / "messages"
 
     def rpc(self, run_name):
@@ -134,7 +170,8 @@ class Packaged:
 
         protobuf's C++ generator refuses weak imports, so they become ordinary
         ones. One file is imported under two names; two copies of its
-        descriptors in one program would clash, so they become one name.
+        descriptors in one program would clash, so they become one name. And
+        some fields become optional.
         """
         waiting = list(names)
         done = set()
@@ -146,6 +183,9 @@ class Packaged:
             text = installed_path(name).read_text(encoding="utf-8")
             text = re.sub(r"^import weak ", "import ", text, flags=re.MULTILINE)
             text = text.replace('"github.com/gogo/protobuf/gogoproto/', '"gogoproto/')
+            write(self.without_optional / name, text)
+            text, count = with_optional_fields(text)
+            self.optional_fields += count
             write(self.proto / name, text)
             waiting += self.imports(name)
 
@@ -163,26 +203,50 @@ class Packaged:
 
 
 def generate(packaged, compiler):
-    for folder in (packaged.proto, packaged.messages, packaged.build / "rpc"):
+    for folder in (
+        packaged.proto,
+        packaged.without_optional,
+        packaged.messages,
+        packaged.build / "rpc",
+        packaged.build / "rpc_plain",
+    ):
         shutil.rmtree(folder, ignore_errors=True)
     names = files_with_services()
     packaged.copy(names)
-    protoc = [packaged.config["protoc"], "-I", packaged.proto]
+    if packaged.optional_fields < 100:
+        raise Failure(f"only {packaged.optional_fields} fields became optional")
+    protoc = [packaged.config["protoc"], *packaged.config["protoc_options"], "-I", packaged.proto]
 
     for run_name, parameter in RUNS.items():
         folder = packaged.rpc(run_name)
         folder.mkdir(parents=True)
         # The options schema has no part here, so no method has an option.
+        plugin = packaged.config["plugin_any"]
         run(
             protoc
-            + [f"--plugin={packaged.config['plugin']}", f"--qarn-rpc_out={parameter}{folder}"]
+            + [f"--plugin=protoc-gen-qarn-rpc={plugin}", f"--qarn-rpc_out={parameter}{folder}"]
+            + names
+        )
+        # The plain plugin takes no optional fields, which change nothing.
+        plain = packaged.build / "rpc_plain" / run_name
+        plain.mkdir(parents=True)
+        run(
+            [
+                packaged.config["protoc"],
+                "-I",
+                packaged.without_optional,
+                f"--plugin={packaged.config['plugin']}",
+                f"--qarn-rpc_out={parameter}{plain}",
+            ]
             + names
         )
         for name in names:
             for suffix in (".rpc.h", ".rpc.cpp"):
-                path = folder / name.replace(".proto", suffix)
-                if not path.is_file():
-                    raise Failure(f"{path} was not generated")
+                path = name.replace(".proto", suffix)
+                if not (folder / path).is_file():
+                    raise Failure(f"{folder / path} was not generated")
+                if (folder / path).read_bytes() != (plain / path).read_bytes():
+                    raise Failure(f"{folder / path} differs from {plain / path}")
 
     packaged.messages.mkdir(parents=True)
     run(protoc + [f"--cpp_out={packaged.messages}"] + packaged.with_imports(names))
@@ -208,7 +272,9 @@ def generate(packaged, compiler):
     in_parallel(compile_one, linked + ["morvane/qarn/rpc/service_options.proto"])
     print(
         f"files with services: {len(names)}, generated plain and with a "
-        f"services namespace; message sources compiled: {len(linked) + 1}"
+        f"services namespace; fields made optional: "
+        f"{packaged.optional_fields}; message sources compiled: "
+        f"{len(linked) + 1}"
     )
 
 

@@ -1,11 +1,10 @@
 #include "robustness/fuzz/findings.h"
 
-#include <google/protobuf/stubs/logging.h>
-
 #include <cstdio>
 #include <cstdlib>
 
 #include "robustness/fuzz/properties.h"
+#include "support/protobuf_compat.h"
 
 namespace qarn {
 namespace rpc {
@@ -13,9 +12,8 @@ namespace fuzz {
 
 namespace {
 
-void HandleLog(google::protobuf::LogLevel, const char* file_name, int,
-               const std::string& message) {
-  if (std::string(file_name).find("printer") != std::string::npos) {
+void HandleLog(const std::string& file_name, const std::string& message) {
+  if (file_name.find("printer") != std::string::npos) {
     Report("protobuf's printer: " + message);
   }
 }
@@ -27,7 +25,7 @@ void Report(const std::string& what) {
   std::abort();
 }
 
-void WatchLog() { google::protobuf::SetLogHandler(HandleLog); }
+void WatchLog() { testing::SendLogTo(HandleLog); }
 
 void CheckProperties(
     const google::protobuf::compiler::CodeGeneratorRequest& request) {

@@ -1,6 +1,5 @@
 #include "robustness/fuzz/properties.h"
 
-#include <google/protobuf/compiler/plugin.h>
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 
@@ -11,9 +10,11 @@
 #include <utility>
 
 #include "morvane/qarn/rpc/service_options.pb.h"
+#include "plugin/any_syntax_generator.h"
 #include "plugin/generator.h"
 #include "robustness/fuzz/text_checks.h"
 #include "support/independent/plain_writer.h"
+#include "support/protobuf_compat.h"
 
 namespace qarn {
 namespace rpc {
@@ -46,6 +47,13 @@ Files SortedFiles(const Response& response) {
 
 bool Same(const Response& a, const Response& b) {
   return a.SerializeAsString() == b.SerializeAsString();
+}
+
+// The response without what it declares.
+Response OnlyFiles(const Response& response) {
+  Response files;
+  *files.mutable_file() = response.file();
+  return files;
 }
 
 bool IsAnswered(const Outcome& outcome) {
@@ -340,6 +348,21 @@ std::string ARefusedFileAddsNoFile(const Request& request,
                    response, 0);
 }
 
+// With every property that holds of the plain generator's answers, to this
+// request and to all that are made of it, so it holds of the other's.
+std::string TheAnySyntaxGeneratorWritesTheSameFiles(const Request& request,
+                                                    const Response& response) {
+  Response any;
+  std::string error;
+  if (!testing::AnswerRequest(request, AnySyntaxGenerator(), &any, &error)) {
+    return "the other generator is not run: " + error;
+  }
+  return any.error() == response.error() &&
+                 Same(OnlyFiles(any), OnlyFiles(response))
+             ? ""
+             : "the other generator writes something else";
+}
+
 std::string TheIndependentWriterAgrees(const Request& request,
                                        const Response& response) {
   if (response.has_error()) {
@@ -369,10 +392,9 @@ std::string TheIndependentWriterAgrees(const Request& request,
 
 Outcome Run(const Request& request) {
   Outcome outcome;
-  const CppGenerator generator;
   std::string error;
-  outcome.accepted =
-      pb::compiler::GenerateCode(request, generator, &outcome.response, &error);
+  outcome.accepted = testing::AnswerRequest(request, CppGenerator(),
+                                            &outcome.response, &error);
   return outcome;
 }
 
@@ -392,6 +414,7 @@ const std::vector<Property>& Properties() {
       QARN_RPC_PROPERTY(MethodNamesOccurAsOftenAsTheirKindSays),
       QARN_RPC_PROPERTY(FilesAreCountedAndNamedRight),
       QARN_RPC_PROPERTY(ARefusedFileAddsNoFile),
+      QARN_RPC_PROPERTY(TheAnySyntaxGeneratorWritesTheSameFiles),
       QARN_RPC_PROPERTY(TheIndependentWriterAgrees),
   };
   return properties;

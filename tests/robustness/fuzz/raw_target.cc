@@ -1,12 +1,12 @@
 // The bytes are the request, as they come on the plugin's standard input.
 
 #include <google/protobuf/descriptor.h>
-#include <google/protobuf/stubs/common.h>
 
 #include <cstddef>
 #include <cstdint>
 
 #include "robustness/fuzz/findings.h"
+#include "support/protobuf_compat.h"
 
 namespace {
 
@@ -15,17 +15,15 @@ using google::protobuf::compiler::CodeGeneratorRequest;
 // The framework's part before the generator runs. A failed check in there is
 // none of ours: it is the same in every plugin, and in protoc.
 bool DescriptorsBuild(const CodeGeneratorRequest& request) {
-  google::protobuf::DescriptorPool pool;
-  try {
+  return qarn::rpc::testing::HoldsWithoutFatal([&request] {
+    google::protobuf::DescriptorPool pool;
     for (const auto& file : request.proto_file()) {
       if (pool.BuildFile(file) == nullptr) {
         return false;
       }
     }
-  } catch (const google::protobuf::FatalException&) {
-    return false;
-  }
-  return true;
+    return true;
+  });
 }
 
 }  // namespace

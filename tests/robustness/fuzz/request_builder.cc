@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "plugin/any_syntax_generator.h"
 #include "robustness/fuzz/byte_source.h"
 
 namespace qarn {
@@ -114,11 +115,13 @@ class Builder {
     if (!schema_name_.empty()) {
       file->add_dependency(schema_name_);
     }
-    if (bytes_->OneIn(4)) {
-      file->set_syntax("proto3");
-    }
+    SetSyntax(bytes_->Below(4), file);
     for (std::size_t left = bytes_->Below(4); left > 0; --left) {
       AddMessage(file->package(), file->name(), 0, file->add_message_type());
+      if (file->syntax() == "proto3") {
+        AddOptionalField(
+            file->mutable_message_type(file->message_type_size() - 1));
+      }
     }
     for (std::size_t left = bytes_->Below(4); left > 0; --left) {
       AddService(file);
@@ -129,6 +132,33 @@ class Builder {
     if (!bytes_->OneIn(16)) {
       request_.add_file_to_generate(file->name());
     }
+  }
+
+  // proto2 is the plain choice. A file needs neither a syntax nor an edition
+  // for its services, so the generator must not care.
+  static void SetSyntax(std::size_t choice, pb::FileDescriptorProto* file) {
+    if (choice == 3) {
+      file->set_syntax("proto3");
+    }
+#ifdef QARN_RPC_HAS_EDITIONS
+    if (choice == 2) {
+      file->set_syntax("editions");
+      file->set_edition(pb::EDITION_2023);
+    }
+#endif
+  }
+
+  // Gives the message a field that proto3 marks `optional`, the way protoc
+  // sends one: in a oneof of its own.
+  static void AddOptionalField(pb::DescriptorProto* message) {
+    pb::FieldDescriptorProto* field = message->add_field();
+    field->set_name("optional_field");
+    field->set_number(1);
+    field->set_label(pb::FieldDescriptorProto::LABEL_OPTIONAL);
+    field->set_type(pb::FieldDescriptorProto::TYPE_INT32);
+    field->set_proto3_optional(true);
+    field->set_oneof_index(0);
+    message->add_oneof_decl()->set_name("_optional_field");
   }
 
   std::string NewFileName() {
@@ -250,7 +280,9 @@ class Builder {
         wire += kTags[option] + std::string(1, bytes_->OneIn(4) ? '\0' : '\1');
       }
     }
-    method->mutable_options()->ParseFromString(wire);
+    // An option with another wire type is kept as an unknown field, so that all
+    // of it parses.
+    static_cast<void>(method->mutable_options()->ParseFromString(wire));
   }
 
   ByteSource* const bytes_;

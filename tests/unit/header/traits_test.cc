@@ -30,14 +30,15 @@ const ServiceDescriptor* ServiceOf(const std::string& name,
 }
 
 std::string TypeTraits(const ServiceDescriptor* service) {
-  VariableMap vars = {{"Service", service->name()}, {"PackageDot", "a.b."}};
+  VariableMap vars = {{"Service", std::string(service->name())},
+                      {"PackageDot", "a.b."}};
   return Printed([&](Printer* printer) {
     PrintHeaderServiceTypeTraits(printer, service, vars);
   });
 }
 
 std::string MethodSeq(const ServiceDescriptor* service, bool qualified) {
-  VariableMap vars = {{"Service", service->name()}};
+  VariableMap vars = {{"Service", std::string(service->name())}};
   return Printed([&](Printer* printer) {
     PrintHeaderServiceMethodSeq(printer, service, vars, qualified);
   });

@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "plugin/any_syntax_generator.h"
 #include "support/files.h"
 #include "support/proto_sources.h"
+#include "support/protobuf_compat.h"
 #include "support/run_command.h"
 
 namespace qarn {
@@ -173,6 +175,90 @@ TEST(PluginTest, AnswersARequestWithTheHeaderBeforeTheSource) {
   EXPECT_EQ(names,
             (std::vector<std::string>{"shared/msg.rpc.h", "shared/msg.rpc.cpp",
                                       "a/b/echo.rpc.h", "a/b/echo.rpc.cpp"}));
+}
+
+// The bytes of a response without files: the field supported_features and,
+// where protobuf knows editions, the lowest and the highest one.
+std::string Declaration(unsigned char features, int minimum, int maximum) {
+  std::string bytes = {0x10, static_cast<char>(features)};
+#ifdef QARN_RPC_HAS_EDITIONS
+  const auto add = [&bytes](char tag, int number) {
+    bytes += tag;
+    for (; number > 127; number >>= 7) {
+      bytes += static_cast<char>((number & 127) | 128);
+    }
+    bytes += static_cast<char>(number);
+  };
+  add(0x18, minimum);
+  add(0x20, maximum);
+#else
+  static_cast<void>(minimum);
+  static_cast<void>(maximum);
+#endif
+  return bytes;
+}
+
+TEST(PluginTest, DeclaresNothing) {
+  EXPECT_EQ(RunCommand({QARN_RPC_PLUGIN}, "").out, Declaration(0, 0, 0));
+}
+
+TEST(PluginAnyTest, DeclaresWhatItTakes) {
+#ifdef QARN_RPC_HAS_EDITIONS
+  EXPECT_EQ(RunCommand({QARN_RPC_PLUGIN_ANY}, "").out,
+            Declaration(3, google::protobuf::compiler::ProtocMinimumEdition(),
+                        google::protobuf::compiler::ProtocMaximumEdition()));
+#else
+  EXPECT_EQ(RunCommand({QARN_RPC_PLUGIN_ANY}, "").out, Declaration(1, 0, 0));
+#endif
+}
+
+// Whatever it declares, the files are the same to the byte.
+TEST(PluginAnyTest, AnswersLikeThePlainOneButForTheDeclaration) {
+  const testing::ProtoSources sources(
+      std::map<std::string, std::string>{{"a/b/echo.proto", kEcho},
+                                         {"shared/msg.proto", kMsg},
+                                         {"generic.proto", kGeneric}});
+  const std::size_t head = Declaration(0, 0, 0).size();
+  const std::size_t any_head = RunCommand({QARN_RPC_PLUGIN_ANY}, "").out.size();
+  for (const std::string parameter : {"", "services_namespace=api"}) {
+    const std::string request =
+        sources.Request({"shared/msg.proto", "a/b/echo.proto"}, parameter)
+            .SerializeAsString();
+    const std::string plain = RunCommand({QARN_RPC_PLUGIN}, request).out;
+    EXPECT_GT(plain.size(), head);
+    EXPECT_EQ(RunCommand({QARN_RPC_PLUGIN_ANY}, request).out.substr(any_head),
+              plain.substr(head));
+  }
+  CodeGeneratorResponse refused;
+  ASSERT_TRUE(refused.ParseFromString(
+      RunCommand({QARN_RPC_PLUGIN_ANY},
+                 sources.Request({"generic.proto"}, "").SerializeAsString())
+          .out));
+  EXPECT_EQ(refused.error(),
+            "generic.proto: cpp rpc proto compiler plugin does not work with "
+            "generic services. To generate cpp rpc APIs, please set "
+            "\"cc_generic_service = false\".");
+  EXPECT_EQ(refused.file_size(), 0);
+}
+
+// An edition that this protobuf knows and its protoc does not take, or that
+// nobody knows. Before editions, protoc knows no such keyword.
+TEST_F(ProtocTest, LeavesAnEditionThatProtocDoesNotTakeToItsMessage) {
+  std::vector<std::string> editions = testing::LaterEditions();
+  editions.push_back("2099");
+  for (const std::string& edition : editions) {
+    const TemporaryFolder folder;
+    folder.Write("late.proto", "edition = \"" + edition + "\";\n");
+    const CommandResult result = RunCommand(
+        {QARN_RPC_PROTOC, "--plugin=protoc-gen-qarn-rpc=" QARN_RPC_PLUGIN_ANY,
+         "-I" + folder.path().string(), Out(), "late.proto"});
+    EXPECT_EQ(result.exit_status, 1) << edition;
+    EXPECT_NE(result.err.find("late.proto:"), std::string::npos) << result.err;
+#ifdef QARN_RPC_HAS_EDITIONS
+    EXPECT_NE(result.err.find("dition"), std::string::npos) << result.err;
+#endif
+    EXPECT_TRUE(Written().empty()) << edition;
+  }
 }
 
 TEST(PluginTest, AnswersAnEmptyInputAsARequestForNothing) {

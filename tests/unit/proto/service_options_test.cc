@@ -42,7 +42,8 @@ TEST(ServiceOptionsTest, DeclareThreeOptionalBooleansOfMethods) {
     EXPECT_EQ(option->containing_type()->full_name(),
               "google.protobuf.MethodOptions");
     EXPECT_EQ(option->type(), FieldDescriptor::TYPE_BOOL);
-    EXPECT_EQ(option->label(), FieldDescriptor::LABEL_OPTIONAL);
+    EXPECT_FALSE(option->is_required());
+    EXPECT_FALSE(option->is_repeated());
     EXPECT_FALSE(option->has_default_value());
     EXPECT_FALSE(option->default_value_bool());
   }
