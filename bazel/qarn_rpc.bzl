@@ -64,6 +64,10 @@ def _generate(ctx, dep):
     args = ctx.actions.args()
     args.add(ctx.executable.plugin, format = "--plugin=protoc-gen-qarn-rpc=%s")
     args.add(out, format = "--qarn-rpc_out=%s")
+
+    # protoc 3.12 to 3.14 take proto3 optional fields with it alone; later ones
+    # read over it.
+    args.add("--experimental_allow_proto3_optional")
     if ctx.attr.services_namespace:
         # Not within --qarn-rpc_out, where protoc would end the parameters at
         # the first colon: a::b has two.
@@ -149,7 +153,8 @@ def cc_qarn_rpc_library(
         mandatory.
       services_namespace: a namespace to put around the service classes, such as
         "api" or "acme::api"; none by default.
-      plugin: the generator, a target or a prebuilt file.
+      plugin: the generator, a target or a prebuilt file; by default the one for
+        .proto files of any syntax.
       protoc: protobuf's compiler, a target or a prebuilt file. The message code
         is Bazel's to generate, with the compiler that the build is set up for;
         bring the same one.

@@ -2,8 +2,10 @@
 # Renews bench/startup_order.txt, the functions that a cold start runs, which
 # the static link puts side by side, or checks that it still fits:
 #
-#   bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc
-#   bench/make_startup_order.sh --check build/release/protoc-gen-qarn-rpc
+#   bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc-any
+#   bench/make_startup_order.sh --check build/release/protoc-gen-qarn-rpc-any
+#
+# That one runs all that the plain plugin runs, and what it declares.
 #
 # The names are protobuf's and the C++ library's too, so they fit one release of
 # those, and one compiler; a name that the linker does not find does no harm and

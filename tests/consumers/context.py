@@ -23,6 +23,7 @@ class Context:
         self.work = os.path.join(self.top, arguments.scenario)
         self.prefix = os.path.join(self.top, "moved", "prefix")
         self.plugin = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
+        self.plugin_any = self.plugin + "-any"
         self.schema = os.path.join(
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
         )

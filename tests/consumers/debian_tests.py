@@ -69,15 +69,17 @@ def test_deb(context):
     env = {"PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"}
     run([*dpkg, "-i", deb], env=env)
     usr = os.path.join(root, "usr")
-    plugin = run(
-        ["pkg-config", "--variable=plugin", "qarn-rpc-gen"],
-        env={"PKG_CONFIG_PATH": os.path.join(usr, "share", "pkgconfig")},
-    )
-    expect(
-        "the plugin that pkg-config names",
-        os.path.normpath(plugin.strip()),
-        os.path.join(usr, "bin", "protoc-gen-qarn-rpc"),
-    )
+    for variable, name in (
+        ("plugin", "protoc-gen-qarn-rpc"),
+        ("plugin_any", "protoc-gen-qarn-rpc-any"),
+    ):
+        plugin = run(
+            ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"],
+            env={"PKG_CONFIG_PATH": os.path.join(usr, "share", "pkgconfig")},
+        )
+        path = os.path.join(usr, "bin", name)
+        expect(f"pkg-config's {variable}", os.path.normpath(plugin.strip()), path)
+        expect(f"{path} is there", os.access(path, os.X_OK), True)
     project = context.echo_project("cmake")
     build = context.cmake(project, f"-DCMAKE_PREFIX_PATH={usr}")
     build.expect_all(TEXT | ECHO | OPTIONS)

@@ -7,6 +7,7 @@ from support.testkit import Failure, expect, expect_in, fresh_folder, need, run
 
 INSTALLED = {
     "bin/protoc-gen-qarn-rpc",
+    "bin/protoc-gen-qarn-rpc-any",
     "include/morvane/qarn/rpc/service_options.proto",
     "share/cmake/qarn-rpc-gen/QarnRpcGenerate.cmake",
     "share/cmake/qarn-rpc-gen/QarnRpcTools.cmake",
@@ -16,6 +17,7 @@ INSTALLED = {
     "share/doc/qarn-rpc-gen/README.md",
     "share/doc/qarn-rpc-gen/docs/using.md",
     "share/doc/qarn-rpc-gen/examples/echo/main.cc",
+    "share/man/man1/protoc-gen-qarn-rpc-any.1",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
 }
@@ -50,7 +52,7 @@ def test_installed_files(context):
         {name for name in INSTALLED if not ALSO_INSTALLED.match(name)},
     )
     expect("documents that must be there", INSTALLED - files, set())
-    for name in files - {"bin/protoc-gen-qarn-rpc"}:
+    for name in files - {"bin/protoc-gen-qarn-rpc", "bin/protoc-gen-qarn-rpc-any"}:
         with open(os.path.join(context.prefix, name), encoding="utf-8") as file:
             text = file.read()
         for place in (context.source, context.build, context.top):
@@ -58,6 +60,7 @@ def test_installed_files(context):
                 raise Failure(f"{name} holds the path {place}")
     for variable, path in (
         ("plugin", context.plugin),
+        ("plugin_any", context.plugin_any),
         ("protodir", os.path.join(context.prefix, "include")),
     ):
         named = run(
@@ -67,12 +70,13 @@ def test_installed_files(context):
 
 
 def test_man_page(context):
-    """man shows the page without a warning."""
+    """man shows both pages without a warning."""
     need("man")
-    page = os.path.join(context.prefix, "share", "man", "man1", "protoc-gen-qarn-rpc.1")
-    text = run(
-        ["man", "--warnings", "-l", page],
-        env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
-    )
-    expect("warnings of man", [line for line in text.splitlines() if "warning" in line], [])
-    expect_in("the man page", text, "services_namespace=NAMESPACE")
+    for name in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
+        page = os.path.join(context.prefix, "share", "man", "man1", name + ".1")
+        text = run(
+            ["man", "--warnings", "-l", page],
+            env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
+        )
+        expect("warnings of man", [line for line in text.splitlines() if "warning" in line], [])
+        expect_in(f"the man page of {name}", text, "services_namespace=")

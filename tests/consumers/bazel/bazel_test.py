@@ -283,7 +283,7 @@ class Test:
         )
         tools = {
             "external/debian/bin/protoc",
-            "BIN/external/qarn_rpc_gen/src/protoc-gen-qarn-rpc",
+            "BIN/external/qarn_rpc_gen/src/protoc-gen-qarn-rpc-any",
         }
         expect(
             "inputs of the package without imports",
@@ -414,7 +414,7 @@ class Test:
             "a change of the plugin",
             [
                 f"CppCompile {plugin}/_objs/qarn_rpc_gen/1/frame.d",
-                f"CppLink {plugin}/protoc-gen-qarn-rpc",
+                f"CppLink {plugin}/protoc-gen-qarn-rpc-any",
                 GENERATE + " stations/station_rpc_qarn_rpc/stations/station.rpc.cpp",
                 GENERATE + " weather/weather_rpc_qarn_rpc/weather/weather.rpc.cpp",
                 # Only a comment of the sources changed: the objects are the same.
@@ -532,10 +532,10 @@ class Test:
                 "--parallel",
                 "2",
                 "--target",
-                "protoc-gen-qarn-rpc",
+                "protoc-gen-qarn-rpc-any",
             ]
         )
-        self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc")
+        self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc-any")
         prebuilt = os.path.join(self.bazel.workspace, "prebuilt")
         shutil.copy(self.static_plugin, prebuilt)
         run(

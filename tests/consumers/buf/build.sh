@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Generates with buf and compiles. RPC_RUNTIME_DIR is the folder of the RPC
-# runtime's headers; buf, protoc and protoc-gen-qarn-rpc are on the PATH.
+# runtime's headers; buf, protoc and protoc-gen-qarn-rpc-any are on the PATH.
 set -euo pipefail
 
 # buf reads nothing outside the workspace, so the options schema lives in it.
