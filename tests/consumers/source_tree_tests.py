@@ -64,3 +64,48 @@ def test_static_option(context):
             [os.path.splitext(path)[1] for path in found],
             [suffix, suffix],
         )
+
+
+def test_old_protobuf(context):
+    """Before 3.12 the plugin for any syntax is not built, and one line says so.
+
+    A stand-in: the protobuf of this machine with the version of an old one.
+    """
+    work = fresh_folder(context.work)
+    with open(os.path.join(work, "ProtobufConfig.cmake"), "w", encoding="utf-8") as file:
+        file.write('include("${CMAKE_ROOT}/Modules/FindProtobuf.cmake")\n')
+        file.write('set(Protobuf_VERSION "${stand_in_version}")\n')
+    for version, is_built in (("2.6.1", False), ("3.11.4", False), ("3.12.0", True)):
+        build = os.path.join(work, version)
+        output = run(
+            [
+                "cmake",
+                "-S",
+                context.source,
+                "-B",
+                build,
+                "-G",
+                "Ninja",
+                f"-DProtobuf_DIR={work}",
+                f"-Dstand_in_version={version}",
+                "-DQARN_RPC_BUILD_TESTS=OFF",
+                "-DQARN_RPC_STATIC=OFF",
+            ]
+        )
+        said = [line for line in output.splitlines() if "protoc-gen-qarn-rpc-any" in line]
+        expected = (
+            f"-- protobuf {version} has nothing for a plugin to declare, so "
+            "protoc-gen-qarn-rpc-any is not built; that needs 3.12"
+        )
+        expect(f"lines about it with {version}", said, [] if is_built else [expected])
+        with open(os.path.join(build, "build.ninja"), encoding="utf-8") as file:
+            rules = file.read()
+        expect(
+            f"plugins with {version}",
+            set(re.findall(r"^build (protoc-gen-[\w-]+): ", rules, re.MULTILINE)),
+            {"protoc-gen-qarn-rpc"} | ({"protoc-gen-qarn-rpc-any"} if is_built else set()),
+        )
+        with open(os.path.join(build, "package", "qarn-rpc-gen.pc"), encoding="utf-8") as file:
+            named = re.findall(r"^plugin_any=(.*)$", file.read(), re.MULTILINE)
+        expected = "${bindir}/protoc-gen-qarn-rpc-any" if is_built else ""
+        expect(f"plugin_any with {version}", named, [expected])

@@ -127,6 +127,14 @@ bool AnswerRequest(const pb::compiler::CodeGeneratorRequest& request,
 
 #endif
 
+bool PrinterIndentsAfterLineBreaks() {
+#ifdef QARN_RPC_PROTOBUF_USES_ABSEIL
+  return true;
+#else
+  return false;
+#endif
+}
+
 #ifdef QARN_RPC_HAS_EDITIONS
 
 namespace {

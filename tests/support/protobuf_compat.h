@@ -73,6 +73,11 @@ bool HoldsWithoutFatal(const Check& check) {
 #endif
 }
 
+// Whether protobuf's printer puts the indentation of a line behind line breaks
+// that a value at the start of the line begins with; older ones put it in
+// front.
+bool PrinterIndentsAfterLineBreaks();
+
 // Answers `request` as the framework's main does. Returns false, with a message
 // in `*error`, if it refuses the request before it runs the generator: a
 // descriptor does not build, or a file to generate is not in the request.
