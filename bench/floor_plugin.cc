@@ -42,8 +42,9 @@ class FloorGenerator : public google::protobuf::compiler::CodeGenerator {
           "the files to write";
       return false;
     }
-    WriteFile(context, file->name() + ".h", header_);
-    WriteFile(context, file->name() + ".cpp", source_);
+    const std::string name(file->name());
+    WriteFile(context, name + ".h", header_);
+    WriteFile(context, name + ".cpp", source_);
     return true;
   }
 

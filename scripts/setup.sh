@@ -24,7 +24,7 @@ declare -A packages=(
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The benchmarks, and each of the programs that the plugin is measured against.
-  [bench]="libbenchmark-dev python3 valgrind"
+  [bench]="libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"
   [ice]="zeroc-ice-compilers"
   [protobuf-c]="protobuf-c-compiler"
