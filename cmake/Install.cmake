@@ -92,11 +92,8 @@ foreach(kind bindir includedir)
     string(PREPEND pc_${kind} "\${prefix}/")
   endif()
 endforeach()
-# Empty where there is none, so that its users can tell.
-set(pc_plugin_any "")
-if(TARGET protoc-gen-qarn-rpc-any)
-  set(pc_plugin_any "\${bindir}/protoc-gen-qarn-rpc-any")
-endif()
+# Where there is no other, the plain one takes all that this protobuf has.
+list(GET plugins -1 pc_plugin_any)
 configure_file("${CMAKE_CURRENT_LIST_DIR}/qarn-rpc-gen.pc.in"
   "${made_dir}/qarn-rpc-gen.pc" @ONLY)
 install(FILES "${made_dir}/qarn-rpc-gen.pc" DESTINATION "${pkgconfig_dir}")

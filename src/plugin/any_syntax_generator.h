@@ -3,7 +3,7 @@
 // such files. Ours may: it looks at services alone, which are the same in each
 // syntax. CppGenerator declares nothing, and its response stays as it is.
 //
-// The one room of src/ that needs a protobuf newer than 2.6: 3.12 or later.
+// This file and its .cc alone in src/ need a protobuf newer than 2.6: 3.12.
 
 #ifndef QARN_RPC_PLUGIN_ANY_SYNTAX_GENERATOR_H_
 #define QARN_RPC_PLUGIN_ANY_SYNTAX_GENERATOR_H_

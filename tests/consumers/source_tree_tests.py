@@ -107,5 +107,5 @@ def test_old_protobuf(context):
         )
         with open(os.path.join(build, "package", "qarn-rpc-gen.pc"), encoding="utf-8") as file:
             named = re.findall(r"^plugin_any=(.*)$", file.read(), re.MULTILINE)
-        expected = "${bindir}/protoc-gen-qarn-rpc-any" if is_built else ""
-        expect(f"plugin_any with {version}", named, [expected])
+        suffix = "-any" if is_built else ""
+        expect(f"plugin_any with {version}", named, ["${bindir}/protoc-gen-qarn-rpc" + suffix])
