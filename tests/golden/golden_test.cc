@@ -67,25 +67,11 @@ std::ostream& operator<<(std::ostream& stream, const GoldenRun& run) {
                 << ")";
 }
 
-// "2023" for a case edition_2023; empty for one without an edition.
-std::string EditionOf(const std::string& name_of_case) {
-  const std::string prefix = "edition_";
-  return name_of_case.compare(0, prefix.size(), prefix) == 0
-             ? name_of_case.substr(prefix.size())
-             : "";
-}
-
 // protoc hands the files of these cases only to a plugin that declares to know
 // such files.
 bool NeedsDeclaration(const std::string& name_of_case) {
-  return name_of_case == "proto3_optional" || !EditionOf(name_of_case).empty();
-}
-
-bool IsTakenByProtoc(const std::string& name_of_case) {
-  const std::string edition = EditionOf(name_of_case);
-  const std::vector<std::string> taken = testing::Editions();
-  return edition.empty() ||
-         std::find(taken.begin(), taken.end(), edition) != taken.end();
+  return name_of_case == "proto3_optional" ||
+         !testing::EditionOfGoldenCase(name_of_case).empty();
 }
 
 // All that this protobuf's protoc takes.
@@ -94,7 +80,8 @@ std::vector<GoldenRun> Runs() {
   for (const auto& golden_case :
        std::filesystem::directory_iterator(QARN_RPC_GOLDEN_FOLDER)) {
     if (!golden_case.is_directory() ||
-        !IsTakenByProtoc(golden_case.path().filename().string())) {
+        !testing::ProtocTakesGoldenCase(
+            golden_case.path().filename().string())) {
       continue;
     }
     for (const auto& entry :
