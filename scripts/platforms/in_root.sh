@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Runs a command in the Debian root FOLDER, with a plain environment, and gives
+# its exit status. What it mounts and starts is gone when it ends.
+#
+#   scripts/platforms/in_root.sh FOLDER COMMAND [ARGUMENT...]
+set -euo pipefail
+
+exec unshare --mount --pid --fork --kill-child \
+  env --ignore-environment PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
+  HOME=/root LANG=C.UTF-8 bash -c '
+    set -e
+    mount -t proc proc "$0/proc"
+    mount --rbind /dev "$0/dev"
+    exec chroot "$0" "$@"' "$@"
