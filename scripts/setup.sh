@@ -23,6 +23,8 @@ declare -A packages=(
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
+  # Roots of other Debian releases, to build and test in.
+  [platforms]="debootstrap git tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.
   [bench]="libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"

@@ -5,6 +5,7 @@
 #   scripts/platforms/in_root.sh FOLDER COMMAND [ARGUMENT...]
 set -euo pipefail
 
+# shellcheck disable=SC2016 # the inner shell's arguments
 exec unshare --mount --pid --fork --kill-child \
   env --ignore-environment PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
   HOME=/root LANG=C.UTF-8 bash -c '

@@ -7,17 +7,17 @@
 #   scripts/platforms/make_root.sh NAME FOLDER
 set -euo pipefail
 here=$(dirname "$(readlink -f "$0")")
-# shellcheck source-path=SCRIPTDIR
+# shellcheck source=/dev/null
 source "$here/roots.sh"
 
 name=$1
 root=$2
 suite=$(platform_suite "$name")
-arch=$(platform_arch "$name")
 mapfile -t packages < <(platform_packages "$name" | xargs -n 1)
 
 # Debian's main archive, as this machine's apt knows it; its security archive
 # and others have other labels.
+# shellcheck disable=SC2016 # apt's own variables
 mirror=$(apt-get indextargets --format '$(LABEL) $(COMPONENT) $(REPO_URI)' \
   'Created-By: Packages' | sed -n '/^Debian main /{s///p;q}')
 if [[ -z "$mirror" ]]; then
@@ -56,8 +56,8 @@ END
 fi
 
 in_root=("$here/in_root.sh" "$root" env DEBIAN_FRONTEND=noninteractive)
-if [[ -n "$arch" ]]; then
-  "${in_root[@]}" dpkg --add-architecture "$arch"
+if [[ "$(platform_kind "$name")" == cross ]]; then
+  "${in_root[@]}" dpkg --add-architecture "$name"
 fi
 # dpkg-query fails when one is missing.
 # shellcheck disable=SC2016 # dpkg-query's own variables

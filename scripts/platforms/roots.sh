@@ -3,10 +3,12 @@
 #
 #   platform_names          the names, in the order in which they are run
 #   platform_suite NAME     the Debian suite
-#   platform_arch NAME      the architecture that the plugin is compiled for,
-#                           empty where it is the machine's own
+#   platform_kind NAME      how it is built there: by its CMake; by a script,
+#                           because its CMake is too old; or for another
+#                           architecture: native, script or cross
 #   platform_packages NAME  what is installed besides the smallest Debian
 # shellcheck shell=bash
+# shellcheck disable=SC2034 # the names are used where this is sourced
 
 platform_names=(debian12 debian13 sid sid-protobuf36 debian11-protobuf arm64 s390x)
 
@@ -19,23 +21,31 @@ platform_suite() {
   esac
 }
 
-platform_arch() {
+platform_kind() {
   case "$1" in
-    arm64 | s390x) echo "$1" ;;
+    debian11-*) echo script ;;
+    arm64 | s390x) echo cross ;;
+    *) echo native ;;
   esac
 }
 
 platform_packages() {
-  local arch
-  arch=$(platform_arch "$1")
-  if [[ -n "$arch" ]]; then
-    # protoc runs here, what it starts runs under qemu.
-    echo cmake diffutils ninja-build pkg-config protobuf-compiler python3 qemu-user
-    echo "crossbuild-essential-$arch"
-    echo "libprotobuf-dev:$arch libprotoc-dev:$arch zlib1g-dev:$arch libboost-dev"
-  else
-    echo binutils clang cmake diffutils file g++ git libbenchmark-dev libboost-dev
-    echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make man-db
-    echo meson ninja-build pkg-config protobuf-compiler python3
-  fi
+  case "$(platform_kind "$1")" in
+    native)
+      echo binutils clang cmake diffutils file g++ git libbenchmark-dev libboost-dev
+      echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make man-db
+      echo meson ninja-build pkg-config protobuf-compiler python3
+      # For the fuzzers.
+      if [[ "$1" == debian12 ]]; then echo libclang-rt-14-dev; else echo libclang-rt-dev; fi
+      ;;
+    script)
+      echo clang diffutils g++ libboost-dev libgmock-dev libgtest-dev libprotobuf-dev
+      echo libprotoc-dev protobuf-compiler python3
+      ;;
+    cross)
+      # protoc runs as it is, and starts the plugin under qemu.
+      echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user libboost-dev
+      echo "crossbuild-essential-$1 libprotobuf-dev:$1 libprotoc-dev:$1 zlib1g-dev:$1"
+      ;;
+  esac
 }

@@ -1,0 +1,161 @@
+#!/usr/bin/env bash
+# Builds and tests this tree in other releases of Debian and for other
+# architectures: in one root for each NAME, or for every name there is. A root
+# is made once, with debootstrap, and kept below build/platforms/; delete its
+# folder to have a fresh one. The log lies beside it.
+#
+# Prints one line a root, and writes what was run to docs/platforms.md; the rows
+# of other roots stay as they are. A root that cannot be made is not tried, and
+# the line says why. Needs the user root, git and debootstrap.
+#
+#   scripts/platforms.sh [NAME...]
+#   scripts/platforms.sh --core NAME...   the build and the core suite alone;
+#                                         leaves the page as it is
+#
+# Exit status: 1 if something failed, 2 for wrong usage.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+# shellcheck source=scripts/platforms/roots.sh
+source scripts/platforms/roots.sh
+
+usage() {
+  echo "platforms.sh: $1" >&2
+  echo "usage: scripts/platforms.sh [--core] [NAME...]   names: ${platform_names[*]}" >&2
+  exit 2
+}
+
+core=()
+if [[ "${1:-}" == --core ]]; then
+  core=(--core)
+  shift
+  [[ $# -gt 0 ]] || usage "--core needs the name of a root"
+fi
+names=("$@")
+[[ $# -gt 0 ]] || names=("${platform_names[@]}")
+for name in "${names[@]}"; do
+  [[ " ${platform_names[*]} " == *" $name "* ]] || usage "there is no root '$name'"
+done
+
+place=$PWD/build/platforms
+mkdir -p "$place"
+
+# Why no root can be made here; nothing if it can.
+reason_against_roots() {
+  if [[ $(id -u) -ne 0 ]]; then
+    echo "making a root needs the user root"
+  elif ! scripts/setup.sh platforms >&2; then
+    echo "debootstrap could not be installed"
+  elif ! unshare --mount --pid --fork true 2>/dev/null; then
+    echo "this system lets nobody mount"
+  fi
+}
+
+# Copies the tree as it is, with what is not committed, into the root $1.
+copy_tree() {
+  rm -rf "$1/src"
+  mkdir -p "$1/src"
+  git ls-files -z --cached --others --exclude-standard |
+    while IFS= read -r -d '' file; do
+      # A file that is deleted and not yet committed is named as well.
+      if [[ -e "$file" ]]; then
+        printf '%s\0' "$file"
+      fi
+    done |
+    tar --create --null --files-from=- | tar --extract --directory "$1/src"
+}
+
+# Runs all in the root $1: prints its line, and leaves its results in
+# $place/$1.results. Status 1 if something failed.
+run_root() {
+  local name=$1 root=$place/$1 log=$place/$1.log results=$place/$1.results
+  local since=$SECONDS reason status=0
+  rm -rf "$results"
+  mkdir "$results"
+  reason=$(reason_against_roots)
+  if [[ -z "$reason" ]] && ! scripts/platforms/make_root.sh "$name" "$root" >"$log" 2>&1; then
+    reason="its root could not be made"
+  fi
+  if [[ -n "$reason" ]]; then
+    echo "$reason" >"$results/not-tried"
+    echo "$name: not tried: $reason"
+    return
+  fi
+  copy_tree "$root"
+  scripts/platforms/in_root.sh "$root" \
+    /src/scripts/platforms/check.sh "${core[@]}" "$name" /results >>"$log" 2>&1 || status=1
+  cp "$root/results/"{versions,results} "$results"
+  echo "$name: $(outcome "$results"), $(((SECONDS - since + 30) / 60)) minutes"
+  if [[ "$status" -ne 0 ]]; then
+    echo "  the log is build/platforms/$name.log"
+  fi
+  return "$status"
+}
+
+# What the steps came to, in a line. Failed ones come first.
+outcome() {
+  if [[ -e "$1/not-tried" ]]; then
+    echo "not tried: $(<"$1/not-tried")"
+    return
+  fi
+  awk -F '\t' '
+    { text = $1 ($3 == "" ? "" : " (" $3 ")") }
+    $2 == "failed" { failed = failed (failed == "" ? "" : ", ") text; next }
+    { passed = passed (passed == "" ? "" : ", ") text }
+    END {
+      if (failed != "") printf "FAILED: %s; ", failed
+      print "passed: " (passed == "" ? "nothing" : passed)
+    }' "$1/results"
+}
+
+version_of() {
+  local version=
+  [[ ! -e "$2/versions" ]] || version=$(sed -n "s/^$1\t//p" "$2/versions")
+  echo "${version:-–}"
+}
+
+# The page's row for the root $1, from its results.
+row() {
+  local results=$place/$1.results tool
+  printf "| \`%s\` |" "$1"
+  for tool in protobuf g++ clang Boost CMake Meson Python; do
+    printf ' %s |' "$(version_of "$tool" "$results")"
+  done
+  printf ' %s | %s |\n' "$(outcome "$results")" "$(date +%F)"
+}
+
+# Writes the page anew: the rows of `names` from their results, the others as
+# they stand.
+write_page() {
+  local page=docs/platforms.md name
+  {
+    cat <<'END'
+# Platforms
+
+What was built and tested where, and how that ended. `scripts/platforms.sh` writes this page, a row for each Debian root that it makes; the other tests run on Debian 12.
+
+- The core suite, the compile matrix (the golden files with each compiler at each standard, with warnings as errors) and the consumers (CMake, Make and Meson projects) are tests; a skipped one says in the log why.
+- The static program generates every golden case, also where only that is run: on another architecture under qemu, and with a protobuf whose Debian has too old a CMake for the rest, so that a script compiles.
+- What was not used in a root has a dash.
+
+| Root | protobuf | g++ | clang | Boost | CMake | Meson | Python | What was run | Date |
+|---|---|---|---|---|---|---|---|---|---|
+END
+    for name in "${platform_names[@]}"; do
+      if [[ " ${names[*]} " == *" $name "* ]]; then
+        row "$name"
+      elif ! grep -sF "| \`$name\` |" "$page"; then
+        echo "| \`$name\` | – | – | – | – | – | – | – | not run | – |"
+      fi
+    done
+  } >"$page.new"
+  mv "$page.new" "$page"
+}
+
+status=0
+for name in "${names[@]}"; do
+  run_root "$name" || status=1
+done
+if [[ ${#core[@]} -eq 0 ]]; then
+  write_page
+fi
+exit "$status"

@@ -1,0 +1,185 @@
+#!/usr/bin/env bash
+# Builds and tests the tree that it lies in, inside the root NAME of
+# scripts/platforms.sh. Standard output is the log. Writes to FOLDER:
+#
+#   versions  a line for each tool: its name, a tab, its version
+#   results   a line for each step: its name, a tab, passed or failed, a tab,
+#             what it counted, if it counts
+#
+# With --core it stops after the build and the core suite. Exit status 1 if a
+# step failed.
+#
+#   scripts/platforms/check.sh [--core] NAME FOLDER
+set -uo pipefail
+here=$(dirname "$(readlink -f "$0")")
+# shellcheck source=/dev/null
+source "$here/roots.sh"
+cd "$here/../.." || exit 1
+
+core_only=false
+if [[ "$1" == --core ]]; then
+  core_only=true
+  shift
+fi
+name=$1
+folder=$2
+kind=$(platform_kind "$name")
+jobs=$(nproc)
+
+# step NAME COMMAND...: runs the command and writes down how it ended. The
+# command leaves in `counted` what is worth telling. Status: the command's.
+step() {
+  local step=$1 status=passed since=$SECONDS
+  shift
+  counted=
+  echo "== $step"
+  "$@" || status=failed
+  echo "== $step: $status after $((SECONDS - since)) seconds"
+  printf '%s\t%s\t%s\n' "$step" "$status" "$counted" >>"$folder/results"
+  [[ "$status" == passed ]]
+}
+
+# version TOOL COMMAND...: the first number with dots that the command prints.
+version() {
+  local tool=$1
+  shift
+  printf '%s\t%s\n' "$tool" "$("$@" | grep -oE '[0-9]+(\.[0-9]+)+' | head -n 1)"
+}
+
+write_versions() {
+  version protobuf protoc --version
+  if [[ "$kind" == cross ]]; then
+    version g++ "$triple-g++" -dumpfullversion
+  else
+    version g++ g++ -dumpfullversion
+    version clang clang++ --version
+  fi
+  version Boost sed -n 's/^#define BOOST_LIB_VERSION "\(.*\)_\(.*\)"/\1.\2/p' \
+    /usr/include/boost/version.hpp
+  [[ "$kind" == script ]] || version CMake cmake --version
+  [[ "$kind" != native ]] || version Meson meson --version
+  [[ "$kind" != native ]] || version Python python3 --version
+}
+
+# run_tests BUILD_FOLDER OPTION...: runs ctest and counts.
+run_tests() {
+  local build=$1 status=0 report="$folder/ctest.xml"
+  shift
+  rm -f "$report"
+  ctest --test-dir "$build" --output-on-failure --no-tests=error --parallel "$jobs" \
+    --output-junit "$report" "$@" || status=1
+  counted="$(count_in_report tests) tests"
+  for what in failures skipped; do
+    number=$(count_in_report "$what")
+    [[ "$number" == 0 ]] || counted+=", $number $what"
+  done
+  return "$status"
+}
+
+count_in_report() {
+  sed -n "s/.*[[:space:]]$1=\"\([0-9]*\)\".*/\1/p;T;q" "$report"
+}
+
+# run_goldens PLUGIN
+run_goldens() {
+  local log="$folder/goldens.log" status=0
+  "$here/run_goldens.sh" "$1" >"$log" 2>&1 || status=1
+  cat "$log"
+  counted=$(tail -n 1 "$log")
+  return "$status"
+}
+
+# ------------------------------------------------------------------------------
+# Where CMake is new enough.
+
+build_all() {
+  cmake --preset dev -DQARN_RPC_BUILD_BENCH=ON && cmake --build --preset dev
+}
+
+build_all_with_clang() {
+  cmake --preset clang -DQARN_RPC_BUILD_BENCH=ON -DQARN_RPC_BUILD_FUZZERS=ON &&
+    cmake --build --preset clang
+}
+
+check_static_program() {
+  cmake --preset release && cmake --build --preset release &&
+    run_goldens build/release/protoc-gen-qarn-rpc
+}
+
+check_native() {
+  step "build" build_all || return
+  step "core suite" run_tests build/dev --label-regex '^core$'
+  if $core_only; then
+    return
+  fi
+  step "static program" check_static_program
+  step "build with clang" build_all_with_clang
+  step "compile matrix" run_tests build/dev --label-regex '^matrix$'
+  step "consumers" run_tests build/dev --tests-regex \
+    '^consumers\.(install|installed_files|cmake_.*|static_option|add_subdirectory|fetch_content|make|meson)$'
+}
+
+# ------------------------------------------------------------------------------
+# Where it is not: each source on its own, with the warnings that the CMake build
+# has, and one link.
+
+# build_by_script COMPILER FOLDER LINK_OPTION...
+build_by_script() {
+  local compiler=$1 build=$2
+  local flags=(-std=c++17 -O2 -Isrc "-I$build")
+  shift 2
+  rm -rf "$build"
+  mkdir -p "$build"
+  protoc -I proto --cpp_out="$build" morvane/qarn/rpc/service_options.proto &&
+    "$compiler" "${flags[@]}" -c "$build/morvane/qarn/rpc/service_options.pb.cc" \
+      -o "$build/options.o" &&
+    find src -name '*.cc' |
+    while read -r source; do
+      echo "-c $source -o $build/$(tr / _ <<<"$source").o"
+    done |
+    xargs -P "$jobs" -L 1 \
+      "$compiler" "${flags[@]}" -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror &&
+    "$compiler" "$build"/*.o -o "$build/protoc-gen-qarn-rpc" "$@" -lprotoc -lprotobuf -pthread
+}
+
+check_by_script() {
+  for compiler in g++ clang++; do
+    step "build with $compiler" build_by_script "$compiler" "build/$compiler" -static &&
+      step "goldens with $compiler" run_goldens "build/$compiler/protoc-gen-qarn-rpc"
+  done
+}
+
+# ------------------------------------------------------------------------------
+# For another architecture.
+
+build_for_architecture() {
+  cmake -G Ninja -B build/cross -DCMAKE_BUILD_TYPE=Release -DCMAKE_SYSTEM_NAME=Linux \
+    -DCMAKE_SYSTEM_PROCESSOR="$cpu" -DCMAKE_CXX_COMPILER="$triple-g++" \
+    -DQARN_RPC_BUILD_TESTS=OFF -DQARN_RPC_WARNINGS_AS_ERRORS=ON &&
+    cmake --build build/cross
+}
+
+check_cross() {
+  step "static build" build_for_architecture || return
+  printf '#!/bin/sh\nexec qemu-%s %s/build/cross/protoc-gen-qarn-rpc "$@"\n' "$cpu" "$PWD" \
+    >build/plugin-under-qemu
+  chmod +x build/plugin-under-qemu
+  step "goldens under qemu" run_goldens build/plugin-under-qemu
+}
+
+# ------------------------------------------------------------------------------
+
+rm -rf "$folder"
+mkdir -p "$folder"
+case "$name" in
+  arm64) cpu=aarch64 ;;
+  *) cpu=$name ;;
+esac
+triple=$cpu-linux-gnu
+write_versions >"$folder/versions"
+case "$kind" in
+  native) check_native ;;
+  script) check_by_script ;;
+  cross) check_cross ;;
+esac
+! grep -q $'\tfailed\t' "$folder/results"
