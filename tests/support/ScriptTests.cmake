@@ -49,16 +49,63 @@ if(Protobuf_VERSION AND Protobuf_VERSION VERSION_LESS 3.15)
   set(optional_option "\"--experimental_allow_proto3_optional\"")
 endif()
 
+# The C++ standards that generated code is compiled at, from the oldest.
+set(QARN_RPC_STANDARDS c++11 c++14 c++17 c++20 c++23 c++26)
+
+# qarn_rpc_taken_standards(COMPILER RESULT): those of them at which the compiler
+# takes the headers of protobuf and Boost. It may be too old for the newest, and
+# current protobuf leaves the oldest behind. Like all that CMake finds, the
+# result stays until the build folder is made anew.
+function(qarn_rpc_taken_standards compiler result)
+  string(MAKE_C_IDENTIFIER "QARN_RPC_STANDARDS_OF_${compiler}" cached)
+  if(NOT DEFINED ${cached})
+    set(probe "${CMAKE_CURRENT_BINARY_DIR}/standards.cc")
+    file(WRITE "${probe}" "#include <boost/shared_ptr.hpp>\n#include <google/protobuf/message.h>\n")
+    set(includes "")
+    foreach(target IN ITEMS protobuf::libprotobuf Boost::headers)
+      get_target_property(folders ${target} INTERFACE_INCLUDE_DIRECTORIES)
+      foreach(folder IN LISTS folders)
+        # Naming the compiler's own folder again would change its order.
+        if(NOT folder STREQUAL "/usr/include" AND IS_DIRECTORY "${folder}")
+          list(APPEND includes -isystem "${folder}")
+        endif()
+      endforeach()
+    endforeach()
+    set(taken "")
+    foreach(standard IN LISTS QARN_RPC_STANDARDS)
+      execute_process(
+        COMMAND "${compiler}" -std=${standard} ${includes} -fsyntax-only "${probe}"
+        RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+      if(status EQUAL 0)
+        list(APPEND taken ${standard})
+      endif()
+    endforeach()
+    if(NOT taken)
+      message(FATAL_ERROR "${compiler} takes the headers of protobuf and Boost at no standard")
+    endif()
+    set(${cached} "${taken}" CACHE INTERNAL "The standards that ${compiler} takes")
+  endif()
+  set(${result} "${${cached}}" PARENT_SCOPE)
+endfunction()
+
 # qarn_rpc_write_compile_config(FILE BUILD_FOLDER): the JSON file that the
 # scripts read.
 function(qarn_rpc_write_compile_config file build)
+  set(libraries "$<TARGET_FILE:protobuf::libprotobuf>")
+  if(TARGET absl::base)
+    # Current protobuf's message code calls Abseil by itself.
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(QARN_RPC_PROTOBUF_LINK REQUIRED QUIET protobuf)
+    list(APPEND libraries ${QARN_RPC_PROTOBUF_LINK_LINK_LIBRARIES})
+  endif()
+  list(JOIN libraries "\", \"" libraries)
   set(includes "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
   string(APPEND includes ";$<TARGET_PROPERTY:Boost::headers,INTERFACE_INCLUDE_DIRECTORIES>")
   file(GENERATE OUTPUT "${file}" CONTENT "{
   \"build\": \"${build}\",
   \"compilers\": {${compilers_json}},
   \"golden\": \"${PROJECT_SOURCE_DIR}/tests/golden\",
-  \"libraries\": [\"$<TARGET_FILE:protobuf::libprotobuf>\"],
+  \"libraries\": [\"${libraries}\"],
   \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
   \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
   \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",

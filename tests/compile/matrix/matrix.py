@@ -1,9 +1,9 @@
 """Compiles the golden files with one compiler at one standard, links them and
 makes every call of their services.
 
-  matrix CONFIG options COMPILER
+  matrix CONFIG options COMPILER STANDARD
       generates and compiles the messages of the options schema, for the rest
-  matrix CONFIG messages COMPILER CASE
+  matrix CONFIG messages COMPILER STANDARD CASE
       the same for the messages of one case
   matrix CONFIG prefix COMPILER STANDARD
       prebuilds what all generated files include, for the rest
@@ -17,8 +17,9 @@ makes every call of their services.
       compiles headers alone, twice, before and after Boost's own
   matrix CONFIG control COMPILER STANDARD
       breaks golden files, and fails unless the compiler sees it
-  matrix CONFIG missing COMPILER
-      says that there is no such compiler
+  matrix CONFIG missing WHAT
+      says that there is no such compiler, or none that takes the headers of
+      protobuf and Boost at that standard
 
 Run as `python3 -m compile.matrix.matrix`. CONFIG is the JSON file that CMake
 writes. A failed test prints the command and what the compiler said. Exit
@@ -144,7 +145,7 @@ class Matrix:
 BUILD_FILES = {"CMakeLists.txt", "BUILD.bazel"}
 
 
-def make_messages(matrix, compiler, proto_folder, folder):
+def make_messages(matrix, compiler, standard, proto_folder, folder):
     """Generates and compiles the messages of the .proto files below the
     folder."""
     folder.mkdir(parents=True, exist_ok=True)
@@ -155,7 +156,7 @@ def make_messages(matrix, compiler, proto_folder, folder):
     ]
     run(matrix.protoc + ["-I", proto_folder, "-I", matrix.proto, f"--cpp_out={folder}"] + names)
     # Every compiler and standard can link the objects of one.
-    toolchain = Toolchain(compiler, "c++14", matrix.system_folders)
+    toolchain = Toolchain(compiler, standard, matrix.system_folders)
     sources = sorted(folder.rglob("*.pb.cc"))
     if len(sources) != len(names):
         raise Failure(
@@ -167,12 +168,13 @@ def make_messages(matrix, compiler, proto_folder, folder):
     print(f"message sources compiled: {len(sources)}")
 
 
-def make_options(matrix, compiler):
-    make_messages(matrix, compiler, matrix.proto, matrix.options())
+def make_options(matrix, compiler, standard):
+    make_messages(matrix, compiler, standard, matrix.proto, matrix.options())
 
 
-def make_messages_of_case(matrix, compiler, case):
-    make_messages(matrix, compiler, matrix.golden / case / "proto", matrix.messages(case))
+def make_messages_of_case(matrix, compiler, standard, case):
+    proto_folder = matrix.golden / case / "proto"
+    make_messages(matrix, compiler, standard, proto_folder, matrix.messages(case))
 
 
 def compile_run(matrix, toolchain, case, folder, work):
@@ -353,11 +355,11 @@ def main(arguments):
     config, command, compiler, *rest = arguments
     if command == "missing" and not rest:
         raise Skip(
-            f"{compiler} is not installed, so nothing is known about generated code under it"
+            f"{compiler} is not to be had here, so nothing is known about generated code under it"
         )
     commands = {
-        "options": (make_options, 0),
-        "messages": (make_messages_of_case, 1),
+        "options": (make_options, 1),
+        "messages": (make_messages_of_case, 2),
         "case": (test_case, 2),
         "headers": (test_headers, 1),
         "optimised": (test_optimised, 1),
