@@ -133,7 +133,7 @@ write_page() {
 
 What was built and tested where, and how that ended. `scripts/platforms.sh` writes this page, a row for each Debian root that it makes; the other tests run on Debian 12.
 
-- The core suite, the compile matrix (the golden files with each compiler at each standard, with warnings as errors) and the consumers (CMake, Make and Meson projects) are tests; a skipped one says in the log why.
+- The core suite is what `scripts/test.sh` runs. "Newest standards" are the golden files, compiled with warnings as errors, linked and called: with each compiler at the two newest standards that it takes, up to C++26. "Consumers" are CMake, Make and Meson projects.
 - The static program generates every golden case, also where only that is run: on another architecture under qemu, and with a protobuf whose Debian has too old a CMake for the rest, so that a script compiles.
 - What was not used in a root has a dash.
 

@@ -114,7 +114,7 @@ check_native() {
   fi
   step "static program" check_static_program
   step "build with clang" build_all_with_clang
-  step "compile matrix" run_tests build/dev --label-regex '^matrix$'
+  step "newest standards" run_tests build/dev --label-regex '^newest$'
   step "consumers" run_tests build/dev --tests-regex \
     '^consumers\.(install|installed_files|cmake_.*|static_option|add_subdirectory|fetch_content|make|meson)$'
 }
