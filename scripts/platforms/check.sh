@@ -120,33 +120,60 @@ check_native() {
 }
 
 # ------------------------------------------------------------------------------
-# Where it is not: each source on its own, with the warnings that the CMake build
-# has, and one link.
+# Where it is not: each source on its own, and one link for each program.
 
-# build_by_script COMPILER FOLDER LINK_OPTION...
+# compile_all COMPILER SOURCE...: with the warnings that the CMake build has.
+compile_all() {
+  local compiler=$1 source
+  shift
+  for source in "$@"; do
+    echo "-c $source -o $objects/$source.o"
+  done |
+    xargs -P "$jobs" -L 1 "$compiler" -std=c++17 -O1 -Isrc -Itests -isystem "$objects" \
+      -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
+      "-DQARN_RPC_PLUGIN=\"$PWD/$objects/protoc-gen-qarn-rpc\"" \
+      "-DQARN_RPC_PROTOC=\"/usr/bin/protoc\"" \
+      "-DQARN_RPC_PROTO_FOLDER=\"$PWD/proto\"" \
+      "-DQARN_RPC_GOLDEN_FOLDER=\"$PWD/tests/golden\""
+}
+
+# Sets `objects`, the folder of what is built, and makes the program there.
 build_by_script() {
-  local compiler=$1 build=$2
-  local flags=(-std=c++17 -O2 -Isrc "-I$build")
-  shift 2
-  rm -rf "$build"
-  mkdir -p "$build"
-  protoc -I proto --cpp_out="$build" morvane/qarn/rpc/service_options.proto &&
-    "$compiler" "${flags[@]}" -c "$build/morvane/qarn/rpc/service_options.pb.cc" \
-      -o "$build/options.o" &&
-    find src -name '*.cc' |
-    while read -r source; do
-      echo "-c $source -o $build/$(tr / _ <<<"$source").o"
-    done |
-    xargs -P "$jobs" -L 1 \
-      "$compiler" "${flags[@]}" -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror &&
-    "$compiler" "$build"/*.o -o "$build/protoc-gen-qarn-rpc" "$@" -lprotoc -lprotobuf -pthread
+  local compiler=$1 schema=morvane/qarn/rpc/service_options
+  objects=build/$1
+  rm -rf "$objects"
+  find src tests/unit tests/golden tests/support -type d -printf "$objects/%p\n" |
+    xargs mkdir -p "$objects/$(dirname "$schema")"
+  mapfile -t sources < <(find src -name '*.cc')
+  protoc -I proto --cpp_out="$objects" "$schema.proto" &&
+    "$compiler" -std=c++17 -O1 -w "-I$objects" -c "$objects/$schema.pb.cc" \
+      -o "$objects/$schema.o" &&
+    compile_all "$compiler" "${sources[@]}" &&
+    mapfile -t library < <(find "$objects/src" "$objects/morvane" -name '*.o' ! -name '*main.cc.o') &&
+    "$compiler" -static "${library[@]}" "$objects/src/plugin/main.cc.o" \
+      -lprotoc -lprotobuf -pthread -o "$objects/protoc-gen-qarn-rpc"
+}
+
+# The tests of the sources and of whole files, in one program; golden_test.cc
+# has its main.
+test_by_script() {
+  local compiler=$1 log="$folder/tests.log"
+  mapfile -t sources < <(find tests/unit tests/golden tests/support -name '*.cc' \
+    ! -path '*/proto/*' ! -path '*/runtime/*')
+  compile_all "$compiler" "${sources[@]}" || return
+  sources=("${sources[@]/#/$objects/}")
+  "$compiler" "${library[@]}" "${sources[@]/%/.o}" \
+      -lgmock -lgtest -lprotoc -lprotobuf -pthread -o "$objects/tests" &&
+    "$objects/tests" --gtest_brief=1 | tee "$log" &&
+    counted="$(sed -n 's/^\[  PASSED  \] \([0-9]* tests\).*/\1/p' "$log")"
 }
 
 check_by_script() {
   for compiler in g++ clang++; do
-    step "build with $compiler" build_by_script "$compiler" "build/$compiler" -static &&
-      step "goldens with $compiler" run_goldens "build/$compiler/protoc-gen-qarn-rpc"
+    step "static program with $compiler" build_by_script "$compiler" &&
+      step "goldens" run_goldens "$objects/protoc-gen-qarn-rpc"
   done
+  step "tests of src and of whole files" test_by_script g++
 }
 
 # ------------------------------------------------------------------------------

@@ -32,9 +32,9 @@ platform_kind() {
 platform_packages() {
   case "$(platform_kind "$1")" in
     native)
-      echo binutils clang cmake diffutils file g++ git libbenchmark-dev libboost-dev
-      echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make man-db
-      echo meson ninja-build pkg-config protobuf-compiler python3
+      echo clang cmake diffutils g++ git libbenchmark-dev libboost-dev ninja-build
+      echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make meson
+      echo pkg-config protobuf-compiler python3
       # For the fuzzers.
       if [[ "$1" == debian12 ]]; then echo libclang-rt-14-dev; else echo libclang-rt-dev; fi
       ;;
@@ -44,8 +44,9 @@ platform_packages() {
       ;;
     cross)
       # protoc runs as it is, and starts the plugin under qemu.
-      echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user libboost-dev
-      echo "crossbuild-essential-$1 libprotobuf-dev:$1 libprotoc-dev:$1 zlib1g-dev:$1"
+      echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user
+      echo "crossbuild-essential-$1 libboost-dev:$1 libprotobuf-dev:$1 libprotoc-dev:$1"
+      echo "zlib1g-dev:$1"
       ;;
   esac
 }
