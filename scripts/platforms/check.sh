@@ -163,8 +163,8 @@ test_by_script() {
   compile_all "$compiler" "${sources[@]}" || return
   sources=("${sources[@]/#/$objects/}")
   "$compiler" "${library[@]}" "${sources[@]/%/.o}" \
-      -lgmock -lgtest -lprotoc -lprotobuf -pthread -o "$objects/tests" &&
-    "$objects/tests" --gtest_brief=1 | tee "$log" &&
+      -lgmock -lgtest -lprotoc -lprotobuf -pthread -o "$objects/all_tests" &&
+    "$objects/all_tests" --gtest_brief=1 | tee "$log" &&
     counted="$(sed -n 's/^\[  PASSED  \] \([0-9]* tests\).*/\1/p' "$log")"
 }
 
