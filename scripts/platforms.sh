@@ -45,7 +45,7 @@ reason_against_roots() {
     echo "making a root needs the user root"
   elif ! scripts/setup.sh platforms >&2; then
     echo "debootstrap could not be installed"
-  elif ! unshare --mount --pid --fork true 2>/dev/null; then
+  elif ! unshare --mount true 2>/dev/null; then
     echo "this system lets nobody mount"
   fi
 }

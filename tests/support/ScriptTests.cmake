@@ -99,7 +99,7 @@ function(qarn_rpc_write_compile_config file build)
     # Current protobuf's message code calls Abseil by itself.
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(QARN_RPC_PROTOBUF_LINK REQUIRED QUIET protobuf)
-    list(APPEND libraries ${QARN_RPC_PROTOBUF_LINK_LINK_LIBRARIES})
+    list(APPEND libraries ${QARN_RPC_PROTOBUF_LINK_LDFLAGS})
   endif()
   list(JOIN libraries "\", \"" libraries)
   set(includes "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
@@ -115,7 +115,7 @@ function(qarn_rpc_write_compile_config file build)
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
   \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/support/runtime\",
-  \"system_folders\": [\"$<JOIN:${includes},\",\">\"]
+  \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
 }
 ")
 endfunction()

@@ -149,7 +149,8 @@ void ExerciseMethod(const google::protobuf::ServiceDescriptor* service,
                                        : qarn::rpc::RMT_SIMPLE);
 
   Expect(Traits::name() == method->name(), name + " has its name");
-  Expect(name == service->full_name() + "/" + method->name(),
+  Expect(name == std::string(service->full_name()) + "/" +
+                     std::string(method->name()),
          name + " has its full name");
   Expect(Traits::rpc_type == type, name + " has its kind");
   Expect(Traits::request::descriptor() == method->input_type(),
@@ -205,7 +206,8 @@ inline int Finish(const std::vector<std::string>& files) {
             name);
     Expect(file != nullptr, name + " is linked");
     for (int i = 0; file && i < file->service_count(); ++i) {
-      const std::string& service = file->service(i)->full_name();
+      // Some releases of protobuf return a string, others a view.
+      const std::string service(file->service(i)->full_name());
       Expect(Services().count(service) == 1, service + " is exercised");
       methods += file->service(i)->method_count();
     }
