@@ -123,7 +123,7 @@ row() {
   printf ' %s | %s |\n' "$(outcome "$results")" "$(date +%F)"
 }
 
-# Writes the page anew: the rows of `names` from their results, the others as
+# Writes the page anew: the row of the root $1 from its results, the others as
 # they stand.
 write_page() {
   local page=docs/platforms.md name
@@ -141,7 +141,7 @@ What was built and tested where, and how that ended. `scripts/platforms.sh` writ
 |---|---|---|---|---|---|---|---|---|---|
 END
     for name in "${platform_names[@]}"; do
-      if [[ " ${names[*]} " == *" $name "* ]]; then
+      if [[ "$name" == "$1" ]]; then
         row "$name"
       elif ! grep -sF "| \`$name\` |" "$page"; then
         echo "| \`$name\` | – | – | – | – | – | – | – | not run | – |"
@@ -154,8 +154,8 @@ END
 status=0
 for name in "${names[@]}"; do
   run_root "$name" || status=1
+  if [[ ${#core[@]} -eq 0 ]]; then
+    write_page "$name"
+  fi
 done
-if [[ ${#core[@]} -eq 0 ]]; then
-  write_page
-fi
 exit "$status"
