@@ -134,7 +134,7 @@ write_page() {
 What was built and tested where, and how that ended. `scripts/platforms.sh` writes this page, a row for each Debian root that it makes; the other tests run on Debian 12.
 
 - The core suite is what `scripts/test.sh` runs. "Newest standards" are the golden files, compiled with warnings as errors, linked and called: with each compiler at the two newest standards that it takes, up to C++26. "Consumers" are CMake, Make and Meson projects.
-- The static program generates every golden case, also where only that is run: on another architecture under qemu, and with a protobuf whose Debian has too old a CMake for the rest, so that a script compiles.
+- The static programs, both plugins, generate every golden case that their `protoc` takes, also where little else is run: on another architecture under qemu, and with a protobuf whose Debian has too old a CMake, so that a script compiles.
 - What was not used in a root has a dash.
 
 | Root | protobuf | g++ | clang | Boost | CMake | Meson | Python | What was run | Date |

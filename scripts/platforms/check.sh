@@ -80,10 +80,10 @@ count_in_report() {
   sed -n "s/.*[[:space:]]$1=\"\([0-9]*\)\".*/\1/p;T;q" "$report"
 }
 
-# run_goldens PLUGIN
+# run_goldens PLAIN ANY: the two plugins.
 run_goldens() {
   local log="$folder/goldens.log" status=0
-  "$here/run_goldens.sh" "$1" >"$log" 2>&1 || status=1
+  "$here/run_goldens.sh" "$@" >"$log" 2>&1 || status=1
   cat "$log"
   counted=$(tail -n 1 "$log")
   return "$status"
@@ -101,9 +101,9 @@ build_all_with_clang() {
     cmake --build --preset clang
 }
 
-check_static_program() {
+check_static_programs() {
   cmake --preset release && cmake --build --preset release &&
-    run_goldens build/release/protoc-gen-qarn-rpc
+    run_goldens build/release/protoc-gen-qarn-rpc{,-any}
 }
 
 check_native() {
@@ -112,7 +112,7 @@ check_native() {
   if $core_only; then
     return
   fi
-  step "static program" check_static_program
+  step "static programs" check_static_programs
   step "build with clang" build_all_with_clang
   step "newest standards" run_tests build/dev --label-regex '^newest$'
   step "consumers" run_tests build/dev --tests-regex \
@@ -132,12 +132,13 @@ compile_all() {
     xargs -P "$jobs" -L 1 "$compiler" -std=c++17 -O1 -Isrc -Itests -isystem "$objects" \
       -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror \
       "-DQARN_RPC_PLUGIN=\"$PWD/$objects/protoc-gen-qarn-rpc\"" \
+      "-DQARN_RPC_PLUGIN_ANY=\"$PWD/$objects/protoc-gen-qarn-rpc-any\"" \
       "-DQARN_RPC_PROTOC=\"/usr/bin/protoc\"" \
       "-DQARN_RPC_PROTO_FOLDER=\"$PWD/proto\"" \
       "-DQARN_RPC_GOLDEN_FOLDER=\"$PWD/tests/golden\""
 }
 
-# Sets `objects`, the folder of what is built, and makes the program there.
+# Sets `objects`, the folder of what is built, and makes the plugins there.
 build_by_script() {
   local compiler=$1 schema=morvane/qarn/rpc/service_options
   objects=build/$1
@@ -151,7 +152,9 @@ build_by_script() {
     compile_all "$compiler" "${sources[@]}" &&
     mapfile -t library < <(find "$objects/src" "$objects/morvane" -name '*.o' ! -name '*main.cc.o') &&
     "$compiler" -static "${library[@]}" "$objects/src/plugin/main.cc.o" \
-      -lprotoc -lprotobuf -pthread -o "$objects/protoc-gen-qarn-rpc"
+      -lprotoc -lprotobuf -pthread -o "$objects/protoc-gen-qarn-rpc" &&
+    "$compiler" -static "${library[@]}" "$objects/src/plugin/any_syntax_main.cc.o" \
+      -lprotoc -lprotobuf -pthread -o "$objects/protoc-gen-qarn-rpc-any"
 }
 
 # The tests of the sources and of whole files, in one program; golden_test.cc
@@ -170,8 +173,8 @@ test_by_script() {
 
 check_by_script() {
   for compiler in g++ clang++; do
-    step "static program with $compiler" build_by_script "$compiler" &&
-      step "goldens" run_goldens "$objects/protoc-gen-qarn-rpc"
+    step "static programs with $compiler" build_by_script "$compiler" &&
+      step "goldens" run_goldens "$objects"/protoc-gen-qarn-rpc{,-any}
   done
   step "tests of src and of whole files" test_by_script g++
 }
@@ -188,10 +191,13 @@ build_for_architecture() {
 
 check_cross() {
   step "static build" build_for_architecture || return
-  printf '#!/bin/sh\nexec qemu-%s %s/build/cross/protoc-gen-qarn-rpc "$@"\n' "$cpu" "$PWD" \
-    >build/plugin-under-qemu
-  chmod +x build/plugin-under-qemu
-  step "goldens under qemu" run_goldens build/plugin-under-qemu
+  mkdir -p build/qemu
+  for plugin in protoc-gen-qarn-rpc protoc-gen-qarn-rpc-any; do
+    printf '#!/bin/sh\nexec qemu-%s %s/build/cross/%s "$@"\n' "$cpu" "$PWD" "$plugin" \
+      >"build/qemu/$plugin"
+    chmod +x "build/qemu/$plugin"
+  done
+  step "goldens under qemu" run_goldens build/qemu/protoc-gen-qarn-rpc{,-any}
 }
 
 # ------------------------------------------------------------------------------

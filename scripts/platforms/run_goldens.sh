@@ -1,35 +1,65 @@
 #!/usr/bin/env bash
-# Generates every golden case with protoc and the program PLUGIN, and compares
-# with the expected files, byte for byte. For systems that run the program but
-# not the tests. The last line printed is the number of runs. Exit status 1 if
-# a file differs.
+# Generates the golden cases with protoc and both plugins, and compares with the
+# expected files, byte for byte. For systems that run the plugins but not the
+# tests. The last line printed is the number of runs. Exit status 1 if a file
+# differs.
 #
-#   scripts/platforms/run_goldens.sh PLUGIN
+# Left out are the cases of an edition that protoc does not take, and, with
+# PLAIN, those that need a plugin for any syntax.
+#
+#   scripts/platforms/run_goldens.sh PLAIN ANY
 set -euo pipefail
-plugin=$(readlink -f "$1")
+plain=$(readlink -f "$1")
+any=$(readlink -f "$2")
 cd "$(dirname "$0")/../.."
+
+protoc=(protoc -I proto)
+case "$(protoc --version)" in
+  *' '3.1[234].*) protoc+=(--experimental_allow_proto3_optional) ;;
+esac
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 count=0
 failed=0
-for run in tests/golden/*/*/; do
-  run=${run%/}
+
+# run_golden RUN PLUGIN: RUN is the folder of the expected files.
+run_golden() {
+  local run=$1 plugin=$2 output files parameter=${1##*/} protos
   protos=$(dirname "$run")/proto
-  parameter=${run##*/}
-  case "$parameter" in
-    proto) continue ;;
-    plain) parameter= ;;
-  esac
-  count=$((count + 1))
-  mkdir "$work/$count"
+  output=$work/$((++count))
+  mkdir "$output"
   mapfile -t files < <(cd "$protos" && find . -type f -printf '%P\n' | sort)
-  if ! protoc --plugin="protoc-gen-qarn-rpc=$plugin" -I "$protos" -I proto \
-    --qarn-rpc_out="$work/$count" ${parameter:+--qarn-rpc_opt="$parameter"} "${files[@]}" ||
-    ! diff -ru "$run" "$work/$count"; then
-    echo "run_goldens.sh: $run differs" >&2
+  [[ "$parameter" != plain ]] || parameter=
+  if ! "${protoc[@]}" -I "$protos" --plugin="protoc-gen-qarn-rpc=$plugin" \
+    --qarn-rpc_out="$output" ${parameter:+--qarn-rpc_opt="$parameter"} "${files[@]}" ||
+    ! diff -ru "$run" "$output"; then
+    echo "run_goldens.sh: $run differs with ${plugin##*/}" >&2
     failed=$((failed + 1))
   fi
+}
+
+for folder in tests/golden/*/; do
+  folder=${folder%/}
+  plugins=("$plain" "$any")
+  case "${folder##*/}" in
+    proto3_optional) plugins=("$any") ;;
+    edition_*)
+      plugins=("$any")
+      mapfile -t files < <(find "$folder/proto" -type f)
+      if ! protoc -I proto -I "$folder/proto" --descriptor_set_out=/dev/null \
+        "${files[@]}" 2>/dev/null; then
+        continue
+      fi
+      ;;
+  esac
+  for run in "$folder"/*/; do
+    run=${run%/}
+    [[ "$run" != */proto ]] || continue
+    for plugin in "${plugins[@]}"; do
+      run_golden "$run" "$plugin"
+    done
+  done
 done
 if [[ "$failed" -gt 0 ]]; then
   echo "$count runs, $failed failed"
