@@ -1,50 +1,76 @@
-# Finds what qarn_rpc_generate() runs and links: protobuf, protoc and the plugin.
-# Each function is called anew by every qarn_rpc_generate(): imported targets
-# and found paths are only known in the folder that found them and below.
+# Finds what qarn_rpc_generate() and this project's own build run: protobuf's
+# library, protoc and the plugin; and checks that protoc and library fit.
 
 include_guard(GLOBAL)
 cmake_policy(VERSION 3.20...3.31)
 
 # Ends the configure step with a text that says what is wrong and what to do.
 function(_qarn_rpc_fail text)
-  message(FATAL_ERROR "qarn_rpc_generate: ${text}")
+  message(FATAL_ERROR "qarn-rpc-gen: ${text}")
 endfunction()
 
-# Finds a program on the host's PATH, also when everything else is looked up in
-# the target's system.
-function(_qarn_rpc_find_on_path cache_variable name)
-  find_program(${cache_variable} ${name}
+# Says `text` at the first call of a configure step, and nothing at later ones.
+# `kind` is STATUS or WARNING.
+function(_qarn_rpc_say_once kind text)
+  string(MD5 key "${text}")
+  get_property(said GLOBAL PROPERTY _qarn_rpc_said_${key})
+  if(NOT said)
+    message(${kind} "qarn-rpc-gen: ${text}")
+    set_property(GLOBAL PROPERTY _qarn_rpc_said_${key} TRUE)
+  endif()
+endfunction()
+
+# Finds the first of `names` on the host's PATH, also when everything else is
+# looked up in the target's system.
+function(_qarn_rpc_find_on_path cache_variable names)
+  find_program(${cache_variable} NAMES ${names}
     PATHS ENV PATH NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
   mark_as_advanced(${cache_variable})
 endfunction()
 
-# Makes sure that protobuf::libprotobuf exists. Current protobuf releases bring
-# a CMake package, Debian's does not. A macro, for the module's variables: they
-# are to reach _qarn_rpc_find_protoc().
-macro(_qarn_rpc_find_protobuf)
+# Makes sure that protobuf::libprotobuf exists. What the project has comes
+# first, since it may build protobuf itself. Current protobuf releases bring a
+# CMake package, Debian's 3.21 does not.
+function(_qarn_rpc_find_protobuf)
+  if(TARGET protobuf::libprotobuf)
+    return()
+  endif()
+  if(CMAKE_CROSSCOMPILING AND NOT Protobuf_PROTOC_EXECUTABLE)
+    # Ahead of the module, which would take the target system's.
+    _qarn_rpc_find_on_path(Protobuf_PROTOC_EXECUTABLE protoc)
+  endif()
+  # What one folder finds serves the other folders too: looking for it takes
+  # longer than all else that a call does. Known from CMake 3.24 on.
+  set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL TRUE)
+  find_package(Protobuf CONFIG QUIET)
   if(NOT TARGET protobuf::libprotobuf)
-    if(CMAKE_CROSSCOMPILING AND NOT Protobuf_PROTOC_EXECUTABLE)
-      # Ahead of the module, which would take the target system's.
-      _qarn_rpc_find_on_path(Protobuf_PROTOC_EXECUTABLE protoc)
-    endif()
-    find_package(Protobuf CONFIG QUIET)
-    if(NOT TARGET protobuf::libprotobuf)
-      find_package(Protobuf MODULE QUIET)
-    endif()
+    find_package(Protobuf MODULE QUIET)
   endif()
   if(NOT TARGET protobuf::libprotobuf)
     _qarn_rpc_fail("protobuf's C++ library was not found. \
 On Debian or Ubuntu: apt-get install libprotobuf-dev. \
 Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
   endif()
-endmacro()
+endfunction()
+
+# The include folders of protobuf's library. One that is built in the same
+# project names them inside $<BUILD_INTERFACE:...>.
+function(_qarn_rpc_protobuf_include_dirs result)
+  get_target_property(dirs protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
+  if(NOT dirs)
+    set(dirs "")
+  endif()
+  string(REGEX REPLACE "\\$<BUILD_INTERFACE:([^>]*)>" "\\1" dirs "${dirs}")
+  string(GENEX_STRIP "${dirs}" dirs)
+  set(${result} "${dirs}" PARENT_SCOPE)
+endfunction()
 
 # The folders under which protobuf's own .proto files are imported, of which the
 # options schema needs one. protoc finds them by itself only when it stands
 # where it was installed with them.
 function(_qarn_rpc_protobuf_import_dirs result)
+  _qarn_rpc_protobuf_include_dirs(include_dirs)
   set(import_dirs "")
-  get_target_property(include_dirs protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
   foreach(dir IN LISTS include_dirs)
     if(EXISTS "${dir}/google/protobuf/descriptor.proto")
       list(APPEND import_dirs "${dir}")
@@ -53,17 +79,18 @@ function(_qarn_rpc_protobuf_import_dirs result)
   set(${result} "${import_dirs}" PARENT_SCOPE)
 endfunction()
 
-# Sets in the caller what runs protoc (a path or a generator expression) in
-# `protoc`, and in `protoc_takes_depfile` whether it has --dependency_out.
-function(_qarn_rpc_find_protoc)
+# What runs protoc (a path or a generator expression) in `result`, and its
+# version in `version_result`: empty for one that this build makes, which is a
+# current one.
+function(_qarn_rpc_find_protoc result version_result)
   if(QARN_RPC_PROTOC_EXECUTABLE)
     set(protoc "${QARN_RPC_PROTOC_EXECUTABLE}")
     set(came_from "QARN_RPC_PROTOC_EXECUTABLE")
   elseif(TARGET protobuf::protoc AND NOT CMAKE_CROSSCOMPILING)
     get_target_property(is_imported protobuf::protoc IMPORTED)
-    if(NOT is_imported)  # Built with this project, so it is a current one.
-      set(protoc "$<TARGET_FILE:protobuf::protoc>" PARENT_SCOPE)
-      set(protoc_takes_depfile TRUE PARENT_SCOPE)
+    if(NOT is_imported)
+      set(${result} "$<TARGET_FILE:protobuf::protoc>" PARENT_SCOPE)
+      set(${version_result} "" PARENT_SCOPE)
       return()
     endif()
     get_target_property(protoc protobuf::protoc LOCATION)
@@ -82,17 +109,19 @@ On Debian or Ubuntu: apt-get install protobuf-compiler. \
 Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.")
   endif()
   _qarn_rpc_protoc_version("${protoc}" version)
-  if(NOT version)
+  if(NOT version AND CMAKE_CROSSCOMPILING)
+    _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
+Is it the target system's? \
+Set QARN_RPC_PROTOC_EXECUTABLE to the full path of one for the machine that builds, \
+of the same release as the target system's protobuf.")
+  elseif(NOT version)
     _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
 On Debian or Ubuntu: apt-get install protobuf-compiler. \
 Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to the full path of one that runs here.")
   endif()
-  set(protoc "${protoc}" PARENT_SCOPE)
-  if(version VERSION_LESS 3)
-    set(protoc_takes_depfile FALSE PARENT_SCOPE)
-  else()
-    set(protoc_takes_depfile TRUE PARENT_SCOPE)
-  endif()
+  _qarn_rpc_check_skew("${protoc}" "${came_from}" "${version}")
+  set(${result} "${protoc}" PARENT_SCOPE)
+  set(${version_result} "${version}" PARENT_SCOPE)
 endfunction()
 
 # The version that `protoc` gives itself, or nothing when it does not run. Asked
@@ -111,30 +140,104 @@ function(_qarn_rpc_protoc_version protoc result)
   set(${result} "${version}" PARENT_SCOPE)
 endfunction()
 
-# Sets in the caller what protoc is to start (a path or a generator expression)
-# in `plugin`. A cross build cannot run the plugin of its target system.
-function(_qarn_rpc_find_plugin)
+# The release of the library whose headers are in one of `include_dirs`, as its
+# protoc writes it: 3.21.12 for library 3.21.12, and 36.2 for library 7.36.2,
+# since from 22 on protoc leaves the first number out. Empty without headers.
+# `header_result` is the header that says so.
+function(_qarn_rpc_library_release include_dirs result header_result)
+  set(release "")
+  set(header "")
+  foreach(dir IN LISTS include_dirs)
+    set(header "${dir}/google/protobuf/stubs/common.h")
+    if(EXISTS "${header}")
+      file(STRINGS "${header}" line LIMIT_COUNT 1
+        REGEX "^#define GOOGLE_PROTOBUF_VERSION [0-9]+")
+      if(line MATCHES "VERSION ([0-9]+)([0-9][0-9][0-9])([0-9][0-9][0-9])")
+        # As numbers, without leading zeros.
+        math(EXPR minor "1${CMAKE_MATCH_2} - 1000")
+        math(EXPR patch "1${CMAKE_MATCH_3} - 1000")
+        set(release "${minor}.${patch}")
+        if(CMAKE_MATCH_1 LESS 4)
+          string(PREPEND release "${CMAKE_MATCH_1}.")
+        endif()
+        break()
+      endif()
+    endif()
+  endforeach()
+  set(${result} "${release}" PARENT_SCOPE)
+  set(${header_result} "${header}" PARENT_SCOPE)
+endfunction()
+
+# Warns when protoc and library are of different releases, and fails when the
+# code of that protoc cannot be compiled with that library.
+function(_qarn_rpc_check_skew protoc came_from version)
+  _qarn_rpc_protobuf_include_dirs(include_dirs)
+  # One look at the headers for all calls.
+  string(MD5 key "${protoc};${include_dirs}")
+  get_property(checked GLOBAL PROPERTY _qarn_rpc_checked_skew_${key})
+  if(checked)
+    return()
+  endif()
+  set_property(GLOBAL PROPERTY _qarn_rpc_checked_skew_${key} TRUE)
+
+  _qarn_rpc_library_release("${include_dirs}" release header)
+  if(NOT release OR release VERSION_EQUAL version)
+    return()
+  endif()
+  # Generated code asks for its own release: up to 3.21 for the first two
+  # numbers, today, in a header of its own, for all of them.
+  string(REGEX MATCH "^3\\.[0-9]+|^[0-9]+" release_series "${release}")
+  string(REGEX MATCH "^3\\.[0-9]+|^[0-9]+" version_series "${version}")
+  cmake_path(REPLACE_FILENAME header "../runtime_version.h" OUTPUT_VARIABLE exact_header)
+  set(what "protoc is of release ${version} ('${protoc}', from ${came_from}), \
+but protobuf's library of release ${release} ('${header}').")
+  set(remedy "Install both of one release, or set QARN_RPC_PROTOC_EXECUTABLE \
+to the full path of a protoc ${release} that runs on this machine.")
+  if(NOT release_series STREQUAL version_series OR EXISTS "${exact_header}")
+    _qarn_rpc_fail("${what} The library refuses to compile what this protoc writes. ${remedy}")
+  endif()
+  _qarn_rpc_say_once(WARNING "${what} ${remedy}")
+endfunction()
+
+# What protoc is to start (a path or a generator expression). The program that
+# takes .proto files of any syntax comes first; it is missing where protobuf is
+# older than 3.12. A cross build cannot run the plugin of its target system.
+function(_qarn_rpc_find_plugin result)
+  set(found "")
   if(QARN_RPC_PLUGIN_EXECUTABLE)
     if(NOT EXISTS "${QARN_RPC_PLUGIN_EXECUTABLE}")
       _qarn_rpc_fail("QARN_RPC_PLUGIN_EXECUTABLE is \
 '${QARN_RPC_PLUGIN_EXECUTABLE}', which does not exist. \
-Set it to the full path of protoc-gen-qarn-rpc.")
+Set it to the full path of protoc-gen-qarn-rpc-any.")
     endif()
-    set(plugin "${QARN_RPC_PLUGIN_EXECUTABLE}" PARENT_SCOPE)
+    set(plugin "${QARN_RPC_PLUGIN_EXECUTABLE}")
   elseif(NOT CMAKE_CROSSCOMPILING)
-    if(NOT TARGET qarn-rpc-gen::protoc-gen-qarn-rpc)
-      _qarn_rpc_fail("the target qarn-rpc-gen::protoc-gen-qarn-rpc is missing. \
+    set(plugin "")
+    foreach(name IN ITEMS protoc-gen-qarn-rpc-any protoc-gen-qarn-rpc)
+      if(NOT plugin AND TARGET qarn-rpc-gen::${name})
+        set(plugin "$<TARGET_FILE:qarn-rpc-gen::${name}>")
+        set(found "${name}")
+      endif()
+    endforeach()
+    if(NOT plugin)
+      _qarn_rpc_fail("the target qarn-rpc-gen::protoc-gen-qarn-rpc-any is missing. \
 Call find_package(qarn-rpc-gen REQUIRED) first, \
-or set QARN_RPC_PLUGIN_EXECUTABLE to the full path of protoc-gen-qarn-rpc.")
+or set QARN_RPC_PLUGIN_EXECUTABLE to the full path of protoc-gen-qarn-rpc-any.")
     endif()
-    set(plugin "$<TARGET_FILE:qarn-rpc-gen::protoc-gen-qarn-rpc>" PARENT_SCOPE)
   else()
-    _qarn_rpc_find_on_path(QARN_RPC_PLUGIN_ON_PATH protoc-gen-qarn-rpc)
+    _qarn_rpc_find_on_path(QARN_RPC_PLUGIN_ON_PATH
+      "protoc-gen-qarn-rpc-any;protoc-gen-qarn-rpc")
     if(NOT QARN_RPC_PLUGIN_ON_PATH)
-      _qarn_rpc_fail("no protoc-gen-qarn-rpc for the machine that builds was found. \
+      _qarn_rpc_fail("no protoc-gen-qarn-rpc-any for the machine that builds was found. \
 Install one there and put it on the PATH, \
 or set QARN_RPC_PLUGIN_EXECUTABLE to its full path.")
     endif()
-    set(plugin "${QARN_RPC_PLUGIN_ON_PATH}" PARENT_SCOPE)
+    set(plugin "${QARN_RPC_PLUGIN_ON_PATH}")
+    cmake_path(GET plugin STEM LAST_ONLY found)
   endif()
+  if(found STREQUAL "protoc-gen-qarn-rpc")
+    _qarn_rpc_say_once(STATUS "there is no protoc-gen-qarn-rpc-any, so protoc-gen-qarn-rpc is \
+used, to which protoc hands no file with proto3 optional or an edition")
+  endif()
+  set(${result} "${plugin}" PARENT_SCOPE)
 endfunction()

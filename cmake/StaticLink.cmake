@@ -16,12 +16,6 @@ function(qarn_rpc_link_statically program)
   if(NOT QARN_RPC_STATIC)
     return()
   endif()
-  get_target_property(protobuf_file protobuf::libprotobuf LOCATION)
-  if(NOT protobuf_file MATCHES "\\.a$")
-    message(FATAL_ERROR
-      "QARN_RPC_STATIC needs protobuf's archives, but only ${protobuf_file} was found. "
-      "Install them, or set QARN_RPC_STATIC to OFF to build with shared libraries.")
-  endif()
   foreach(target IN ITEMS ${program} ${ARGN})
     target_compile_options(${target} PRIVATE
       # Each function and object in a section of its own, for --gc-sections.

@@ -1,6 +1,7 @@
 """CMake projects that use the installed package."""
 
 import os
+import re
 import shutil
 
 from consumers import errors
@@ -129,24 +130,203 @@ def test_cmake_odd_paths(context):
         build.expect_after(context.schema, TEXT | ECHO | OPTIONS)
 
 
-def test_cmake_old_protoc(context):
-    """The same with a protoc that has no --dependency_out."""
-    fresh_folder(context.work)
-    protoc = write_program(
-        os.path.join(context.work, "protoc"),
+def stand_in_protoc(folder, version, refused="--no-such-option"):
+    """Writes a protoc that says it is `version` and does not know `refused`."""
+    return write_program(
+        os.path.join(folder, f"protoc-{version}"),
         f"""
 case "$*" in
-  --version) echo "libprotoc 2.6.1" ;;
-  *--dependency_out*) echo "Unknown flag: --dependency_out" >&2; exit 1 ;;
+  --version) echo "libprotoc {version}" ;;
+  *{refused}*) echo "Unknown flag: {refused}" >&2; exit 1 ;;
   *) exec "{shutil.which("protoc")}" "$@" ;;
 esac
 """,
     )
+
+
+def stand_in_library(folder, number):
+    """Writes lines of CMake that make protobuf's library say that it is of the
+    release `number`, which is written as 3021012 for 3.21.12."""
+    include_dir = os.path.join(folder, f"include-{number}")
+    header = os.path.join(include_dir, "google", "protobuf", "stubs", "common.h")
+    os.makedirs(os.path.dirname(header), exist_ok=True)
+    with open(header, "w", encoding="utf-8") as file:
+        # For CMake alone: the compiler reads the machine's header.
+        file.write(
+            f"#if 0\n#define GOOGLE_PROTOBUF_VERSION {number}\n#endif\n"
+            "#include_next <google/protobuf/stubs/common.h>\n"
+        )
+    if number >= 7036000:
+        with open(
+            os.path.join(include_dir, "google", "protobuf", "runtime_version.h"),
+            "w",
+            encoding="utf-8",
+        ):
+            pass
+    return f"""
+find_library(protobuf_file protobuf REQUIRED)
+find_path(protobuf_dir google/protobuf/descriptor.proto REQUIRED)
+add_library(protobuf::libprotobuf UNKNOWN IMPORTED)
+set_target_properties(protobuf::libprotobuf PROPERTIES
+  IMPORTED_LOCATION "${{protobuf_file}}"
+  INTERFACE_INCLUDE_DIRECTORIES "{include_dir};${{protobuf_dir}}")
+"""
+
+
+def test_cmake_old_protoc(context):
+    """The same with a protoc that has no --dependency_out."""
+    fresh_folder(context.work)
+    protoc = stand_in_protoc(context.work, "2.6.1", refused="--dependency_out")
+    library = os.path.join(context.work, "library.cmake")
+    with open(library, "w", encoding="utf-8") as file:
+        file.write(stand_in_library(context.work, 2006001))
     project = context.echo_project("cmake")
-    build = context.cmake(project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}")
+    build = context.cmake(
+        project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", f"-DCMAKE_PROJECT_INCLUDE={library}"
+    )
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
     build.expect_after(os.path.join(project, "text.proto"), TEXT | ECHO)
+
+
+class CaseProject:
+    """A project that is configured again and again, each time with other lines
+    of CMake in it."""
+
+    def __init__(self, context):
+        self.folder = context.project("errors", context.example)
+        self.build = os.path.join(self.folder, "build")
+        self.command = ["cmake", "-S", self.folder, "-B", self.build, "-G", "Ninja"]
+        run([*self.command, f"-DCMAKE_PREFIX_PATH={context.prefix}", "-DCASE="])
+
+    def configure(self, snippet, env=None, status=0):
+        """Configures with `snippet` in the project, and returns what CMake said."""
+        with open(os.path.join(self.folder, "case.cmake"), "w", encoding="utf-8") as file:
+            file.write(snippet)
+        return run(
+            [shutil.which("cmake"), *self.command[1:], "-DCASE=case.cmake"], env=env, status=status
+        )
+
+    def rules(self):
+        """The text of the rules that the last configuration wrote."""
+        with open(os.path.join(self.build, "build.ninja"), encoding="utf-8") as file:
+            return file.read()
+
+
+FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
+CALL = "qarn_rpc_generate(TARGET echo PROTOS echo.proto)\n"
+
+
+def test_cmake_skew(context):
+    """protoc and library of different releases: nothing, a warning, an error."""
+    case = CaseProject(context)
+    for version, number, release, outcome in (
+        ("3.21.12", 3021012, "3.21.12", "fits"),
+        ("3.21.9", 3021012, "3.21.12", "warning"),
+        ("3.20.3", 3021012, "3.21.12", "error"),
+        ("22.0", 3021012, "3.21.12", "error"),
+        ("3.12.4", 3012004, "3.12.4", "fits"),
+        ("22.5", 4022005, "22.5", "fits"),
+        ("22.1", 4022005, "22.5", "warning"),
+        ("36.2", 7036002, "36.2", "fits"),
+        ("36.1", 7036002, "36.2", "error"),
+        ("3.21.12", 7036002, "36.2", "error"),
+    ):
+        protoc = stand_in_protoc(context.work, version)
+        snippet = (
+            FIND
+            + stand_in_library(context.work, number)
+            + f'set(QARN_RPC_PROTOC_EXECUTABLE "{protoc}")\n'
+            + CALL
+            + CALL.replace("echo.proto", "text.proto")
+        )
+        output = case.configure(snippet, status=None if outcome == "error" else 0)
+        name = f"protoc {version} with library {release}"
+        expect(f"{name}: warnings", output.count("CMake Warning"), int(outcome == "warning"))
+        expect(f"{name}: errors", output.count("CMake Error"), int(outcome == "error"))
+        if outcome == "fits":
+            continue
+        header = f"{context.work}/include-{number}/google/protobuf/stubs/common.h"
+        refuses = (
+            "The library refuses to compile what this protoc writes. " if outcome == "error" else ""
+        )
+        expect_in(
+            name,
+            output,
+            f"qarn-rpc-gen: protoc is of release {version} ('{protoc}', from "
+            "QARN_RPC_PROTOC_EXECUTABLE), but protobuf's library of release "
+            f"{release} ('{header}'). {refuses}Install both of one release, or set "
+            "QARN_RPC_PROTOC_EXECUTABLE to the full path of a protoc "
+            f"{release} that runs on this machine.",
+        )
+
+
+def test_cmake_optional_flag(context):
+    """protoc 3.12 to 3.14 is told to take proto3's optional, others are not."""
+    case = CaseProject(context)
+    for version, number, expected in (
+        ("3.11.4", 3011004, False),
+        ("3.12.4", 3012004, True),
+        ("3.14.0", 3014000, True),
+        ("3.15.0", 3015000, False),
+    ):
+        protoc = stand_in_protoc(context.work, version)
+        case.configure(
+            FIND
+            + stand_in_library(context.work, number)
+            + f'set(QARN_RPC_PROTOC_EXECUTABLE "{protoc}")\n'
+            + CALL
+        )
+        expect(
+            f"protoc {version} gets the flag",
+            "--experimental_allow_proto3_optional" in case.rules(),
+            expected,
+        )
+
+
+def test_cmake_plugins(context):
+    """The program for any syntax comes first, then the plain one, with one line;
+    QARN_RPC_PLUGIN_EXECUTABLE wins; a cross build looks on the PATH."""
+    case = CaseProject(context)
+    folder = fresh_folder(os.path.join(context.work, "bin"))
+    plain = write_program(os.path.join(folder, "protoc-gen-qarn-rpc"), "exit 1\n")
+    any_syntax = plain + "-any"
+    line = (
+        "-- qarn-rpc-gen: there is no protoc-gen-qarn-rpc-any, so protoc-gen-qarn-rpc is used, "
+        "to which protoc hands no file with proto3 optional or an edition\n"
+    )
+    package = f"{context.prefix}/share/cmake/qarn-rpc-gen"
+    function = (
+        f'set(QARN_RPC_PROTO_DIR "{context.prefix}/include")\n'
+        f'include("{package}/QarnRpcGenerate.cmake")\n'
+    )
+    calls = CALL + CALL.replace("echo.proto", "text.proto")
+
+    def target(program):
+        name = f"qarn-rpc-gen::{os.path.basename(program)}"
+        return (
+            f"add_executable({name} IMPORTED)\n"
+            f"set_target_properties({name} PROPERTIES IMPORTED_LOCATION {program})\n"
+        )
+
+    def expect_plugin(name, snippet, plugin, lines, env=None):
+        output = case.configure(function + snippet + calls, env=env)
+        expect(
+            f"{name}: plugins",
+            set(re.findall(r"--plugin=protoc-gen-qarn-rpc=(\S+)", case.rules())),
+            {plugin},
+        )
+        expect(f"{name}: lines", output.count(line), lines)
+
+    both = target(plain) + target(any_syntax)
+    expect_plugin("both targets", both, any_syntax, 0)
+    expect_plugin("the plain target", target(plain), plain, 1)
+    expect_plugin("the variable", both + f'set(QARN_RPC_PLUGIN_EXECUTABLE "{plain}")\n', plain, 0)
+    cross = both + "unset(QARN_RPC_PLUGIN_ON_PATH CACHE)\nset(CMAKE_CROSSCOMPILING TRUE)\n"
+    path = {"PATH": folder + os.pathsep + os.environ["PATH"]}
+    expect_plugin("plain on the PATH", cross, plain, 1, path)
+    write_program(any_syntax, "exit 1\n")
+    expect_plugin("both on the PATH", cross, any_syntax, 0, path)
 
 
 def test_cmake_bring_your_own(context):
@@ -190,16 +370,10 @@ def test_cmake_cross(context):
 
 def test_cmake_errors(context):
     """Each refusal of the function and of the package, as whole texts."""
-    project = context.project("errors", context.example)
-    common = ["cmake", "-S", project, "-B", os.path.join(project, "build"), "-G", "Ninja"]
-    run([*common, f"-DCMAKE_PREFIX_PATH={context.prefix}", "-DCASE="])
+    case = CaseProject(context)
     for name, snippet, environment, expected in errors.cases(context):
-        with open(os.path.join(project, "case.cmake"), "w", encoding="utf-8") as file:
-            file.write(snippet)
         print(f"case: {name}")
-        output = run(
-            [shutil.which("cmake"), *common[1:], "-DCASE=case.cmake"], env=environment, status=None
-        )
+        output = case.configure(snippet, env=environment, status=None)
         expect_in(name, output, expected)
         # One error alone: the function stops at the first one.
         expect(f"errors of {name}", output.count("CMake Error"), 1)

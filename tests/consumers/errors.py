@@ -16,7 +16,7 @@ def cases(context):
         return f"{FIND}{before}\nqarn_rpc_generate({arguments})\n"
 
     def refused(name, arguments, text, before=""):
-        return name, call(arguments, before), None, f"qarn_rpc_generate: {text}"
+        return name, call(arguments, before), None, f"qarn-rpc-gen: {text}"
 
     yield refused(
         "keyword misspelt after a list",
@@ -138,7 +138,7 @@ def cases(context):
             "unset(Protobuf_PROTOC_EXECUTABLE CACHE)",
         ),
         {"PATH": f"{project}/nowhere"},
-        "qarn_rpc_generate: protoc was not found. On Debian or Ubuntu: apt-get install "
+        "qarn-rpc-gen: protoc was not found. On Debian or Ubuntu: apt-get install "
         "protobuf-compiler. Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.",
     )
     for variable in ("QARN_RPC_PROTOC_EXECUTABLE", "Protobuf_PROTOC_EXECUTABLE"):
@@ -152,10 +152,19 @@ def cases(context):
             f"set({variable} /no/protoc)",
         )
     yield refused(
+        "protoc of the target system in a cross build",
+        plain,
+        "'/no/protoc', from Protobuf_PROTOC_EXECUTABLE, does not run as protoc on this machine. "
+        "Is it the target system's? Set QARN_RPC_PROTOC_EXECUTABLE to the full path of one for "
+        "the machine that builds, of the same release as the target system's protobuf.",
+        before="add_library(protobuf::libprotobuf INTERFACE IMPORTED)\n"
+        "set(CMAKE_CROSSCOMPILING TRUE)\nset(Protobuf_PROTOC_EXECUTABLE /no/protoc)",
+    )
+    yield refused(
         "broken QARN_RPC_PLUGIN_EXECUTABLE",
         plain,
         "QARN_RPC_PLUGIN_EXECUTABLE is '/no/plugin', which does not exist. "
-        "Set it to the full path of protoc-gen-qarn-rpc.",
+        "Set it to the full path of protoc-gen-qarn-rpc-any.",
         before="set(QARN_RPC_PLUGIN_EXECUTABLE /no/plugin)",
     )
     package = f"{context.prefix}/share/cmake/qarn-rpc-gen"
@@ -163,14 +172,14 @@ def cases(context):
         "no find_package",
         f'include("{package}/QarnRpcGenerate.cmake")\nqarn_rpc_generate({plain})\n',
         None,
-        "qarn_rpc_generate: the target qarn-rpc-gen::protoc-gen-qarn-rpc is missing. Call "
+        "qarn-rpc-gen: the target qarn-rpc-gen::protoc-gen-qarn-rpc-any is missing. Call "
         "find_package(qarn-rpc-gen REQUIRED) first, or set QARN_RPC_PLUGIN_EXECUTABLE to the "
-        "full path of protoc-gen-qarn-rpc.",
+        "full path of protoc-gen-qarn-rpc-any.",
     )
     yield refused(
         "cross build without a host plugin",
         plain,
-        "no protoc-gen-qarn-rpc for the machine that builds was found. Install one "
+        "no protoc-gen-qarn-rpc-any for the machine that builds was found. Install one "
         "there and put it on the PATH, or set QARN_RPC_PLUGIN_EXECUTABLE to its full "
         "path.",
         before="set(CMAKE_CROSSCOMPILING TRUE)",

@@ -5,7 +5,7 @@ import re
 import shutil
 
 from consumers.context import ECHO, TEXT
-from support.testkit import expect, fresh_folder, run
+from support.testkit import expect, expect_in, fresh_folder, run
 
 
 def copy_of_source_tree(context, folder):
@@ -16,6 +16,12 @@ def copy_of_source_tree(context, folder):
         target = os.path.join(folder, name)
         (shutil.copytree if os.path.isdir(source) else shutil.copy)(source, target)
     return folder
+
+
+def cached(build, name):
+    """The values in the cache of `build` whose names match `name`."""
+    with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as file:
+        return re.findall(rf"^{name}:\w+=(.*)$", file.read(), re.MULTILINE)
 
 
 def test_add_subdirectory(context):
@@ -46,6 +52,64 @@ def test_fetch_content(context):
     build.expect_nothing()
 
 
+def test_own_protobuf(context):
+    """protobuf built in the same project: no other one is looked for, and its
+    .proto files are found."""
+    trap = fresh_folder(os.path.join(context.work, "trap"))
+    with open(os.path.join(trap, "protobuf-config.cmake"), "w", encoding="utf-8") as file:
+        file.write('message(FATAL_ERROR "protobuf was looked for")\n')
+    project = context.echo_project("own_protobuf")
+    build = context.cmake(project, f"-DProtobuf_DIR={trap}")
+    build.build()
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    build.expect_nothing()
+    # The plugin's own build, as far as it runs protoc.
+    project = context.echo_project("own_protobuf")
+    build = context.cmake(
+        project, f"-DProtobuf_DIR={trap}", f"-DQARN_RPC_SOURCE_DIR={context.source}"
+    )
+    run(["cmake", "--build", build.folder, "--target", "qarn_rpc_options"])
+
+
+def test_boost(context):
+    """Boost's headers are found with and without its CMake package."""
+    for option in ("OFF", "ON"):
+        build = fresh_folder(os.path.join(context.work, "build"))
+        run(
+            [
+                "cmake",
+                "-S",
+                context.source,
+                "-B",
+                build,
+                "-DQARN_RPC_BUILD_TESTS=OFF",
+                f"-DCMAKE_DISABLE_FIND_PACKAGE_Boost={option}",
+            ]
+        )
+    found = cached(build, "Boost_INCLUDE_DIR")
+    (protobuf,) = cached(build, "Protobuf_INCLUDE_DIR")
+    output = run(
+        [
+            "cmake",
+            "-S",
+            context.source,
+            "-B",
+            fresh_folder(build),
+            "-DQARN_RPC_BUILD_TESTS=OFF",
+            "-DCMAKE_DISABLE_FIND_PACKAGE_Boost=ON",
+            f"-DProtobuf_INCLUDE_DIR={protobuf}",
+            f"-DCMAKE_IGNORE_PATH={';'.join(found)}",
+        ],
+        status=None,
+    )
+    expect_in(
+        "without Boost",
+        output,
+        "Boost's headers were not found. On Debian or Ubuntu: apt-get install "
+        "libboost-dev. Elsewhere, set CMAKE_PREFIX_PATH to where Boost is installed.",
+    )
+
+
 def test_static_option(context):
     """Archives by default, and what the option says when it changes."""
     build = os.path.join(fresh_folder(context.work), "build")
@@ -55,15 +119,41 @@ def test_static_option(context):
         (["-DQARN_RPC_STATIC=ON"], ".a"),
     ):
         run(["cmake", "-S", context.source, "-B", build, "-DQARN_RPC_BUILD_TESTS=OFF", *option])
-        with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as file:
-            found = re.findall(
-                r"^Protobuf_(?:PROTOC_)?LIBRARY_RELEASE:\w+=(.*)$", file.read(), re.MULTILINE
-            )
+        found = cached(build, "Protobuf_(?:PROTOC_)?LIBRARY_RELEASE")
         expect(
             f"libraries with {option}",
             [os.path.splitext(path)[1] for path in found],
             [suffix, suffix],
         )
+    # By each name that CMake may find the folder under.
+    where = os.path.realpath(os.path.dirname(found[0]))
+    ignored = ";".join((os.path.dirname(found[0]), where, where.replace("/usr/lib", "/lib")))
+    # Shared libraries alone, as where only the packages without archives are.
+    libraries = fresh_folder(os.path.join(context.work, "shared"))
+    for archive in found:
+        shared = archive[: -len(".a")] + ".so"
+        os.symlink(shared, os.path.join(libraries, os.path.basename(shared)))
+    output = run(
+        [
+            "cmake",
+            "-S",
+            context.source,
+            "-B",
+            fresh_folder(build),
+            "-DQARN_RPC_BUILD_TESTS=OFF",
+            f"-DCMAKE_LIBRARY_PATH={libraries}",
+            f"-DCMAKE_IGNORE_PATH={ignored}",
+        ],
+        status=None,
+    )
+    expect_in(
+        "without archives",
+        output,
+        "QARN_RPC_STATIC needs protobuf's archives (libprotobuf.a, libprotoc.a), but "
+        "they were not found. On Debian or Ubuntu: apt-get install protobuf-compiler "
+        "libprotobuf-dev libprotoc-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf "
+        "is installed, or set QARN_RPC_STATIC to OFF to build with shared libraries.",
+    )
 
 
 def test_old_protobuf(context):
