@@ -76,7 +76,12 @@ install(EXPORT qarn-rpc-gen-targets NAMESPACE qarn-rpc-gen:: DESTINATION "${pack
 install(FILES
   "${made_dir}/qarn-rpc-gen-config.cmake"
   "${made_dir}/qarn-rpc-gen-config-version.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcCheck.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcIncludes.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcJoin.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcRun.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcTools.cmake"
   DESTINATION "${package_dir}")
 

@@ -5,18 +5,28 @@ import re
 import shutil
 
 from consumers import errors
-from consumers.context import ECHO, OPTIONS, SCHEMA, TEXT, write_program
+from consumers.context import (
+    ECHO,
+    OPTIONS,
+    SCHEMA,
+    TEXT,
+    expect_deleted_files_back,
+    expect_only_what_changed,
+    runs,
+    write_program,
+)
 from consumers.watched_build import WatchedBuild
 from support.testkit import expect, expect_in, fresh_folder, run
 
 
 def expect_exact_rebuilds(context, project, build):
-    """Each edit reruns what depends on it, in a project with depfiles."""
-    build.expect_after(os.path.join(project, "text.proto"), TEXT | ECHO)
-    build.expect_after(os.path.join(project, "echo.proto"), ECHO)
+    """Each touched file reruns what depends on it, in a project with depfiles, and
+    nothing is compiled, since no generated file changes."""
+    build.expect_after(os.path.join(project, "text.proto"), runs(TEXT | ECHO))
+    build.expect_after(os.path.join(project, "echo.proto"), runs(ECHO))
     build.expect_after(os.path.join(project, "main.cc"), {"compile main", "link echo"})
-    build.expect_after(context.schema, OPTIONS | ECHO)
-    build.expect_after(context.plugin, TEXT | ECHO)
+    build.expect_after(context.schema, runs(OPTIONS | ECHO))
+    build.expect_after(context.plugin, runs(TEXT | ECHO))
 
 
 def test_cmake_ninja(context):
@@ -27,12 +37,11 @@ def test_cmake_ninja(context):
     context.expect_conversation(os.path.join(build.folder, "echo"))
     expect_in("Ninja after no edit", build.build()[1], "ninja: no work to do.")
     expect_exact_rebuilds(context, project, build)
+    expect_only_what_changed(project, build)
     # Besides rebuilding, an edit must arrive.
-    with open(os.path.join(project, "text.proto"), "a", encoding="utf-8") as file:
-        file.write("message Page { repeated Line line = 1; }\n")
-    expect("steps after a new message", build.build()[0], TEXT | ECHO)
     with open(os.path.join(build.folder, "text.pb.h"), encoding="utf-8") as file:
-        expect_in("text.pb.h", file.read(), "class Page ")
+        expect_in("text.pb.h", file.read(), "set_number(")
+    expect_deleted_files_back(build.folder, build)
 
 
 def test_cmake_makefiles(context):
@@ -50,11 +59,85 @@ def test_cmake_makefiles(context):
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
     expect_exact_rebuilds(context, project, build)
-    build.expect_after(protoc, TEXT | ECHO | OPTIONS)
+    build.expect_after(protoc, runs(TEXT | ECHO | OPTIONS))
     with open(log, encoding="utf-8") as file:
-        runs = [line for line in file if "_out=" in line]
+        counted = [line for line in file if "_out=" in line]
     # 3 for the first build, then 2, 1, 0, 2, 2 and 3 for the edits.
-    expect("runs of protoc", len(runs), 13)
+    expect("runs of protoc", len(counted), 13)
+    expect_only_what_changed(project, build)
+    expect_deleted_files_back(build.folder, build)
+
+
+def test_cmake_interrupted(context):
+    """A run of protoc that is cut off leaves no half-written file to compile, and
+    the next build finishes it."""
+    fresh_folder(context.work)
+    mark = os.path.join(context.work, "interrupt")
+    # Writes all that it should, half of the text, and is killed.
+    protoc = write_program(
+        os.path.join(context.work, "protoc"),
+        f"""
+case "$*" in *--version*) exec "{shutil.which("protoc")}" "$@" ;; esac
+"{shutil.which("protoc")}" "$@" || exit
+test -e "{mark}" || exit 0
+for argument; do
+  case "$argument" in --cpp_out=*) out=${{argument#--cpp_out=}} ;; esac
+done
+for file in "$out"/*.pb.* "$out"/*.rpc.*; do
+  truncate -s 100 "$file"
+done
+kill -9 $$
+""",
+    )
+    for generator in ("Ninja", "Unix Makefiles"):
+        project = context.echo_project("cmake")
+        build = context.cmake(
+            project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator=generator
+        )
+        build.build()
+        names = [
+            f"{base}.{extension}"
+            for base in ("echo", "text")
+            for extension in ("pb.cc", "pb.h", "rpc.cpp", "rpc.h")
+        ]
+        before = {name: read(os.path.join(build.folder, name)) for name in names}
+        with open(mark, "w", encoding="utf-8"):
+            os.utime(os.path.join(project, "text.proto"))
+        run(build.command, status=None)
+        expect(
+            "generated files after the interruption",
+            {name: read(os.path.join(build.folder, name)) for name in names},
+            before,
+        )
+        os.remove(mark)
+        build.expect_steps("the interruption", runs(TEXT | ECHO))
+
+
+def read(path):
+    """The text of a file."""
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def test_cmake_other_generator(context):
+    """A generator that compares times alone: all that protoc writes is compiled,
+    and one line says so."""
+    project = context.echo_project("cmake")
+    # Ninja, under the name of a generator that is not here.
+    with open(os.path.join(context.work, "name.cmake"), "w", encoding="utf-8") as file:
+        file.write('set(CMAKE_GENERATOR "Xcode")\n')
+    build = context.cmake(project, f"-DCMAKE_PROJECT_INCLUDE={context.work}/name.cmake")
+    output = run(["cmake", build.folder])
+    expect(
+        "lines",
+        output.count(
+            "-- qarn-rpc-gen: the generator Xcode compiles all that protoc writes, changed or not; "
+            "Ninja and Makefiles compile what changed\n"
+        ),
+        1,
+    )
+    build.expect_all(TEXT | ECHO | OPTIONS)
+    build.expect_after(os.path.join(project, "echo.proto"), ECHO)
 
 
 SHOP_COUNT = {"generate count", "compile count.pb", "compile count.rpc"}
@@ -84,16 +167,24 @@ def test_cmake_layers(context):
     build.expect_all(everything | OPTIONS)
     expect("output", run([os.path.join(build.folder, "shop")]), SHOP_OUTPUT)
     protos = os.path.join(project, "proto", "shop")
-    # The batch is written as one; item.proto is not part of it, and orders do
-    # not see the rest of the stock.
-    build.expect_after(
-        os.path.join(protos, "stock", "v1", "count.proto"),
-        SHOP_COUNT | SHOP_STOCK | SHOP_MAIN | {"link libstock.a"},
+    # The batch is run as one; item.proto is not part of it, and orders do not see
+    # the rest of the stock.
+    count = os.path.join(protos, "stock", "v1", "count.proto")
+    build.expect_after(count, runs(SHOP_COUNT | SHOP_STOCK))
+    with open(count, "a", encoding="utf-8") as file:
+        file.write("message Shelf { int32 number = 1; }\n")
+    build.expect_steps("a new message", SHOP_COUNT | SHOP_STOCK | SHOP_MAIN | {"link libstock.a"})
+    build.expect_after(os.path.join(protos, "order", "v1", "order.proto"), runs(SHOP_ORDER))
+    os.remove(
+        os.path.join(build.folder, "stock", "generated", "shop", "stock", "v1", "count.rpc.h")
     )
-    build.expect_after(
-        os.path.join(protos, "order", "v1", "order.proto"),
-        SHOP_ORDER | SHOP_MAIN | {"link liborder.a", "link liborder_messages.a"},
+    steps = build.build()[0]
+    expect(
+        "steps after a file of the batch was deleted",
+        steps - runs(SHOP_COUNT | SHOP_STOCK),
+        {"compile count.rpc", "link libstock.a", "link shop"},
     )
+    build.expect_nothing()
 
 
 def test_cmake_multi_config(context):
@@ -126,8 +217,8 @@ def test_cmake_odd_paths(context):
         build = context.cmake(project, generator=generator)
         build.expect_all(TEXT | ECHO | OPTIONS)
         context.expect_conversation(os.path.join(build.folder, "echo"))
-        build.expect_after(os.path.join(project, "echo.proto"), TEXT | ECHO)
-        build.expect_after(context.schema, TEXT | ECHO | OPTIONS)
+        build.expect_after(os.path.join(project, "echo.proto"), runs(TEXT | ECHO))
+        build.expect_after(context.schema, runs(TEXT | ECHO | OPTIONS))
 
 
 def stand_in_protoc(folder, version, refused="--no-such-option"):
@@ -186,7 +277,7 @@ def test_cmake_old_protoc(context):
     )
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
-    build.expect_after(os.path.join(project, "text.proto"), TEXT | ECHO)
+    build.expect_after(os.path.join(project, "text.proto"), runs(TEXT | ECHO))
 
 
 class CaseProject:
@@ -337,7 +428,7 @@ def test_cmake_bring_your_own(context):
     own_options = SCHEMA | {"link libmy_options.a"}
     build.expect_all(TEXT | ECHO | own_options)
     context.expect_conversation(os.path.join(build.folder, "echo"))
-    build.expect_after(os.path.join(project, "text.proto.in"), TEXT | ECHO)
+    build.expect_after(os.path.join(project, "text.proto.in"), runs(TEXT | ECHO))
 
 
 def test_cmake_cross(context):

@@ -12,6 +12,54 @@ SCHEMA = {"generate service_options", "compile service_options.pb"}
 OPTIONS = SCHEMA | {"link libqarn_rpc_service_options.a"}
 
 
+def runs(steps):
+    """What is left of `steps` after an edit that changes no generated file."""
+    return {step for step in steps if step.startswith("generate ")}
+
+
+def expect_only_what_changed(project, build):
+    """In the echo project: edits that change nothing in the generated files cost
+    runs of protoc alone, others what includes the changed files."""
+    text, echo = (os.path.join(project, name) for name in ("text.proto", "echo.proto"))
+    build.expect_after_edit(text, "message Line {", "// A line.\nmessage Line {", runs(TEXT | ECHO))
+    build.expect_after_edit(
+        text, "optional string text = 1;", "optional  string\n text=1 ;", runs(TEXT | ECHO)
+    )
+    # text.rpc.cpp and the files of echo.proto include text.pb.h.
+    build.expect_after_edit(text, "text=1 ;", "text=1; optional int32 number = 2;", TEXT | ECHO)
+    # What a file has for itself: its own files and what includes them. The new
+    # service is one that main.cc does not implement.
+    build.expect_after_edit(
+        echo,
+        "optional int32 lines = 1;\n}",
+        "optional int32 lines = 1; optional int32 words = 2;\n}\n" "service Shouts {\n}",
+        ECHO,
+    )
+    build.expect_after_edit(
+        echo, "service Shouts {", "service Shouts {\n  rpc Shout(Count) returns (Count);", ECHO
+    )
+
+
+def expect_deleted_files_back(folder, build):
+    """In the echo project, whose generated files are in `folder`: each comes back."""
+    for name, compiled in (
+        ("text.pb.cc", {"compile text.pb"}),
+        ("text.rpc.cpp", {"compile text.rpc"}),
+        ("text.rpc.h", {"compile text.rpc"}),
+    ):
+        path = os.path.join(folder, name)
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        os.remove(path)
+        steps = build.build()[0]
+        with open(path, encoding="utf-8") as file:
+            expect(f"{name} after it was deleted", file.read(), text)
+        expect(
+            f"steps after {name} was deleted", steps - runs(TEXT | ECHO), compiled | {"link echo"}
+        )
+        build.expect_nothing()
+
+
 class Context:
     """Where everything is. `prefix` is where the installed files were moved."""
 

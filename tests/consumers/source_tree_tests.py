@@ -4,7 +4,7 @@ import os
 import re
 import shutil
 
-from consumers.context import ECHO, TEXT
+from consumers.context import ECHO, TEXT, runs
 from support.testkit import expect, expect_in, fresh_folder, run
 
 
@@ -32,9 +32,10 @@ def test_add_subdirectory(context):
     build.build()
     context.expect_conversation(os.path.join(build.folder, "echo"))
     build.expect_nothing()
-    # A new plugin writes new code. main.cc is the plugin's and the program's.
+    # A new plugin runs, and writes the same code.
     build.expect_after(
-        os.path.join(tree, "src", "plugin", "main.cc"), TEXT | ECHO | {"link protoc-gen-qarn-rpc"}
+        os.path.join(tree, "src", "plugin", "main.cc"),
+        runs(TEXT | ECHO) | {"compile main", "link protoc-gen-qarn-rpc"},
     )
     installed = run(
         ["cmake", "--install", build.folder, "--prefix", os.path.join(context.work, "installed")]

@@ -2,7 +2,8 @@
 
 A build is watched through the files that it writes. protoc, compiler and linker
 write all their outputs on every run, so a file that is newer than before is a
-run, whatever the build tool prints.
+run, whatever the build tool prints. Where protoc writes to a staging folder, the
+files there stand for its runs.
 """
 
 import os
@@ -13,18 +14,27 @@ from support.testkit import expect, run
 GENERATED = re.compile(r"(.+)\.(?:pb\.cc|pb\.h|rpc\.cpp|rpc\.h)$")
 # CMake writes DIR/echo.pb.cc.o, make gen/echo.pb.o, and Meson puts the folder
 # into the name: meson-generated_.._a_b_service_options.pb.cc.o.
-OBJECT = re.compile(r"(?:meson-generated_\.\._)?(?:morvane_qarn_rpc_)?(.+?)(?:\.cc|\.cpp)?\.o$")
+# A unit of joined files has a name that starts with a hash of theirs.
+OBJECT = re.compile(
+    r"(?:meson-generated_\.\._)?(?:morvane_qarn_rpc_)?(?:[0-9a-f]{8}_)?"
+    r"(.+?)(?:\.cc|\.cpp|\.hxx)?\.(?:o|gch)$"
+)
+STAGING = re.compile(r"/(?:qarn_rpc_staging\.dir|staging)/")
 
 
 def _written_files(build):
     """The files that protoc, compiler and linker wrote, with their times."""
     times = {}
     for folder, folders, files in os.walk(build):
-        folders[:] = [name for name in folders if not name.startswith(("CompilerId", "meson-"))]
+        folders[:] = [
+            name
+            for name in folders
+            if not name.startswith(("CompilerId", "meson-", "qarn_rpc_probe"))
+        ]
         for name in files:
             path = os.path.join(folder, name)
             is_program = os.access(path, os.X_OK) and "." not in name
-            if is_program or GENERATED.match(name) or name.endswith((".o", ".a", ".so")):
+            if is_program or GENERATED.match(name) or name.endswith((".o", ".a", ".so", ".gch")):
                 times[path] = os.stat(path).st_mtime_ns
     return times
 
@@ -32,6 +42,12 @@ def _written_files(build):
 def _steps(before, after):
     """The steps that made `after` of `before`, such as "compile echo.pb"."""
     changed = {path for path, time in after.items() if before.get(path) != time}
+    if any(STAGING.search(path) for path in after):
+        changed = {
+            path
+            for path in changed
+            if STAGING.search(path) or not GENERATED.match(os.path.basename(path))
+        }
     steps = set()
     for path in changed:
         name = os.path.basename(path)
@@ -76,5 +92,19 @@ class WatchedBuild:
     def expect_after(self, touched, steps):
         """Touches a file and builds: exactly `steps`, and then none."""
         os.utime(touched)
-        expect(f"steps after an edit of {os.path.basename(touched)}", self.build()[0], steps)
+        self.expect_steps(f"a touch of {os.path.basename(touched)}", steps)
+
+    def expect_after_edit(self, path, old, new, steps):
+        """Replaces `old`, which stands in the file once, by `new` and builds:
+        exactly `steps`, and then none."""
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        expect(f"occurrences of {old!r} in {path}", text.count(old), 1)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text.replace(old, new))
+        self.expect_steps(f"writing {new!r} for {old!r} in {os.path.basename(path)}", steps)
+
+    def expect_steps(self, what, steps):
+        """Builds after `what`: exactly `steps`, and then none."""
+        expect(f"steps after {what}", self.build()[0], steps)
         self.expect_nothing()

@@ -1,0 +1,151 @@
+# What qarn_rpc_generate() refuses, with what to do instead: calls that could
+# only fail later, and less clearly. And the paths that it makes of its
+# arguments.
+
+include_guard(GLOBAL)
+cmake_policy(VERSION 3.20...3.31)
+
+# `unknown` and `without_value` are what the parser of the arguments found;
+# `ARGN` names the known ones.
+function(_qarn_rpc_check_keywords unknown without_value)
+  if(unknown)
+    list(JOIN unknown " " unknown)
+    list(JOIN ARGN ", " known)
+    _qarn_rpc_fail("unknown argument: ${unknown}. Known are ${known}.")
+  endif()
+  if(without_value)
+    list(JOIN without_value ", " names)
+    _qarn_rpc_fail("no value after ${names}. Give one, or leave the keyword out.")
+  endif()
+endfunction()
+
+# Arguments that need or exclude each other.
+function(_qarn_rpc_check_combination
+         target out_var protos messages_only_protos no_messages precompile)
+  if(target AND out_var)
+    _qarn_rpc_fail("both TARGET and OUT_VAR are given. \
+TARGET compiles the generated files, OUT_VAR only names them; choose one.")
+  endif()
+  if(NOT target AND NOT out_var)
+    _qarn_rpc_fail("neither TARGET nor OUT_VAR is given. \
+Name the target that is to compile the generated files, or a variable for their names.")
+  endif()
+  if(NOT protos AND NOT messages_only_protos)
+    _qarn_rpc_fail("PROTOS is missing. Name the .proto files after it.")
+  endif()
+  if(no_messages AND messages_only_protos)
+    _qarn_rpc_fail("NO_MESSAGES and MESSAGES_ONLY_PROTOS contradict each other. \
+Leave one out, or make two calls.")
+  endif()
+  if(precompile AND NOT target)
+    _qarn_rpc_fail("PRECOMPILE needs TARGET: a precompiled header is made \
+with the options of the target that compiles the files. \
+Give TARGET in place of OUT_VAR, or leave PRECOMPILE out.")
+  endif()
+endfunction()
+
+# `target`, unless it is empty, is one that compiles and that this folder made.
+function(_qarn_rpc_check_target target)
+  if(NOT target)
+    return()
+  endif()
+  if(NOT TARGET "${target}")
+    _qarn_rpc_fail("TARGET '${target}' is not a target. \
+Call add_executable() or add_library() ahead of this call.")
+  endif()
+  get_target_property(aliased "${target}" ALIASED_TARGET)
+  get_target_property(is_imported "${target}" IMPORTED)
+  get_target_property(type "${target}" TYPE)
+  if(aliased OR is_imported OR type MATCHES "INTERFACE|UTILITY")
+    _qarn_rpc_fail("TARGET '${target}' compiles nothing \
+(it is an alias, imported, an interface library or a custom target). \
+Name the executable or library that is to compile the generated files.")
+  endif()
+  # Elsewhere the target would not know the rules that write its sources.
+  get_target_property(home "${target}" BINARY_DIR)
+  if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
+    _qarn_rpc_fail("TARGET '${target}' was made in another folder. \
+Call qarn_rpc_generate() in the CMakeLists.txt that makes the target.")
+  endif()
+endfunction()
+
+function(_qarn_rpc_check_options_target options_target)
+  if(options_target AND NOT TARGET "${options_target}")
+    _qarn_rpc_fail("OPTIONS_TARGET '${options_target}' is not a target. \
+Make the library ahead of this call.")
+  endif()
+endfunction()
+
+function(_qarn_rpc_check_namespace namespace)
+  set(identifier "[A-Za-z_][A-Za-z0-9_]*")
+  if(namespace AND NOT namespace MATCHES "^${identifier}(::${identifier})*$")
+    _qarn_rpc_fail("SERVICES_NAMESPACE '${namespace}' \
+is not the name of a C++ namespace. Write it like api or team::api.")
+  endif()
+endfunction()
+
+function(_qarn_rpc_check_out_dir out_dir)
+  if(out_dir MATCHES "[#<>]")
+    _qarn_rpc_fail("the generated files would go to '${out_dir}', \
+and CMake has no rules for files with '#', '<' or '>' in their path. \
+Choose another build folder or PROTOC_OUT_DIR.")
+  endif()
+endfunction()
+
+function(_qarn_rpc_check_no_file_twice protos messages_only_protos)
+  foreach(proto IN LISTS messages_only_protos)
+    if(proto IN_LIST protos)
+      _qarn_rpc_fail("'${proto}' stands in PROTOS and in MESSAGES_ONLY_PROTOS. \
+Leave it in the list that it belongs to.")
+    endif()
+  endforeach()
+endfunction()
+
+# The absolute, normal form of `path`, without a slash at its end.
+function(_qarn_rpc_absolute path base result)
+  cmake_path(ABSOLUTE_PATH path BASE_DIRECTORY "${base}" NORMALIZE)
+  string(REGEX REPLACE "(.)/$" "\\1" path "${path}")
+  set(${result} "${path}" PARENT_SCOPE)
+endfunction()
+
+# The absolute paths of `files`, each once, in `paths_result`, and in
+# `names_result` the names under which other files import them: what is left of
+# the path below the first import folder that holds it, as protoc has it.
+# Refuses files that protoc could not find, and files that no import folder
+# holds.
+function(_qarn_rpc_resolve_protos files import_dirs paths_result names_result)
+  set(paths "")
+  foreach(file IN LISTS files)
+    cmake_path(ABSOLUTE_PATH file NORMALIZE OUTPUT_VARIABLE path)
+    if(NOT EXISTS "${path}")
+      # A file in the build folder may be one that the build has yet to write.
+      cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${path}" may_be_generated)
+      if(NOT may_be_generated)
+        _qarn_rpc_fail("'${file}' does not exist (looked for '${path}'). \
+Relative names start at the folder of the CMakeLists.txt.")
+      endif()
+    endif()
+    list(APPEND paths "${path}")
+  endforeach()
+  list(REMOVE_DUPLICATES paths)
+
+  set(names "")
+  foreach(path IN LISTS paths)
+    set(is_inside FALSE)
+    foreach(dir IN LISTS import_dirs)
+      cmake_path(IS_PREFIX dir "${path}" is_inside)
+      if(is_inside)
+        cmake_path(RELATIVE_PATH path BASE_DIRECTORY "${dir}" OUTPUT_VARIABLE name)
+        list(APPEND names "${name}")
+        break()
+      endif()
+    endforeach()
+    if(NOT is_inside)
+      list(JOIN import_dirs "', '" dirs)
+      _qarn_rpc_fail("'${path}' is in none of the import folders ('${dirs}'). \
+Add the folder that its imports start from to IMPORT_DIRS.")
+    endif()
+  endforeach()
+  set(${paths_result} "${paths}" PARENT_SCOPE)
+  set(${names_result} "${names}" PARENT_SCOPE)
+endfunction()
