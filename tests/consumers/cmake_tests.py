@@ -1,5 +1,6 @@
 """CMake projects that use the installed package."""
 
+import json
 import os
 import re
 import shutil
@@ -11,7 +12,9 @@ from consumers.context import (
     SCHEMA,
     TEXT,
     expect_deleted_files_back,
+    add_spare_service,
     expect_only_what_changed,
+    read,
     runs,
     write_program,
 )
@@ -32,6 +35,7 @@ def expect_exact_rebuilds(context, project, build):
 def test_cmake_ninja(context):
     """The project of the quick start, with Ninja."""
     project = context.echo_project("cmake")
+    add_spare_service(project)
     build = context.cmake(project)
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(os.path.join(build.folder, "echo"))
@@ -53,6 +57,7 @@ def test_cmake_makefiles(context):
         os.path.join(context.work, "protoc"), f'echo "$@" >> "{log}"\nexec "{copy}" "$@"\n'
     )
     project = context.echo_project("cmake")
+    add_spare_service(project)
     build = context.cmake(
         project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator="Unix Makefiles"
     )
@@ -111,12 +116,6 @@ kill -9 $$
         )
         os.remove(mark)
         build.expect_steps("the interruption", runs(TEXT | ECHO))
-
-
-def read(path):
-    """The text of a file."""
-    with open(path, encoding="utf-8") as file:
-        return file.read()
 
 
 def test_cmake_other_generator(context):
@@ -206,6 +205,83 @@ def test_cmake_multi_config(context):
     compiled = {step for step in generated if step.startswith("compile")}
     release.expect_all(compiled | SHOP_MAIN | libraries)
     expect("output", run([os.path.join(build.folder, "Release", "shop")]), SHOP_OUTPUT)
+
+
+UNITY_CODE = {"generate stock", "generate odd", "compile stock.pb", "compile odd.pb"}
+UNITY_OWN = {"compile main", "compile other", "compile cmake_pch", "link shop"}
+
+
+def commands_of(build):
+    """The compiler's command for each source, by the source's name."""
+    with open(os.path.join(build.folder, "compile_commands.json"), encoding="utf-8") as file:
+        return {os.path.basename(entry["file"]): entry["command"] for entry in json.load(file)}
+
+
+def unity_build(context, ways, *arguments, generator="Ninja"):
+    """Configures the project unity with RPC files compiled in these ways."""
+    project = context.project("unity")
+    return project, context.cmake(
+        project,
+        f"-DWAYS={ways}",
+        "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
+        *arguments,
+        generator=generator,
+    )
+
+
+def test_cmake_unity(context):
+    """UNITY joins the RPC files that can be, and nothing else; a global unity build
+    does the same, and joins the project's own sources as it is told."""
+    project, build = unity_build(context, "UNITY")
+    steps = UNITY_CODE | {"compile unity_1", "compile odd.rpc"} | OPTIONS
+    build.expect_all(steps | UNITY_OWN)
+    expect("output", run([os.path.join(build.folder, "shop")]), "shop.v1.Stock\n")
+    v2 = os.path.join(project, "v2", "stock.proto")
+    # Both files of that name are counted under it, so the first one is touched too.
+    os.utime(os.path.join(project, "v1", "stock.proto"))
+    build.expect_after(v2, {"generate stock"})
+    os.utime(os.path.join(project, "v1", "stock.proto"))
+    build.expect_after_edit(
+        v2,
+        "service Stock {",
+        "service Stock {\n  rpc More(Item) returns (Item);",
+        {"generate stock", "compile stock.pb", "compile unity_1", "link shop"},
+    )
+    project, build = unity_build(context, "", "-DCMAKE_UNITY_BUILD=ON")
+    joined_own = UNITY_OWN - {"compile main", "compile other"} | {"compile unity_0_cxx.cxx"}
+    build.expect_all(steps | joined_own)
+
+
+def test_cmake_precompile(context):
+    """PRECOMPILE gives RPC files a precompiled header, and what the target has;
+    the target's own sources keep theirs. With UNITY it does so for the units."""
+    _, build = unity_build(context, "PRECOMPILE")
+    rpc = {"compile stock.rpc", "compile odd.rpc"}
+    build.expect_all(UNITY_CODE | rpc | OPTIONS | UNITY_OWN)
+    expect("output", run([os.path.join(build.folder, "shop")]), "shop.v1.Stock\n")
+    commands = commands_of(build)
+    for source in ("stock.rpc.cpp", "odd.rpc.cpp"):
+        for part in ("shop_qarn_rpc.dir/cmake_pch.hxx", "-DSHOP=1", "-std=gnu++20"):
+            expect_in(f"the command for {source}", commands[source], part)
+    for source in ("main.cc", "other.cc", "stock.pb.cc"):
+        expect_in(f"the command for {source}", commands[source], "shop.dir/cmake_pch.hxx")
+    includes = read(
+        os.path.join(build.folder, "CMakeFiles", "qarn_rpc_probe.dir", "includes.h")
+    ).splitlines()
+    for line in ("#include <google/protobuf/message.h>", '#include "qarn/rpc.h"'):
+        expect(f"times that the precompiled header has {line}", includes.count(line), 1)
+    expect("lines that are no includes", [x for x in includes if x[:9] != "#include "], [])
+    build.expect_after(context.plugin, {"generate stock", "generate odd"})
+
+
+def test_cmake_unity_precompile(context):
+    """Both ways together, with Makefiles."""
+    _, build = unity_build(context, "UNITY;PRECOMPILE", generator="Unix Makefiles")
+    build.expect_all(UNITY_CODE | {"compile unity_1", "compile odd.rpc"} | OPTIONS | UNITY_OWN)
+    for source, command in commands_of(build).items():
+        if "unity_1" in source:
+            expect_in("the command of the unit", command, "shop_qarn_rpc.dir/cmake_pch.hxx")
+    build.expect_after(context.plugin, {"generate stock", "generate odd"})
 
 
 def test_cmake_odd_paths(context):

@@ -4,7 +4,7 @@ FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
     "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
     "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
-    "NO_MESSAGES, BATCH"
+    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE"
 )
 
 
@@ -52,6 +52,12 @@ def cases(context):
         "TARGET echo PROTOS echo.proto NO_MESSAGES MESSAGES_ONLY_PROTOS text.proto",
         "NO_MESSAGES and MESSAGES_ONLY_PROTOS contradict each other. "
         "Leave one out, or make two calls.",
+    )
+    yield refused(
+        "PRECOMPILE without TARGET",
+        "OUT_VAR files PROTOS echo.proto PRECOMPILE",
+        "PRECOMPILE needs TARGET: a precompiled header is made with the options of the target "
+        "that compiles the files. Give TARGET in place of OUT_VAR, or leave PRECOMPILE out.",
     )
     yield refused(
         "one file in both lists",

@@ -3,7 +3,15 @@
 import os
 import shutil
 
-from consumers.context import ECHO, SCHEMA, TEXT
+from consumers.context import (
+    ECHO,
+    SCHEMA,
+    TEXT,
+    expect_deleted_files_back,
+    add_spare_service,
+    expect_only_what_changed,
+    runs,
+)
 from consumers.watched_build import WatchedBuild
 from support.testkit import Failure, expect_in, fresh_folder, need, run
 
@@ -11,22 +19,25 @@ from support.testkit import Failure, expect_in, fresh_folder, need, run
 def expect_exact_rebuilds_elsewhere(context, project, build):
     """As with CMake, in builds without a library for the options."""
     build.expect_all(TEXT | ECHO | SCHEMA)
-    build.expect_after(os.path.join(project, "text.proto"), TEXT | ECHO)
-    build.expect_after(os.path.join(project, "echo.proto"), ECHO)
-    build.expect_after(context.schema, SCHEMA | ECHO)
-    build.expect_after(context.plugin_any, TEXT | ECHO)
+    build.expect_after(os.path.join(project, "text.proto"), runs(TEXT | ECHO))
+    build.expect_after(os.path.join(project, "echo.proto"), runs(ECHO))
+    build.expect_after(context.schema, runs(SCHEMA | ECHO))
+    build.expect_after(context.plugin_any, runs(TEXT | ECHO))
 
 
 def test_make(context):
     """A plain Makefile that finds the plugin by pkg-config."""
     need("make", "pkg-config")
     project = context.echo_project("make")
+    add_spare_service(project)
     message = run(["make"], cwd=project, status=2, env={"PKG_CONFIG_PATH": "/nowhere"})
     expect_in("make without the package", message, "pkg-config does not find qarn-rpc-gen")
     env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime}
     build = WatchedBuild(["make", "-j2"], project, cwd=project, env=env)
     expect_exact_rebuilds_elsewhere(context, project, build)
     context.expect_conversation(os.path.join(project, "echo"))
+    expect_only_what_changed(project, build)
+    expect_deleted_files_back(os.path.join(project, "gen"), build)
     expect_in("make after no edit", build.build()[1], "make: 'echo' is up to date.")
 
 
@@ -34,6 +45,7 @@ def test_meson(context):
     """Meson, with custom_target and depfiles."""
     need("meson", "ninja", "pkg-config")
     project = context.echo_project("meson")
+    add_spare_service(project)
     folder = os.path.join(project, "build")
     run(
         [
@@ -49,6 +61,8 @@ def test_meson(context):
     build = WatchedBuild(["ninja", "-C", folder, "-j2"], folder, env=context.pkg_config)
     expect_exact_rebuilds_elsewhere(context, project, build)
     context.expect_conversation(os.path.join(folder, "echo"))
+    expect_only_what_changed(project, build)
+    expect_deleted_files_back(folder, build)
 
 
 def test_buf(context):

@@ -1,0 +1,3 @@
+// A second source of the program's own.
+
+int Other() { return 0; }
