@@ -30,6 +30,7 @@ def test_docs(context):
             "fetch_content/CMakeLists.txt",
             "make/Makefile",
             "meson/meson.build",
+            "meson/generate.sh",
             "meson/meson_options.txt",
             "meson/morvane/qarn/rpc/meson.build",
             "buf/buf.yaml",
