@@ -19,7 +19,7 @@ from consumers.context import (
     write_program,
 )
 from consumers.watched_build import WatchedBuild
-from support.testkit import expect, expect_in, fresh_folder, run
+from support.testkit import Skip, expect, expect_in, fresh_folder, run
 
 
 def expect_exact_rebuilds(context, project, build):
@@ -184,6 +184,20 @@ def test_cmake_layers(context):
         {"compile count.rpc", "link libstock.a", "link shop"},
     )
     build.expect_nothing()
+
+
+def test_cmake_finds_once(context):
+    """What one folder finds of protobuf serves the others."""
+    log = os.path.join(context.work, "log")
+    package = fresh_folder(os.path.join(context.work, "package"))
+    with open(os.path.join(package, "protobuf-config.cmake"), "w", encoding="utf-8") as file:
+        file.write(f'file(APPEND "{log}" "looked\\n")\nset(Protobuf_FOUND FALSE)\n')
+    context.cmake(context.project("layers"), f"-DProtobuf_DIR={package}")
+    # CMake learnt in 3.24 to make what a package finds known everywhere.
+    version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
+    if tuple(map(int, version.groups())) < (3, 24):
+        raise Skip("CMake before 3.24 looks for protobuf in each folder")
+    expect("looks for protobuf", read(log), "looked\n")
 
 
 def test_cmake_multi_config(context):
