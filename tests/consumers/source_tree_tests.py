@@ -34,8 +34,8 @@ def test_add_subdirectory(context):
     build.expect_nothing()
     # A new plugin runs, and writes the same code.
     build.expect_after(
-        os.path.join(tree, "src", "plugin", "main.cc"),
-        runs(TEXT | ECHO) | {"compile main", "link protoc-gen-qarn-rpc"},
+        os.path.join(tree, "src", "plugin", "any_syntax_main.cc"),
+        runs(TEXT | ECHO) | {"compile any_syntax_main", "link protoc-gen-qarn-rpc-any"},
     )
     installed = run(
         ["cmake", "--install", build.folder, "--prefix", os.path.join(context.work, "installed")]
