@@ -17,6 +17,7 @@ endforeach()
 set(QARN_RPC_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE INTERNAL
   "The folder under which the options schema is imported")
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake")
+include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcCheckRuntime.cmake")
 
 if(NOT QARN_RPC_INSTALL)
   return()
@@ -54,10 +55,15 @@ install(CODE [==[
   foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
     file(READ "$ENV{DESTDIR}${docs}/${page}" text)
     string(REGEX REPLACE
-      "\\[([^]\n]+)\\]\\((\\.\\./)?(tests|proto)/[^)]+\\)" "\\1" text "${text}")
+      "\\[([^]\n]+)\\]\\((\\.\\./)?(tests|proto|scripts)/[^)]+\\)" "\\1" text "${text}")
     file(WRITE "$ENV{DESTDIR}${docs}/${page}" "${text}")
   endforeach()
 ]==])
+# The script finds its folder beside itself.
+install(PROGRAMS "${PROJECT_SOURCE_DIR}/scripts/check_runtime.sh"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/qarn-rpc-gen")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/scripts/check_runtime"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/qarn-rpc-gen")
 
 # The CMake package.
 include(CMakePackageConfigHelpers)
@@ -77,6 +83,7 @@ install(FILES
   "${made_dir}/qarn-rpc-gen-config.cmake"
   "${made_dir}/qarn-rpc-gen-config-version.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcCheck.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/QarnRpcCheckRuntime.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcGenerate.cmake"
   "${CMAKE_CURRENT_LIST_DIR}/QarnRpcIncludes.cmake"

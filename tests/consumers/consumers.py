@@ -16,6 +16,7 @@ from consumers import (
     docs_tests,
     other_build_tests,
     prefix_tests,
+    runtime_tests,
     source_tree_tests,
 )
 from consumers.context import Context
@@ -33,6 +34,7 @@ def main():
             other_build_tests,
             debian_tests,
             docs_tests,
+            runtime_tests,
         )
         for name, function in vars(module).items()
         if name.startswith("test_")

@@ -196,3 +196,17 @@ def cases(context):
         None,
         'compatible with requested version "99"',
     )
+    yield (
+        "no library to check",
+        f"{FIND}qarn_rpc_check_runtime(my_runtime)\n",
+        None,
+        "qarn_rpc_check_runtime: call it as qarn_rpc_check_runtime(TARGET library), "
+        "with the library of your runtime.",
+    )
+    yield (
+        "unknown library to check",
+        f"{FIND}qarn_rpc_check_runtime(TARGET my_runtime)\n",
+        None,
+        "qarn_rpc_check_runtime: TARGET 'my_runtime' is not a target. "
+        "Make or find the library of your runtime ahead of this call.",
+    )

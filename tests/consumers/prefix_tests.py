@@ -10,6 +10,7 @@ INSTALLED = {
     "bin/protoc-gen-qarn-rpc-any",
     "include/morvane/qarn/rpc/service_options.proto",
     "share/cmake/qarn-rpc-gen/QarnRpcCheck.cmake",
+    "share/cmake/qarn-rpc-gen/QarnRpcCheckRuntime.cmake",
     "share/cmake/qarn-rpc-gen/QarnRpcCompile.cmake",
     "share/cmake/qarn-rpc-gen/QarnRpcGenerate.cmake",
     "share/cmake/qarn-rpc-gen/QarnRpcIncludes.cmake",
@@ -25,11 +26,16 @@ INSTALLED = {
     "share/man/man1/protoc-gen-qarn-rpc-any.1",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
+    "share/qarn-rpc-gen/check_runtime.sh",
+    "share/qarn-rpc-gen/check_runtime/names.txt",
+    "share/qarn-rpc-gen/check_runtime/probes/StubBase.cc",
 }
-# Named after the configuration, or growing with the project's documents.
+# Named after the configuration, or growing with the project's documents and with
+# the names that generated code uses.
 ALSO_INSTALLED = re.compile(
     r"share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets-\w+\.cmake$"
     r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc)$"
+    r"|share/qarn-rpc-gen/check_runtime/(files|probes)/[\w.]+\.(h|cc|proto)$"
 )
 
 

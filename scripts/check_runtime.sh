@@ -1,0 +1,277 @@
+#!/usr/bin/env bash
+# Says, name by name, whether an RPC runtime fits the code that
+# protoc-gen-qarn-rpc generates.
+#
+#   check_runtime.sh INCLUDE_DIR [compiler flag...]
+#
+# INCLUDE_DIR is the folder from which the runtime's "qarn/rpc.h" is included.
+# The flags are those that you compile generated code with, such as -std=c++17,
+# -Wall or -I for other libraries. A library among them (-lmine, libmine.a) is
+# linked, too.
+#
+# Compiles one small probe for each name of docs/runtime.md, and prints "fits"
+# beside it, or the compiler's first error, or the name because of which it
+# cannot fit. Then compiles whole generated files, and links them. Nothing of
+# the runtime is run. What the compiler says in full of a misfit stays in a
+# folder that the last line names.
+#
+# From the environment: CXX (c++), PROTOC (protoc), QARN_RPC_PLUGIN (the plugin
+# that stands with this script, or the one on the PATH), QARN_RPC_PROTO_DIR (the
+# folder of the options schema), TMPDIR.
+#
+# Exit status: 0 the runtime fits, 1 it does not, 2 wrong usage, 3 no qarn/rpc.h
+# in INCLUDE_DIR, 4 the compiler does not run or refuses the flags, 5 something
+# else that generated code needs is missing: protoc, the plugin, or the headers
+# of protobuf or Boost.
+set -euo pipefail
+export LC_ALL=C
+
+fail() {
+  echo "check_runtime: $2" >&2
+  exit "$1"
+}
+
+if [[ $# -eq 0 || $1 == -* ]]; then
+  echo "usage: check_runtime.sh INCLUDE_DIR [compiler flag...]" >&2
+  exit 2
+fi
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+data=$here/check_runtime
+include_dir=${1%/}
+shift
+if [[ ! -f $include_dir/qarn/rpc.h ]]; then
+  fail 3 "there is no qarn/rpc.h in '$include_dir'; name the folder from which it is included"
+fi
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/check_runtime.XXXXXX" 2>/dev/null) ||
+  fail 5 "no temporary folder could be made; set TMPDIR to a folder that can be written to"
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/logs" "$work/fits" "$work/messages" "$work/plain" "$work/api"
+
+# CXX may hold options, or be a path with a blank. What is for the linker alone
+# would be an error for some compilers. The messages' folder is a system one:
+# warnings about them are protobuf's.
+compiler=("${CXX:-c++}")
+if ! command -v "${compiler[0]}" >/dev/null; then read -ra compiler <<<"${compiler[0]}"; fi
+flags=("-I$include_dir")
+link_flags=()
+libraries=()
+for flag; do
+  case $flag in
+    -l* | *.a | *.o | *.so | *.so.* | *.dylib) libraries+=("$flag") ;;
+    -L* | -Wl,*) link_flags+=("$flag") ;;
+    *) flags+=("$flag") ;;
+  esac
+done
+flags+=(-isystem "$work/messages" -fdiagnostics-color=never)
+
+# Compiles with the arguments. What the compiler says goes to the log $1.
+compile() {
+  local log=$work/logs/$1.log
+  shift
+  "${compiler[@]}" "${flags[@]}" "$@" >"$log" 2>&1
+}
+
+# The first error of a log, without its place unless that is in the runtime, and
+# without the arguments of templates.
+first_error() {
+  local line
+  line=$(grep -m1 -E '(^|[: ])error: ' "$work/logs/$1.log" || tail -n 1 "$work/logs/$1.log")
+  line=${line#"$include_dir"/}
+  case $line in "$data"/* | "$work"/*) line=${line#*: } ;; esac
+  printf '%s\n' "$line" | sed -E \
+    -e 's/^([^ ]*:[0-9]+):[0-9]+: /\1: /' \
+    -e 's/(fatal )?error: //' \
+    -e 's/ \[with [^]]*\]//g'
+}
+
+# ------------------------------------------------------------------------------
+# What is needed besides the runtime.
+
+command -v "${compiler[0]}" >/dev/null ||
+  fail 4 "the compiler '${compiler[*]}' was not found; set CXX to the one that you use"
+echo >"$work/empty.cc"
+compile empty -fsyntax-only "$work/empty.cc" ||
+  fail 4 "the compiler '${compiler[*]}' does not compile an empty file: $(first_error empty)"
+
+# The first of the files that exists.
+first_of() {
+  local file
+  for file; do
+    if [[ -f $file ]]; then
+      printf '%s\n' "$file"
+      return
+    fi
+  done
+}
+
+plugin=${QARN_RPC_PLUGIN:-$(first_of "$here"/../../bin/protoc-gen-qarn-rpc \
+  "$here"/../build/{release,dev}/protoc-gen-qarn-rpc "$(command -v protoc-gen-qarn-rpc || true)")}
+[[ -x $plugin ]] ||
+  fail 5 "protoc-gen-qarn-rpc was not found; put it on the PATH, or set QARN_RPC_PLUGIN to its path"
+schema=morvane/qarn/rpc/service_options.proto
+schema_file=$(first_of "${QARN_RPC_PROTO_DIR:-$here/../proto}/$schema" "$here/../../include/$schema")
+[[ $schema_file ]] ||
+  fail 5 "$schema was not found; set QARN_RPC_PROTO_DIR to the folder from which it is imported"
+
+command -v "${PROTOC:-protoc}" >/dev/null ||
+  fail 5 "${PROTOC:-protoc} was not found; put protoc on the PATH, or set PROTOC to its path"
+# Warnings about the schema are not the user's.
+generate() {
+  "${PROTOC:-protoc}" -I "$data/files" -I "${schema_file%/"$schema"}" "$@" \
+    >"$work/logs/protoc.log" 2>&1 ||
+    fail 5 "protoc does not generate the files to check with: $(first_error protoc)"
+}
+protos=(kinds.proto no_package.proto)
+messages=(messages.proto "${protos[@]}" "$schema")
+generate --cpp_out="$work/messages" "${messages[@]}"
+generate --plugin=protoc-gen-qarn-rpc="$plugin" --qarn-rpc_out="$work/plain" "${protos[@]}"
+generate --plugin=protoc-gen-qarn-rpc="$plugin" \
+  --qarn-rpc_out=services_namespace=api:"$work/api" "${protos[@]}"
+
+# ------------------------------------------------------------------------------
+# The names.
+
+# Every probe starts with the same includes, so they are compiled once.
+cp "$data/probes/probe.h" "$work"
+if ! compile includes -x c++-header "$work/probe.h" -o "$work/probe.h.gch"; then
+  compile without_runtime -fsyntax-only -DQARN_RPC_CHECK_RUNTIME_WITHOUT_RUNTIME \
+    -x c++ "$work/probe.h" ||
+    fail 5 "what generated code includes besides qarn/rpc.h does not compile: $(first_error without_runtime)"
+fi
+
+file_of() {
+  local name=${1//::/.}
+  printf '%s\n' "${name//\//.}"
+}
+
+probe() {
+  local file
+  file=$(file_of "$1")
+  if compile "$file" -include "$work/probe.h" -fsyntax-only "$data/probes/$file.cc"; then
+    touch "$work/fits/$file"
+  fi
+}
+
+jobs=$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
+in_background() {
+  "$@" &
+  started=$((${started:-0} + 1))
+  if ((started % jobs == 0)); then wait; fi
+}
+
+# The header comes first, and if it does not fit, nothing can.
+names=$(sed '/^#/d' "$data/names.txt")
+probe qarn/rpc.h
+if [[ -e $work/fits/$(file_of qarn/rpc.h) ]]; then
+  while read -r name _; do
+    in_background probe "$name"
+  done < <(tail -n +2 <<<"$names")
+  wait
+fi
+
+# The names that stand behind the misfit of one: itself, unless names that it
+# needs do not fit.
+misfits=()
+while read -r name needs; do
+  file=$(file_of "$name")
+  result=fits
+  if [[ ! -e $work/fits/$file ]]; then
+    causes=$(for needed in $needs; do
+      cat "$work/logs/$(file_of "$needed").causes" 2>/dev/null || true
+    done | awk '!seen[$0]++')
+    if [[ $causes ]]; then
+      result="cannot fit, because of ${causes//$'\n'/, }"
+    else
+      result=$(first_error "$file")
+      causes=$name
+      misfits+=("$name")
+    fi
+    printf '%s\n' "$causes" >"$work/logs/$file.causes"
+  fi
+  printf '%-30s %s\n' "$name" "$result"
+done <<<"$names"
+
+# Ends the run after a misfit in $1. The compiler's words are worth keeping then.
+end_with_misfit() {
+  local kept
+  kept=$(mktemp -d "${TMPDIR:-/tmp}/check_runtime_logs.XXXXXX")
+  for log in "$work"/logs/*.log; do
+    if [[ -s $log ]]; then cp "$log" "$kept"; fi
+  done
+  fail 1 "the runtime does not fit: $1; all that the compiler said is in $kept"
+}
+
+end_if_misfits() {
+  local list
+  list=$(printf '%s, ' "${misfits[@]+"${misfits[@]}"}")
+  [[ ! ${misfits[*]+set} ]] || end_with_misfit "${list%, }"
+}
+end_if_misfits
+
+# ------------------------------------------------------------------------------
+# Whole files: generated with and without a services namespace, and used.
+
+object() {
+  local name=$1
+  shift
+  mkdir -p "$work/objects/$(dirname "$name")"
+  if compile "$(file_of "$name")" -c "$@" -o "$work/objects/$name.o"; then
+    touch "$work/fits/$(file_of "$name")"
+  fi
+}
+
+files=()
+whole() {
+  files+=("$1")
+  in_background object "$@"
+}
+in_ways() {
+  whole "plain/$1" -I "$work/plain" -DWAY=plain "-DIN(PACKAGE)=PACKAGE" "${2:-$work/plain}/$1"
+  whole "api/$1" -I "$work/api" -DWAY=api "-DIN(PACKAGE)=PACKAGE::api" "${2:-$work/api}/$1"
+}
+for proto in "${protos[@]}"; do
+  in_ways "${proto%.proto}.rpc.cpp"
+done
+in_ways use.cc "$data/files"
+for proto in "${messages[@]}"; do
+  in_background object "messages/${proto%.proto}" -w "$work/messages/${proto%.proto}.pb.cc"
+done
+in_background object main "$data/files/main.cc"
+wait
+
+for name in "${files[@]}"; do
+  result=fits
+  if [[ ! -e $work/fits/$(file_of "$name") ]]; then
+    result=$(first_error "$(file_of "$name")")
+    misfits+=("$name")
+  fi
+  printf '%-30s %s\n' "$name" "$result"
+done
+end_if_misfits
+
+# A program of all of them. Without a library of the runtime's, only what its
+# headers define twice is a misfit.
+read -ra protobuf <<<"$(pkg-config --libs protobuf 2>/dev/null || echo -lprotobuf)"
+mapfile -t objects < <(find "$work/objects" -name '*.o')
+linked=fits
+if ! compile link "${objects[@]}" "${link_flags[@]+"${link_flags[@]}"}" \
+  "${libraries[@]+"${libraries[@]}"}" "${protobuf[@]}" -pthread -o "$work/program"; then
+  twice=$(grep -m1 -oE '(multiple definition of|duplicate symbol:?) [^;]*' \
+    "$work/logs/link.log" || true)
+  missing=$(grep -m1 -oE 'undefined (reference|symbol).*qarn::rpc::.*' "$work/logs/link.log" || true)
+  if [[ $twice ]]; then
+    linked=$twice
+  elif [[ $missing && ${libraries[*]+set} ]]; then
+    linked=$missing
+  else
+    linked="not linked: ${missing:-$(first_error link)}"
+    [[ ! $missing ]] || linked+="; name the runtime's library among the flags"
+  fi
+fi
+printf '%-30s %s\n' "linked" "$linked"
+case $linked in
+  fits) echo "check_runtime: the runtime fits" ;;
+  "not linked"*) echo "check_runtime: the runtime fits, as far as its headers go" ;;
+  *) end_with_misfit linked ;;
+esac

@@ -1,0 +1,7 @@
+#include "probe.h"
+
+namespace probe {
+struct Traits {
+  static const ::qarn::rpc::RpcMethodType rpc_type = ::qarn::rpc::RMT_SIMPLE;
+};
+}  // namespace probe
