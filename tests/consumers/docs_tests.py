@@ -9,13 +9,15 @@ from support.testkit import expect, fresh_folder, run
 
 
 def test_docs(context):
-    """Every file that docs/using.md shows is the one that is tested here."""
-    with open(os.path.join(context.source, "docs", "using.md"), encoding="utf-8") as file:
-        text = file.read()
+    """Every file that a page shows is the one that is tested here."""
+    text = ""
+    for page in ("using.md", "runtime.md"):
+        with open(os.path.join(context.source, "docs", page), encoding="utf-8") as file:
+            text += file.read()
     shown = set()
     for name, block in re.findall(r"<!-- from (\S+) -->\n+```\w*\n(.*?)```\n", text, re.DOTALL):
         with open(os.path.join(context.projects, name), encoding="utf-8") as file:
-            expect(f"the block from {name} in docs/using.md", block, file.read())
+            expect(f"the block from {name} in the pages", block, file.read())
         shown.add(name)
     expect("markers without a block after them", text.count("<!-- from "), len(shown))
     expect(
@@ -36,6 +38,7 @@ def test_docs(context):
             "buf/buf.yaml",
             "buf/buf.gen.yaml",
             "buf/build.sh",
+            "check_runtime/CMakeLists.txt",
         }
         - shown,
         set(),
