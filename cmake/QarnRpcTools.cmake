@@ -54,7 +54,8 @@ Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
 endfunction()
 
 # The include folders of protobuf's library. One that is built in the same
-# project names them inside $<BUILD_INTERFACE:...>.
+# project names them inside $<BUILD_INTERFACE:...>; a distribution's CMake package
+# may leave out a folder in which compilers look anyway.
 function(_qarn_rpc_protobuf_include_dirs result)
   get_target_property(dirs protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
   if(NOT dirs)
@@ -62,6 +63,17 @@ function(_qarn_rpc_protobuf_include_dirs result)
   endif()
   string(REGEX REPLACE "\\$<BUILD_INTERFACE:([^>]*)>" "\\1" dirs "${dirs}")
   string(GENEX_STRIP "${dirs}" dirs)
+  foreach(dir IN LISTS dirs)
+    if(EXISTS "${dir}/google/protobuf/descriptor.proto")
+      set(${result} "${dirs}" PARENT_SCOPE)
+      return()
+    endif()
+  endforeach()
+  find_path(QARN_RPC_PROTOBUF_INCLUDE_DIR google/protobuf/descriptor.proto)
+  mark_as_advanced(QARN_RPC_PROTOBUF_INCLUDE_DIR)
+  if(QARN_RPC_PROTOBUF_INCLUDE_DIR)
+    list(APPEND dirs "${QARN_RPC_PROTOBUF_INCLUDE_DIR}")
+  endif()
   set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
