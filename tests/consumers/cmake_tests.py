@@ -525,7 +525,7 @@ def test_cmake_cross(context):
     """A cross build runs the host's tools, not those of its target system."""
     sysroot = os.path.join(fresh_folder(context.work), "sysroot")
     shutil.copytree(context.prefix, os.path.join(sysroot, "usr"))
-    for tool in ("protoc", "protoc-gen-qarn-rpc"):
+    for tool in ("protoc", "protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
         write_program(
             os.path.join(sysroot, "usr", "bin", tool),
             "echo this runs on the target only >&2\nexit 1\n",
