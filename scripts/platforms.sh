@@ -73,7 +73,7 @@ run_root() {
   mkdir "$results"
   reason=$(reason_against_roots)
   if [[ -z "$reason" ]] && ! scripts/platforms/make_root.sh "$name" "$root" >"$log" 2>&1; then
-    reason="its root could not be made"
+    reason="its root could not be made; build/platforms/$name.log says why"
   fi
   if [[ -n "$reason" ]]; then
     echo "$reason" >"$results/not-tried"
