@@ -17,18 +17,22 @@ namespace {
 
 void PrintSharedTypedefs(Printer* printer, const ServiceDescriptor* service,
                          VariableMap* vars) {
-  // One set for each loop: kinds of typedef share none, and neither do classes.
-  TypedefSet messages;
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintHeaderServerMethodMessagesTypedefs(printer, method, *vars, messages);
-  });
-  printer->Print("\n");
-  TypedefSet call_observers;
-  ForEachMethod(service, [&](const MethodDescriptor* method) {
-    PrintHeaderServerMethodCallObserverTypedefs(printer, method, *vars,
-                                                call_observers);
-  });
-  printer->Print("\n");
+  // A set lives for one loop: kinds of typedef share none.
+  {
+    TypedefSet messages;
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      PrintHeaderServerMethodMessagesTypedefs(printer, method, *vars, messages);
+    });
+    printer->Print("\n");
+  }
+  {
+    TypedefSet call_observers;
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      PrintHeaderServerMethodCallObserverTypedefs(printer, method, *vars,
+                                                  call_observers);
+    });
+    printer->Print("\n");
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "naming/variables.h"
+#include "support/print.h"
 #include "support/proto_sources.h"
 
 namespace qarn {
@@ -62,6 +63,19 @@ inline VariableMap KindsVars() {
           {"Service", "Kinds"},
           {"ns", "api::"},
           {"prefix", "api"}};
+}
+
+// What `print` prints for `service`, with the variables of KindsVars() and the
+// name of the service.
+inline std::string PrintedFor(
+    const google::protobuf::ServiceDescriptor* service,
+    void (*print)(google::protobuf::io::Printer*,
+                  const google::protobuf::ServiceDescriptor*, VariableMap*)) {
+  VariableMap vars = KindsVars();
+  vars["Service"] = std::string(service->name());
+  return Printed([&](google::protobuf::io::Printer* printer) {
+    print(printer, service, &vars);
+  });
 }
 
 }  // namespace testing

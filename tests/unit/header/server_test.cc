@@ -19,12 +19,10 @@ using testing::KindsService;
 using testing::KindsVars;
 using testing::ParseFile;
 using testing::Printed;
+using testing::PrintedFor;
 
 std::string Server(const ServiceDescriptor* service) {
-  VariableMap vars = KindsVars();
-  vars["Service"] = service->name();
-  return Printed(
-      [&](Printer* printer) { PrintHeaderServer(printer, service, &vars); });
+  return PrintedFor(service, PrintHeaderServer);
 }
 
 std::string ServerMethod(const std::string& name) {

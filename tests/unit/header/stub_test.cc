@@ -19,12 +19,10 @@ using testing::KindsService;
 using testing::KindsVars;
 using testing::ParseFile;
 using testing::Printed;
+using testing::PrintedFor;
 
 std::string Stub(const ServiceDescriptor* service) {
-  VariableMap vars = KindsVars();
-  vars["Service"] = service->name();
-  return Printed(
-      [&](Printer* printer) { PrintHeaderStub(printer, service, &vars); });
+  return PrintedFor(service, PrintHeaderStub);
 }
 
 TEST(HeaderStubTest, DeclaresTheShellForAServiceWithoutMethods) {
