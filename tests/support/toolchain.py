@@ -107,11 +107,11 @@ class Toolchain:
             if not self.is_clang:
                 command = command + ["-Winvalid-pch"]
         if output is None:
-            command = command + ["-fsyntax-only"]
+            command = command + ["-fsyntax-only", source]
         else:
             pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)
-            command = command + ["-o", output]
-        return run(command + ["-c", source], status=status)
+            command = command + ["-c", source, "-o", output]
+        return run(command, status=status)
 
     def compile_messages(self, source, folders, output):
         """Compiles a source of protobuf's own generator, without warnings."""
