@@ -73,16 +73,24 @@ compile() {
 }
 
 # The first error of a log, without its place unless that is in the runtime, and
-# without the arguments of templates.
+# without the arguments of templates. Where nothing matches a call, the note that
+# says why follows.
 first_error() {
-  local line
+  local line reason
   line=$(grep -m1 -E '(^|[: ])error: ' "$work/logs/$1.log" || tail -n 1 "$work/logs/$1.log")
   line=${line#"$include_dir"/}
   case $line in "$data"/* | "$work"/*) line=${line#*: } ;; esac
+  if [[ $line == *"no matching "* ]]; then
+    reason=$(sed -nE -e '/substitution failed/d' -e 's/.*note:   //' -e t1 \
+      -e 's/.*candidate .*(not viable|ignored): //' -e t1 -e d -e :1 -e p -e q \
+      "$work/logs/$1.log")
+    line+=${reason:+: $reason}
+  fi
   printf '%s\n' "$line" | sed -E \
     -e 's/^([^ ]*:[0-9]+):[0-9]+: /\1: /' \
     -e 's/(fatal )?error: //' \
-    -e 's/ \[with [^]]*\]//g'
+    -e 's/ \[with [^]]*\]//g' \
+    -e "s/ (\{aka '[^']*'\}|\(aka '[^']*'\))//g"
 }
 
 # ------------------------------------------------------------------------------
@@ -113,18 +121,26 @@ schema=morvane/qarn/rpc/service_options.proto
 schema_file=$(first_of "${QARN_RPC_PROTO_DIR:-$here/../proto}/$schema" "$here/../../include/$schema")
 [[ $schema_file ]] ||
   fail 5 "$schema was not found; set QARN_RPC_PROTO_DIR to the folder from which it is imported"
+import_dirs=(-I "$data/files" -I "${schema_file%/"$schema"}")
+
+# The schema imports a file of protobuf's. protoc finds it by itself only where it
+# was installed with it, so it is looked for beside the headers.
+echo "#include <google/protobuf/stubs/common.h>" >"$work/protobuf.cc"
+compile protobuf -E -H "$work/protobuf.cc" -o "$work/protobuf.ii" || true
+header=$(sed -n 's,^\. \(.*/google/protobuf/\)stubs/common\.h$,\1,p' "$work/logs/protobuf.log")
+if [[ -f ${header}descriptor.proto ]]; then
+  import_dirs+=(-I "${header%/google/protobuf/}")
+fi
 
 command -v "${PROTOC:-protoc}" >/dev/null ||
   fail 5 "${PROTOC:-protoc} was not found; put protoc on the PATH, or set PROTOC to its path"
 # Warnings about the schema are not the user's.
 generate() {
-  "${PROTOC:-protoc}" -I "$data/files" -I "${schema_file%/"$schema"}" "$@" \
-    >"$work/logs/protoc.log" 2>&1 ||
-    fail 5 "protoc does not generate the files to check with: $(first_error protoc)"
+  "${PROTOC:-protoc}" "${import_dirs[@]}" "$@" >"$work/logs/protoc.log" 2>&1 ||
+    fail 5 "protoc does not generate the files to check with: $(grep -vm1 -i warning "$work/logs/protoc.log")"
 }
 protos=(kinds.proto no_package.proto)
-messages=(messages.proto "${protos[@]}" "$schema")
-generate --cpp_out="$work/messages" "${messages[@]}"
+generate --cpp_out="$work/messages" messages.proto "${protos[@]}" "$schema"
 generate --plugin=protoc-gen-qarn-rpc="$plugin" --qarn-rpc_out="$work/plain" "${protos[@]}"
 generate --plugin=protoc-gen-qarn-rpc="$plugin" \
   --qarn-rpc_out=services_namespace=api:"$work/api" "${protos[@]}"
@@ -213,11 +229,11 @@ end_if_misfits
 # Whole files: generated with and without a services namespace, and used.
 
 object() {
-  local name=$1
+  local file
+  file=$(file_of "$1")
   shift
-  mkdir -p "$work/objects/$(dirname "$name")"
-  if compile "$(file_of "$name")" -c "$@" -o "$work/objects/$name.o"; then
-    touch "$work/fits/$(file_of "$name")"
+  if compile "$file" -c "$@" -o "$work/$file.o"; then
+    touch "$work/fits/$file"
   fi
 }
 
@@ -234,9 +250,8 @@ for proto in "${protos[@]}"; do
   in_ways "${proto%.proto}.rpc.cpp"
 done
 in_ways use.cc "$data/files"
-for proto in "${messages[@]}"; do
-  in_background object "messages/${proto%.proto}" -w "$work/messages/${proto%.proto}.pb.cc"
-done
+# The only messages that the program needs.
+in_background object messages -w "$work/messages/messages.pb.cc"
 in_background object main "$data/files/main.cc"
 wait
 
@@ -253,9 +268,8 @@ end_if_misfits
 # A program of all of them. Without a library of the runtime's, only what its
 # headers define twice is a misfit.
 read -ra protobuf <<<"$(pkg-config --libs protobuf 2>/dev/null || echo -lprotobuf)"
-mapfile -t objects < <(find "$work/objects" -name '*.o')
 linked=fits
-if ! compile link "${objects[@]}" "${link_flags[@]+"${link_flags[@]}"}" \
+if ! compile link "$work"/*.o "${link_flags[@]+"${link_flags[@]}"}" \
   "${libraries[@]+"${libraries[@]}"}" "${protobuf[@]}" -pthread -o "$work/program"; then
   twice=$(grep -m1 -oE '(multiple definition of|duplicate symbol:?) [^;]*' \
     "$work/logs/link.log" || true)

@@ -54,13 +54,16 @@ class UnpackagedServer : public Unpackaged::Service {
 
 class IdleServer : public Idle::Service {};
 
-void Serve();
+// No server is made: a runtime may leave more to them than the handlers.
+void Serve(KindsServer* kinds, SecondServer* second,
+           UnpackagedServer* unpackaged, IdleServer* idle);
 
-void Serve() {
-  KindsServer().service();
-  SecondServer().service();
-  UnpackagedServer().service();
-  IdleServer().service();
+void Serve(KindsServer* kinds, SecondServer* second,
+           UnpackagedServer* unpackaged, IdleServer* idle) {
+  kinds->service();
+  second->service();
+  unpackaged->service();
+  idle->service();
 }
 
 void Call(const qarn_rpc::ClientContext& context,

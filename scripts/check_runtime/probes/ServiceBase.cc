@@ -1,4 +1,6 @@
 // The base of Service, which has a virtual destructor and a member service().
+// No object of it is made: what the base leaves abstract is for the user's
+// server.
 #include "probe.h"
 
 namespace probe {
@@ -15,8 +17,4 @@ class Service : public ::qarn::rpc::ServiceBase {
 Service::~Service() {}
 
 ::qarn::rpc::RpcService* Service::service() { return _service; }
-
-void Make();
-
-void Make() { Service().service(); }
 }  // namespace probe

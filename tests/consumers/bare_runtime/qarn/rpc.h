@@ -102,6 +102,7 @@ struct RpcService {
 class ServiceBase {
  public:
   virtual RpcService* service() = 0;
+  virtual void Started() = 0;
 
  protected:
   virtual ~ServiceBase() {}
