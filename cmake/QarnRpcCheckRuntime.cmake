@@ -45,7 +45,7 @@ with which check_runtime.sh runs. Install it, or set QARN_RPC_BASH to its full p
   string(REPLACE "::" "_" name "check_runtime_${arg_TARGET}")
   set(folder "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
   set(run "${folder}/run-$<CONFIG>.cmake")
-  _qarn_rpc_write_runtime_check("${run}" "${folder}")
+  _qarn_rpc_write_runtime_check("${run}" "${arg_TARGET}" "${folder}" "${protoc}" "${plugin}")
   add_custom_target(${name}
     COMMAND "${CMAKE_COMMAND}" -P "${run}"
     COMMENT "Checking whether ${arg_TARGET} fits the code of protoc-gen-qarn-rpc"
@@ -59,17 +59,18 @@ with which check_runtime.sh runs. Install it, or set QARN_RPC_BASH to its full p
   endforeach()
 endfunction()
 
-# Writes the script that the target runs. It reads the caller's variables.
-function(_qarn_rpc_write_runtime_check run folder)
+# Writes `run`, the script that the target runs: it checks the target `library`
+# with `protoc` and `plugin`, and keeps what the compiler says in `folder`.
+function(_qarn_rpc_write_runtime_check run library folder protoc plugin)
   set(standard "")
   if(CMAKE_CXX_STANDARD)
     set(standard "${CMAKE_CXX${CMAKE_CXX_STANDARD}_STANDARD_COMPILE_OPTION}")
   endif()
-  set(include_dirs "$<TARGET_PROPERTY:${arg_TARGET},INTERFACE_INCLUDE_DIRECTORIES>")
+  set(include_dirs "$<TARGET_PROPERTY:${library},INTERFACE_INCLUDE_DIRECTORIES>")
   set(other_dirs "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
-  set(definitions "$<TARGET_PROPERTY:${arg_TARGET},INTERFACE_COMPILE_DEFINITIONS>")
-  set(options "$<TARGET_PROPERTY:${arg_TARGET},INTERFACE_COMPILE_OPTIONS>")
-  set(features "$<TARGET_PROPERTY:${arg_TARGET},INTERFACE_COMPILE_FEATURES>")
+  set(definitions "$<TARGET_PROPERTY:${library},INTERFACE_COMPILE_DEFINITIONS>")
+  set(options "$<TARGET_PROPERTY:${library},INTERFACE_COMPILE_OPTIONS>")
+  set(features "$<TARGET_PROPERTY:${library},INTERFACE_COMPILE_FEATURES>")
   foreach(number IN ITEMS 11 14 17 20 23)
     set(option "${CMAKE_CXX${number}_STANDARD_COMPILE_OPTION}")
     if(option AND (NOT CMAKE_CXX_STANDARD OR CMAKE_CXX_STANDARD LESS number))
@@ -77,28 +78,38 @@ function(_qarn_rpc_write_runtime_check run folder)
     endif()
   endforeach()
   separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
-  # Options may depend on the language, which only CONDITION fixes here.
+  if(CMAKE_CXX_COMPILER_TARGET AND CMAKE_CXX_COMPILE_OPTIONS_TARGET)
+    list(APPEND flags "${CMAKE_CXX_COMPILE_OPTIONS_TARGET}${CMAKE_CXX_COMPILER_TARGET}")
+  endif()
+  if(CMAKE_SYSROOT)
+    list(APPEND flags "--sysroot=${CMAKE_SYSROOT}")
+  endif()
+  # Options may depend on the language, which only CONDITION fixes here. The
+  # compiler may be a launcher whose first argument is the compiler proper.
   file(GENERATE OUTPUT "${run}" CONTENT "\
-set(library [==[${arg_TARGET}]==])
-set(folder [==[${folder}]==])
-set(include_dirs [==[${include_dirs}]==])
-set(other_dirs [==[${other_dirs}]==])
-set(implicit_dirs [==[${CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES}]==])
-set(definitions [==[${definitions}]==])
-set(options [==[${flags};${standard};${options}]==])
-set(bash [==[${QARN_RPC_BASH}]==])
-set(script [==[${QARN_RPC_CHECK_RUNTIME}]==])
-set(ENV{CXX} [==[${CMAKE_CXX_COMPILER}]==])
+set(ENV{CXX} [==[${CMAKE_CXX_COMPILER}${CMAKE_CXX_COMPILER_ARG1}]==])
 set(ENV{PROTOC} [==[${protoc}]==])
 set(ENV{QARN_RPC_PLUGIN} [==[${plugin}]==])
 set(ENV{QARN_RPC_PROTO_DIR} [==[${QARN_RPC_PROTO_DIR}]==])
 include([==[${_qarn_rpc_check_runtime_module}]==])
-_qarn_rpc_run_runtime_check()
+_qarn_rpc_run_runtime_check(
+  [==[${library}]==]
+  [==[${folder}]==]
+  [==[${QARN_RPC_BASH}]==]
+  [==[${QARN_RPC_CHECK_RUNTIME}]==]
+  [==[${include_dirs}]==]
+  [==[${other_dirs}]==]
+  [==[${CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES}]==]
+  [==[${definitions}]==]
+  [==[${flags};${standard};${options}]==])
 " CONDITION "$<COMPILE_LANGUAGE:CXX>")
 endfunction()
 
-# What the written script does.
-function(_qarn_rpc_run_runtime_check)
+# What the written script does: runs `script` with the options of `library`.
+# `other_dirs` are the include folders of what generated code needs besides,
+# `implicit_dirs` those that the compiler has anyway.
+function(_qarn_rpc_run_runtime_check library folder bash script
+    include_dirs other_dirs implicit_dirs definitions options)
   set(runtime_dir "")
   foreach(dir IN LISTS include_dirs)
     if(NOT runtime_dir AND EXISTS "${dir}/qarn/rpc.h")
