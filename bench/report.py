@@ -168,7 +168,10 @@ def summary(measured):
     saved = measured.saved
     small, large = measured.growth[measured.small], measured.growth[measured.large]
     yield from paragraph("# Performance")
-    yield from paragraph("Written by `scripts/bench.sh`; run it again rather than edit this file.")
+    yield from paragraph(
+        "Written by `scripts/bench.sh`; run it again rather than edit this file. What users' "
+        "builds take stands on [a page of its own](build-times.md)."
+    )
     yield (
         f"- **A file takes about {measured.ours.wall / 1000:.1f} ms**, from the start of the "
         f"plugin to its end; a program that does nothing takes "
