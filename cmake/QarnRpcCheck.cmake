@@ -92,6 +92,23 @@ Choose another build folder or PROTOC_OUT_DIR.")
   endif()
 endfunction()
 
+# A system folder that holds other headers too would hide the warnings of those.
+function(_qarn_rpc_check_system is_system target out_dir)
+  if(NOT is_system)
+    return()
+  endif()
+  if(NOT target)
+    _qarn_rpc_fail("SYSTEM needs TARGET: it is for those that link the target. \
+With OUT_VAR, give your own target PROTOC_OUT_DIR as a SYSTEM include folder.")
+  endif()
+  cmake_path(IS_PREFIX out_dir "${CMAKE_CURRENT_BINARY_DIR}" NORMALIZE is_shared)
+  cmake_path(IS_PREFIX out_dir "${CMAKE_CURRENT_SOURCE_DIR}" NORMALIZE holds_sources)
+  if(is_shared OR holds_sources)
+    _qarn_rpc_fail("SYSTEM needs a folder with generated files alone, \
+but they would go to '${out_dir}'. Give PROTOC_OUT_DIR, such as generated.")
+  endif()
+endfunction()
+
 function(_qarn_rpc_check_no_file_twice protos messages_only_protos)
   foreach(proto IN LISTS messages_only_protos)
     if(proto IN_LIST protos)

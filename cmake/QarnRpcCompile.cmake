@@ -32,21 +32,34 @@ function(_qarn_rpc_choose_options_target options_target result)
     MESSAGES_ONLY_PROTOS "${QARN_RPC_PROTO_DIR}/morvane/qarn/rpc/service_options.proto"
     IMPORT_DIRS "${QARN_RPC_PROTO_DIR}"
     PROTOC_OUT_DIR "${options_dir}"
+    SYSTEM
     OPTIONS_TARGET qarn_rpc_service_options)
-  # The warnings of this message code are not its users' to mend.
-  target_include_directories(qarn_rpc_service_options SYSTEM
-    INTERFACE "$<BUILD_INTERFACE:${options_dir}>")
 endfunction()
 
 # Keeps `files` out of what CMake does to sources by global switches. Message
 # code cannot be joined with other message code, since all of it has the same
 # names in its unnamed parts; RPC code is joined by _qarn_rpc_join() alone, so
 # never with the caller's own sources.
+#
+# Message code is protobuf's text, so its warnings are not the caller's to mend;
+# RPC code is to be free of them. Linters look at neither, with a CMake that knows
+# SKIP_LINTING (3.27).
 function(_qarn_rpc_set_source_properties files)
   set_source_files_properties(${files} PROPERTIES
     SKIP_UNITY_BUILD_INCLUSION ON
     SKIP_AUTOGEN ON
+    SKIP_LINTING ON
     CXX_SCAN_FOR_MODULES OFF)
+  set(message_files "${files}")
+  list(FILTER message_files INCLUDE REGEX "\\.pb\\.cc$")
+  if(message_files)
+    # A source's own options come last.
+    set(no_warnings -w)
+    if(MSVC)
+      set(no_warnings /w)
+    endif()
+    set_property(SOURCE ${message_files} APPEND PROPERTY COMPILE_OPTIONS ${no_warnings})
+  endif()
 endfunction()
 
 # Whether RPC files are to be joined: because the call says so, or because the
@@ -105,10 +118,13 @@ function(_qarn_rpc_join files protos names out_dir result)
 endfunction()
 
 # Gives `target` the generated files, their folder and the libraries that they
-# need.
+# need. With `is_system` it is a system folder for those that link the target.
 function(_qarn_rpc_extend_target
-         target generated out_dir options_target precompile protoc plugin)
+         target generated out_dir is_system options_target precompile protoc plugin)
   target_include_directories("${target}" PUBLIC "$<BUILD_INTERFACE:${out_dir}>")
+  if(is_system)
+    target_include_directories("${target}" SYSTEM INTERFACE "$<BUILD_INTERFACE:${out_dir}>")
+  endif()
   # By property: target_link_libraries() refuses a target to which the caller
   # gives libraries without PUBLIC or PRIVATE.
   set(libraries "${options_target}" protobuf::libprotobuf)

@@ -13,6 +13,7 @@
 #     [BATCH]                             # one run of protoc for all files
 #     [UNITY]                             # compiles the RPC files joined
 #     [PRECOMPILE]                        # compiles them with a precompiled header
+#     [SYSTEM]                            # no warnings from the headers elsewhere
 #     [DEPENDENCIES file-or-target...]
 #     [PROTOC_OPTIONS option...])
 #
@@ -32,7 +33,7 @@ include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcRun.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake")
 
 function(qarn_rpc_generate)
-  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE)
+  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM)
   set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE OPTIONS_TARGET)
   set(lists PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES PROTOC_OPTIONS)
   cmake_parse_arguments(PARSE_ARGV 0 arg "${flags}" "${values}" "${lists}")
@@ -63,6 +64,7 @@ function(qarn_rpc_generate)
   endif()
   _qarn_rpc_absolute("${arg_PROTOC_OUT_DIR}" "${CMAKE_CURRENT_BINARY_DIR}" out_dir)
   _qarn_rpc_check_out_dir("${out_dir}")
+  _qarn_rpc_check_system("${arg_SYSTEM}" "${arg_TARGET}" "${out_dir}")
   _qarn_rpc_resolve_protos("${arg_PROTOS}" "${import_dirs}" protos names)
   _qarn_rpc_resolve_protos("${arg_MESSAGES_ONLY_PROTOS}" "${import_dirs}"
     messages_only_protos messages_only_names)
@@ -97,8 +99,8 @@ function(qarn_rpc_generate)
     _qarn_rpc_join("${generated}" "${protos}" "${names}" "${out_dir}" generated)
   endif()
   if(arg_TARGET)
-    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${options_target}"
-      "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
+    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_SYSTEM}"
+      "${options_target}" "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
   else()
     set(${arg_OUT_VAR} "${generated}" PARENT_SCOPE)
   endif()

@@ -14,6 +14,7 @@ from consumers import (
     cmake_tests,
     debian_tests,
     docs_tests,
+    guest_tests,
     other_build_tests,
     prefix_tests,
     runtime_tests,
@@ -30,6 +31,7 @@ def main():
         for module in (
             prefix_tests,
             cmake_tests,
+            guest_tests,
             source_tree_tests,
             other_build_tests,
             debian_tests,

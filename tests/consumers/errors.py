@@ -4,7 +4,7 @@ FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
     "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
     "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
-    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE"
+    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM"
 )
 
 
@@ -59,6 +59,19 @@ def cases(context):
         "PRECOMPILE needs TARGET: a precompiled header is made with the options of the target "
         "that compiles the files. Give TARGET in place of OUT_VAR, or leave PRECOMPILE out.",
     )
+    yield refused(
+        "SYSTEM without TARGET",
+        "OUT_VAR files PROTOS echo.proto PROTOC_OUT_DIR generated SYSTEM",
+        "SYSTEM needs TARGET: it is for those that link the target. With OUT_VAR, give your own "
+        "target PROTOC_OUT_DIR as a SYSTEM include folder.",
+    )
+    for folder in ("", "PROTOC_OUT_DIR ."):
+        yield refused(
+            f"SYSTEM without a folder of its own: {folder}",
+            f"TARGET echo PROTOS echo.proto {folder} SYSTEM",
+            "SYSTEM needs a folder with generated files alone, but they would go to "
+            f"'{project}/build'. Give PROTOC_OUT_DIR, such as generated.",
+        )
     yield refused(
         "one file in both lists",
         "TARGET echo PROTOS echo.proto text.proto MESSAGES_ONLY_PROTOS text.proto",

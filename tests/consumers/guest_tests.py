@@ -1,0 +1,74 @@
+"""CMake projects of shapes that the function must not get in the way of."""
+
+import os
+import re
+
+from consumers.context import read, write_program
+from support.testkit import Failure, expect, need, run
+
+GCC_OPTIONS = (
+    "-Wall;-Wextra;-Wpedantic;-Wconversion;-Wsign-conversion;-Wshadow;-Wold-style-cast;"
+    "-Wnon-virtual-dtor;-Wsuggest-override;-Wuseless-cast;-Wcast-qual;-Wundef"
+)
+
+
+def documented_warnings(context):
+    """What the page says that -Weverything finds in RPC files."""
+    text = read(os.path.join(context.source, "docs", "qarn_rpc_generate.md"))
+    row = re.search(r"^\| `-Weverything`.*$", text, re.MULTILINE)
+    if not row:
+        raise Failure("the page of qarn_rpc_generate has no row for -Weverything")
+    return set(re.findall(r"`-W([a-z0-9+-]+)`", row[0])) - {"everything"}
+
+
+def test_cmake_strict(context):
+    """The caller's warnings are errors: message code and the options library have
+    none of them, RPC files those that the page names."""
+    build = context.cmake(
+        context.echo_project("strict"),
+        "-DCMAKE_CXX_COMPILER=g++",
+        f"-DSTRICT_OPTIONS={GCC_OPTIONS}",
+    )
+    build.build()
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    need("clang++-14", package="clang")
+    warnings = documented_warnings(context)
+    options = ";".join(["-Weverything", *(f"-Wno-{name}" for name in sorted(warnings))])
+    build = context.cmake(
+        context.echo_project("strict"),
+        "-DCMAKE_CXX_COMPILER=clang++-14",
+        f"-DSTRICT_OPTIONS={options}",
+    )
+    build.build()
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    # -Werror, which comes later, fails what a warning is left in.
+    run(["cmake", build.folder, "-DSTRICT_OPTIONS=-Weverything;-ferror-limit=0"])
+    output = run([*build.command, "--", "-k", "0"], status=None)
+    found = set(re.findall(r"generated/\w+\.\w+\.\w+:.*\[-Werror,-W([^]]+)\]", output))
+    expect("warnings of RPC files", found, warnings)
+
+
+def test_cmake_linting(context):
+    """A linter for the whole build sees the project's own sources alone, from CMake
+    3.27 on; before, clang-tidy finds nothing where the page's file is."""
+    project = context.echo_project("strict")
+    log = os.path.join(context.work, "linted")
+    linter = write_program(
+        os.path.join(context.work, "linter"),
+        f'for word; do case "$word" in *.cc | *.cpp) basename "$word" >> "{log}"; exit ;; esac; done\n',
+    )
+    version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
+    if tuple(map(int, version.groups())) >= (3, 27):
+        context.cmake(project, f"-DCMAKE_CXX_CLANG_TIDY={linter}").build()
+        expect("linted files", read(log), "main.cc\n")
+    need("clang-tidy")
+    build = context.cmake(project, "-DCMAKE_CXX_CLANG_TIDY=clang-tidy")
+    build.build()
+    with open(os.path.join(project, "main.cc"), "a", encoding="utf-8") as file:
+        file.write("bool Odd(int number) { return number; }\n")
+    output = run(build.command, status=None)
+    expect(
+        "findings",
+        set(re.findall(r"(\w+\.\w+):\d+:\d+: error:", output)),
+        {"main.cc"},
+    )
