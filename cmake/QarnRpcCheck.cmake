@@ -70,10 +70,30 @@ Call qarn_rpc_generate() in the CMakeLists.txt that makes the target.")
 endfunction()
 
 function(_qarn_rpc_check_options_target options_target)
-  if(options_target AND NOT TARGET "${options_target}")
+  if(options_target AND NOT options_target STREQUAL "NONE" AND NOT TARGET "${options_target}")
     _qarn_rpc_fail("OPTIONS_TARGET '${options_target}' is not a target. \
 Make the library ahead of this call.")
   endif()
+endfunction()
+
+# Without an options library none of `protos` may import the schema. A file that
+# the build has yet to write is left to the compiler, which misses a header.
+function(_qarn_rpc_check_no_schema options_target protos)
+  if(NOT options_target STREQUAL "NONE")
+    return()
+  endif()
+  foreach(proto IN LISTS protos)
+    if(EXISTS "${proto}")
+      file(STRINGS "${proto}" imports
+        REGEX "^[^/]*import[^/\"']*[\"']morvane/qarn/rpc/service_options\\.proto[\"']")
+      if(imports)
+        _qarn_rpc_fail("'${proto}' imports the options schema, but OPTIONS_TARGET is NONE. \
+Leave the argument out, or name the library that has the schema's message code.")
+      endif()
+    endif()
+  endforeach()
+  # An import may be added later.
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${protos})
 endfunction()
 
 function(_qarn_rpc_check_namespace namespace)

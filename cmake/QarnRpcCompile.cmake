@@ -11,9 +11,13 @@ set(_QARN_RPC_SCRIPT_DIR "${CMAKE_CURRENT_LIST_DIR}" CACHE INTERNAL
 set(_QARN_RPC_UNIT_SIZE 20 CACHE INTERNAL "The most RPC files in one unit")
 
 # Sets `result` to the library with the message code of the options schema:
-# `options_target`, or the one that the build makes for all. It must be in a
-# program once.
+# `options_target`, the one that the build makes for all, or nothing for NONE. It
+# must be in a program once.
 function(_qarn_rpc_choose_options_target options_target result)
+  if(options_target STREQUAL "NONE")
+    set(${result} "" PARENT_SCOPE)
+    return()
+  endif()
   if(options_target)
     set(${result} "${options_target}" PARENT_SCOPE)
     return()
@@ -24,6 +28,7 @@ function(_qarn_rpc_choose_options_target options_target result)
   endif()
   # Without a type, so that BUILD_SHARED_LIBS chooses it.
   add_library(qarn_rpc_service_options)
+  add_library(qarn-rpc-gen::service_options ALIAS qarn_rpc_service_options)
   set_target_properties(qarn_rpc_service_options PROPERTIES
     POSITION_INDEPENDENT_CODE ON)
   set(options_dir "${CMAKE_BINARY_DIR}/qarn_rpc_service_options")
@@ -127,7 +132,7 @@ function(_qarn_rpc_extend_target
   endif()
   # By property: target_link_libraries() refuses a target to which the caller
   # gives libraries without PUBLIC or PRIVATE.
-  set(libraries "${options_target}" protobuf::libprotobuf)
+  set(libraries ${options_target} protobuf::libprotobuf)
   list(REMOVE_ITEM libraries "${target}")
   set_property(TARGET "${target}" APPEND PROPERTY LINK_LIBRARIES ${libraries})
   set_property(TARGET "${target}" APPEND PROPERTY INTERFACE_LINK_LIBRARIES ${libraries})

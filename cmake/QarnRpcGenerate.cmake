@@ -8,7 +8,7 @@
 #     [IMPORT_DIRS dir...]                # default: the caller's source folder
 #     [PROTOC_OUT_DIR dir]                # default: the caller's build folder
 #     [SERVICES_NAMESPACE namespace]
-#     [OPTIONS_TARGET library]            # in place of qarn_rpc_service_options
+#     [OPTIONS_TARGET library | NONE]     # in place of qarn_rpc_service_options
 #     [NO_MESSAGES]                       # RPC code alone
 #     [BATCH]                             # one run of protoc for all files
 #     [UNITY]                             # compiles the RPC files joined
@@ -16,6 +16,8 @@
 #     [SYSTEM]                            # no warnings from the headers elsewhere
 #     [DEPENDENCIES file-or-target...]
 #     [PROTOC_OPTIONS option...])
+#
+# qarn_rpc_install_options(), at the end, installs the library of the options.
 #
 # QARN_RPC_PROTO_DIR, the folder under which the options schema is imported, is
 # set by the package's configuration and by the source tree.
@@ -69,6 +71,7 @@ function(qarn_rpc_generate)
   _qarn_rpc_resolve_protos("${arg_MESSAGES_ONLY_PROTOS}" "${import_dirs}"
     messages_only_protos messages_only_names)
   _qarn_rpc_check_no_file_twice("${protos}" "${messages_only_protos}")
+  _qarn_rpc_check_no_schema("${arg_OPTIONS_TARGET}" "${protos};${messages_only_protos}")
 
   _qarn_rpc_find_protoc(protoc protoc_version)
   _qarn_rpc_find_plugin(plugin)
@@ -104,4 +107,26 @@ function(qarn_rpc_generate)
   else()
     set(${arg_OUT_VAR} "${generated}" PARENT_SCOPE)
   endif()
+endfunction()
+
+# Installs the library of the options schema, with its header, and adds it to an
+# export set, which needs it when it has a library with generated code.
+#
+#   qarn_rpc_install_options(EXPORT set)
+function(qarn_rpc_install_options)
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "EXPORT" "")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_EXPORT)
+    message(FATAL_ERROR "qarn_rpc_install_options: call it as \
+qarn_rpc_install_options(EXPORT set), with the export set of your libraries.")
+  endif()
+  _qarn_rpc_choose_options_target("" library)
+  # The folders that install() takes by itself.
+  set(include_dir include)
+  if(CMAKE_INSTALL_INCLUDEDIR)
+    set(include_dir "${CMAKE_INSTALL_INCLUDEDIR}")
+  endif()
+  install(TARGETS ${library} EXPORT "${arg_EXPORT}" INCLUDES DESTINATION "${include_dir}")
+  install(FILES
+    "${CMAKE_BINARY_DIR}/qarn_rpc_service_options/morvane/qarn/rpc/service_options.pb.h"
+    DESTINATION "${include_dir}/morvane/qarn/rpc")
 endfunction()

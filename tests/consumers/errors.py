@@ -112,6 +112,19 @@ def cases(context):
         "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
         "OPTIONS_TARGET 'mine' is not a target. Make the library ahead of this call.",
     )
+    yield refused(
+        "a file with options and no library for them",
+        "TARGET echo PROTOS text.proto echo.proto OPTIONS_TARGET NONE",
+        f"'{project}/echo.proto' imports the options schema, but OPTIONS_TARGET is NONE. "
+        "Leave the argument out, or name the library that has the schema's message code.",
+    )
+    yield (
+        "no export set",
+        f"{FIND}qarn_rpc_install_options()\n",
+        None,
+        "qarn_rpc_install_options: call it as qarn_rpc_install_options(EXPORT set), "
+        "with the export set of your libraries.",
+    )
     for name in ("a,b", "a.b", "::a", "1st", "a b"):
         yield refused(
             f"namespace {name}",

@@ -3,8 +3,8 @@
 import os
 import re
 
-from consumers.context import read, write_program
-from support.testkit import Failure, expect, need, run
+from consumers.context import copy_into, read, write_program
+from support.testkit import Failure, expect, fresh_folder, need, run
 
 GCC_OPTIONS = (
     "-Wall;-Wextra;-Wpedantic;-Wconversion;-Wsign-conversion;-Wshadow;-Wold-style-cast;"
@@ -55,7 +55,11 @@ def test_cmake_linting(context):
     log = os.path.join(context.work, "linted")
     linter = write_program(
         os.path.join(context.work, "linter"),
-        f'for word; do case "$word" in *.cc | *.cpp) basename "$word" >> "{log}"; exit ;; esac; done\n',
+        f"""
+for word; do
+  case "$word" in *.cc | *.cpp) basename "$word" >> "{log}"; exit ;; esac
+done
+""",
     )
     version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
     if tuple(map(int, version.groups())) >= (3, 27):
@@ -72,3 +76,25 @@ def test_cmake_linting(context):
         set(re.findall(r"(\w+\.\w+):\d+:\d+: error:", output)),
         {"main.cc"},
     )
+
+
+def test_cmake_exported(context):
+    """Libraries with generated code are installed and exported, with the options
+    library and without it, and used from there and from the build folder."""
+    project = context.echo_project("exported")
+    with open(os.path.join(project, "plain.proto"), "w", encoding="utf-8") as file:
+        file.write('syntax = "proto3";\npackage plain;\nmessage Word { string text = 1; }\n')
+    for shared in ("OFF", "ON"):
+        build = context.cmake(project, f"-DBUILD_SHARED_LIBS={shared}")
+        build.build()
+        prefix = fresh_folder(os.path.join(context.work, "prefix"))
+        run(["cmake", "--install", build.folder, "--prefix", prefix])
+        moved = fresh_folder(os.path.join(context.work, "moved"))
+        os.rename(prefix, os.path.join(moved, "prefix"))
+        for place in (os.path.join(moved, "prefix"), build.folder):
+            user = fresh_folder(os.path.join(context.work, "user"))
+            copy_into(user, os.path.join(context.projects, "exported", "user"))
+            copy_into(user, os.path.join(context.example, "main.cc"))
+            user_build = context.cmake(user, f"-DCMAKE_PREFIX_PATH={place}")
+            user_build.build()
+            context.expect_conversation(os.path.join(user_build.folder, "echo"))
