@@ -19,6 +19,15 @@ function(_qarn_rpc_check_keywords unknown without_value)
   endif()
 endfunction()
 
+# Generator expressions have no value yet where `value`, that of `keyword`, is read.
+function(_qarn_rpc_check_no_genex keyword value)
+  if(value MATCHES "\\$<[^;]*")
+    _qarn_rpc_fail("${keyword} holds the generator expression '${CMAKE_MATCH_0}', \
+but its value is needed when CMake configures. \
+Only DEPENDENCIES and PROTOC_OPTIONS take generator expressions.")
+  endif()
+endfunction()
+
 # Arguments that need or exclude each other.
 function(_qarn_rpc_check_combination
          target out_var protos messages_only_protos no_messages precompile)
@@ -145,6 +154,21 @@ function(_qarn_rpc_absolute path base result)
   set(${result} "${path}" PARENT_SCOPE)
 endfunction()
 
+# The import folders of a call that names none: the source folder, and first the
+# build folder, which may be inside it, if one of `files` is there.
+function(_qarn_rpc_default_import_dirs files result)
+  set(dirs "${CMAKE_CURRENT_SOURCE_DIR}")
+  foreach(file IN LISTS files)
+    cmake_path(ABSOLUTE_PATH file NORMALIZE)
+    cmake_path(IS_PREFIX CMAKE_CURRENT_BINARY_DIR "${file}" is_built)
+    if(is_built)
+      list(PREPEND dirs "${CMAKE_CURRENT_BINARY_DIR}")
+      break()
+    endif()
+  endforeach()
+  set(${result} "${dirs}" PARENT_SCOPE)
+endfunction()
+
 # The absolute paths of `files`, each once, in `paths_result`, and in
 # `names_result` the names under which other files import them: what is left of
 # the path below the first import folder that holds it, as protoc has it.
@@ -173,6 +197,13 @@ Relative names start at the folder of the CMakeLists.txt.")
       cmake_path(IS_PREFIX dir "${path}" is_inside)
       if(is_inside)
         cmake_path(RELATIVE_PATH path BASE_DIRECTORY "${dir}" OUTPUT_VARIABLE name)
+        cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${path}" is_built)
+        cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${dir}" is_built_dir)
+        if(is_built AND NOT is_built_dir)
+          _qarn_rpc_fail("'${path}' is in the build folder, \
+but would be imported as '${name}', from '${dir}'. \
+Put the folder that its imports start from first in IMPORT_DIRS.")
+        endif()
         list(APPEND names "${name}")
         break()
       endif()
@@ -185,4 +216,56 @@ Add the folder that its imports start from to IMPORT_DIRS.")
   endforeach()
   set(${paths_result} "${paths}" PARENT_SCOPE)
   set(${names_result} "${names}" PARENT_SCOPE)
+endfunction()
+
+# Remembers that this folder has the rules for `files`, which the caller compiles,
+# and refuses at the end of the configure step targets of other folders that have
+# them as sources: CMake would say that a file is missing, or leave that to the
+# build.
+function(_qarn_rpc_check_users_of files)
+  foreach(file IN LISTS files)
+    set_property(GLOBAL PROPERTY "_qarn_rpc_home_of_${file}" "${CMAKE_CURRENT_SOURCE_DIR}")
+  endforeach()
+  get_property(is_deferred GLOBAL PROPERTY _qarn_rpc_checks_users)
+  if(NOT is_deferred)
+    set_property(GLOBAL PROPERTY _qarn_rpc_checks_users TRUE)
+    cmake_language(EVAL CODE "cmake_language(DEFER DIRECTORY [==[${CMAKE_SOURCE_DIR}]==]
+      CALL _qarn_rpc_check_users_in [==[${CMAKE_SOURCE_DIR}]==])")
+  endif()
+endfunction()
+
+# The same for the targets of `folder` and of those below it. A target that
+# depends on others by add_dependencies() may well wait for the files.
+function(_qarn_rpc_check_users_in folder)
+  get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(sources ${target} SOURCES)
+    get_target_property(waits ${target} MANUALLY_ADDED_DEPENDENCIES)
+    if(sources AND NOT waits)
+      foreach(source IN LISTS sources)
+        get_property(home GLOBAL PROPERTY "_qarn_rpc_home_of_${source}")
+        if(home AND NOT home STREQUAL folder)
+          _qarn_rpc_fail("the target '${target}' of the folder '${folder}' compiles '${source}', \
+but the rule for that file is in '${home}', which made it for OUT_VAR. \
+Call qarn_rpc_generate() in the folder of the target, or give the call TARGET there.")
+        endif()
+      endforeach()
+    endif()
+  endforeach()
+  get_property(folders DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+  foreach(folder IN LISTS folders)
+    _qarn_rpc_check_users_in("${folder}")
+  endforeach()
+endfunction()
+
+# Sets `result` to those of `protos` that the build writes.
+function(_qarn_rpc_built_protos protos result)
+  set(built "")
+  foreach(proto IN LISTS protos)
+    get_source_file_property(is_generated "${proto}" GENERATED)
+    if(is_generated OR NOT EXISTS "${proto}")
+      list(APPEND built "${proto}")
+    endif()
+  endforeach()
+  set(${result} "${built}" PARENT_SCOPE)
 endfunction()

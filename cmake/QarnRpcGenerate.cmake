@@ -5,7 +5,7 @@
 #     TARGET target | OUT_VAR variable    # compiles the code, or names its files
 #     PROTOS file...                      # messages and RPC code of these
 #     [MESSAGES_ONLY_PROTOS file...]      # messages alone of these
-#     [IMPORT_DIRS dir...]                # default: the caller's source folder
+#     [IMPORT_DIRS dir...]                # default: the caller's folders
 #     [PROTOC_OUT_DIR dir]                # default: the caller's build folder
 #     [SERVICES_NAMESPACE namespace]
 #     [OPTIONS_TARGET library | NONE]     # in place of qarn_rpc_service_options
@@ -42,6 +42,13 @@ function(qarn_rpc_generate)
 
   _qarn_rpc_check_keywords("${arg_UNPARSED_ARGUMENTS}" "${arg_KEYWORDS_MISSING_VALUES}"
     ${values} ${lists} ${flags})
+  # A list in quotes is a list too.
+  foreach(keyword IN ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES)
+    string(REPLACE "\\;" ";" arg_${keyword} "${arg_${keyword}}")
+  endforeach()
+  foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS)
+    _qarn_rpc_check_no_genex(${keyword} "${arg_${keyword}}")
+  endforeach()
   _qarn_rpc_check_combination("${arg_TARGET}" "${arg_OUT_VAR}"
     "${arg_PROTOS}" "${arg_MESSAGES_ONLY_PROTOS}" "${arg_NO_MESSAGES}" "${arg_PRECOMPILE}")
   _qarn_rpc_check_target("${arg_TARGET}")
@@ -54,7 +61,7 @@ function(qarn_rpc_generate)
   # Everything that reaches protoc is absolute and normal, since it compares
   # paths as texts.
   if(NOT arg_IMPORT_DIRS)
-    set(arg_IMPORT_DIRS "${CMAKE_CURRENT_SOURCE_DIR}")
+    _qarn_rpc_default_import_dirs("${arg_PROTOS};${arg_MESSAGES_ONLY_PROTOS}" arg_IMPORT_DIRS)
   endif()
   set(import_dirs "")
   foreach(dir IN LISTS arg_IMPORT_DIRS)
@@ -73,6 +80,9 @@ function(qarn_rpc_generate)
   _qarn_rpc_check_no_file_twice("${protos}" "${messages_only_protos}")
   _qarn_rpc_check_no_schema("${arg_OPTIONS_TARGET}" "${protos};${messages_only_protos}")
 
+  # What any of them may import. CMake knows no weaker way to wait for a file.
+  _qarn_rpc_built_protos("${protos};${messages_only_protos}" built_protos)
+
   _qarn_rpc_find_protoc(protoc protoc_version)
   _qarn_rpc_find_plugin(plugin)
   set(common
@@ -84,7 +94,7 @@ function(qarn_rpc_generate)
     SERVICES_NAMESPACE "${arg_SERVICES_NAMESPACE}"
     BATCH "${arg_BATCH}"
     PROTOC_OPTIONS ${arg_PROTOC_OPTIONS}
-    DEPENDENCIES ${arg_DEPENDENCIES}
+    DEPENDENCIES ${arg_DEPENDENCIES} ${built_protos}
     ALL_PROTOS ${protos} ${messages_only_protos})
   set(kinds MESSAGES RPC)
   if(arg_NO_MESSAGES)
@@ -105,6 +115,7 @@ function(qarn_rpc_generate)
     _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_SYSTEM}"
       "${options_target}" "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
   else()
+    _qarn_rpc_check_users_of("${generated}")
     set(${arg_OUT_VAR} "${generated}" PARENT_SCOPE)
   endif()
 endfunction()

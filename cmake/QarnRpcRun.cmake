@@ -133,6 +133,8 @@ function(_qarn_rpc_add_run
     DEPENDS ${depends}
     ${depfile}
     COMMENT "${comment}"
+    # Drops what a generator expression leaves empty.
+    COMMAND_EXPAND_LISTS
     VERBATIM)
 endfunction()
 

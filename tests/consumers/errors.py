@@ -125,6 +125,40 @@ def cases(context):
         "qarn_rpc_install_options: call it as qarn_rpc_install_options(EXPORT set), "
         "with the export set of your libraries.",
     )
+    for keyword, value, arguments in (
+        ("PROTOS", "$<1:echo.proto>", "TARGET echo PROTOS text.proto {}"),
+        ("MESSAGES_ONLY_PROTOS", "$<1:echo.proto>", "TARGET echo MESSAGES_ONLY_PROTOS {}"),
+        ("IMPORT_DIRS", "$<1:.>", "TARGET echo PROTOS echo.proto IMPORT_DIRS {}"),
+        ("PROTOC_OUT_DIR", "gen/$<CONFIG>", "TARGET echo PROTOS echo.proto PROTOC_OUT_DIR {}"),
+        ("SERVICES_NAMESPACE", "$<1:api>", "TARGET echo PROTOS echo.proto SERVICES_NAMESPACE {}"),
+    ):
+        yield refused(
+            f"generator expression in {keyword}",
+            arguments.format(value),
+            f"{keyword} holds the generator expression '{value[value.index('$'):]}', but its value "
+            "is needed when CMake configures. Only DEPENDENCIES and PROTOC_OPTIONS take "
+            "generator expressions.",
+        )
+    yield refused(
+        "configured file under the source folder",
+        "TARGET echo PROTOS ${CMAKE_BINARY_DIR}/made.proto IMPORT_DIRS .",
+        f"'{project}/build/made.proto' is in the build folder, but would be imported as "
+        f"'build/made.proto', from '{project}'. "
+        "Put the folder that its imports start from first in IMPORT_DIRS.",
+        before='file(WRITE "${CMAKE_BINARY_DIR}/made.proto" "")',
+    )
+    yield (
+        "OUT_VAR in another folder",
+        call("OUT_VAR files PROTOS echo.proto")
+        + 'file(WRITE "${CMAKE_BINARY_DIR}/user_source/CMakeLists.txt" '
+        '"add_library(user \\${files})")\n'
+        'add_subdirectory("${CMAKE_BINARY_DIR}/user_source" user)\n',
+        None,
+        f"qarn-rpc-gen: the target 'user' of the folder '{project}/build/user_source' compiles "
+        f"'{project}/build/echo.pb.cc', but the rule for that file is in '{project}', which made "
+        "it for OUT_VAR. Call qarn_rpc_generate() in the folder of the target, or give the call "
+        "TARGET there.",
+    )
     for name in ("a,b", "a.b", "::a", "1st", "a b"):
         yield refused(
             f"namespace {name}",

@@ -98,3 +98,20 @@ def test_cmake_exported(context):
             user_build = context.cmake(user, f"-DCMAKE_PREFIX_PATH={place}")
             user_build.build()
             context.expect_conversation(os.path.join(user_build.folder, "echo"))
+
+
+def test_cmake_arguments(context):
+    """Quoted lists, options that become empty, a configured file, and one that the
+    build writes and another of the list imports."""
+    for generator in ("Ninja", "Unix Makefiles"):
+        project = context.project("arguments")
+        build = context.cmake(project, generator=generator)
+        build.build()
+        for name in ("first", "configured", "written"):
+            expect(
+                f"whether {name}.rpc.h stands where {name}.proto is imported",
+                os.path.exists(os.path.join(build.folder, f"{name}.rpc.h")),
+                True,
+            )
+        run([os.path.join(build.folder, "arguments")])
+        build.expect_nothing()
