@@ -85,6 +85,24 @@ Make the library ahead of this call.")
   endif()
 endfunction()
 
+# One call writes the code of a file to a folder: with two, protoc would write the
+# same files twice, at once or with other options. `kinds` are those of
+# _qarn_rpc_add_runs(), `names` the import names, and `user` what the call is for.
+function(_qarn_rpc_check_written_once kinds names out_dir user)
+  foreach(name IN LISTS names)
+    foreach(kind IN LISTS kinds)
+      set(key "_qarn_rpc_writer_of_${kind}_${out_dir}/${name}")
+      get_property(other GLOBAL PROPERTY "${key}")
+      if(other)
+        _qarn_rpc_fail("code of '${name}' is written to '${out_dir}' already, \
+by the call with ${other}. \
+Link a library that has it, or give this call a PROTOC_OUT_DIR of its own.")
+      endif()
+      set_property(GLOBAL PROPERTY "${key}" "${user}")
+    endforeach()
+  endforeach()
+endfunction()
+
 # Without an options library none of `protos` may import the schema. A file that
 # the build has yet to write is left to the compiler, which misses a header.
 function(_qarn_rpc_check_no_schema options_target protos)

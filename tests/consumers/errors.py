@@ -125,6 +125,16 @@ def cases(context):
         "qarn_rpc_install_options: call it as qarn_rpc_install_options(EXPORT set), "
         "with the export set of your libraries.",
     )
+    for arguments in ("SERVICES_NAMESPACE api", ""):
+        yield refused(
+            f"one file in two targets: {arguments}",
+            f"TARGET echo PROTOS echo.proto {arguments}",
+            f"code of 'echo.proto' is written to '{project}/build' already, by the call with "
+            "TARGET other. Link a library that has it, or give this call a PROTOC_OUT_DIR of "
+            "its own.",
+            before="add_library(other main.cc)\n"
+            "qarn_rpc_generate(TARGET other PROTOS text.proto echo.proto)",
+        )
     for keyword, value, arguments in (
         ("PROTOS", "$<1:echo.proto>", "TARGET echo PROTOS text.proto {}"),
         ("MESSAGES_ONLY_PROTOS", "$<1:echo.proto>", "TARGET echo MESSAGES_ONLY_PROTOS {}"),

@@ -115,3 +115,13 @@ def test_cmake_arguments(context):
             )
         run([os.path.join(build.folder, "arguments")])
         build.expect_nothing()
+
+
+def test_cmake_twice(context):
+    """One .proto file in two targets of a folder, with two namespaces."""
+    for generator in ("Ninja", "Unix Makefiles"):
+        build = context.cmake(context.project("twice"), generator=generator)
+        build.build()
+        for name in ("first", "second"):
+            run([os.path.join(build.folder, name)])
+        build.expect_nothing()
