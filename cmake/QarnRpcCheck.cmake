@@ -40,7 +40,8 @@ TARGET compiles the generated files, OUT_VAR only names them; choose one.")
 Name the target that is to compile the generated files, or a variable for their names.")
   endif()
   if(NOT protos AND NOT messages_only_protos)
-    _qarn_rpc_fail("PROTOS is missing. Name the .proto files after it.")
+    _qarn_rpc_fail("PROTOS is missing. Name the .proto files after it, \
+or add them to the sources of TARGET.")
   endif()
   if(no_messages AND messages_only_protos)
     _qarn_rpc_fail("NO_MESSAGES and MESSAGES_ONLY_PROTOS contradict each other. \
@@ -75,6 +76,22 @@ Name the executable or library that is to compile the generated files.")
   if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
     _qarn_rpc_fail("TARGET '${target}' was made in another folder. \
 Call qarn_rpc_generate() in the CMakeLists.txt that makes the target.")
+  endif()
+endfunction()
+
+# Arguments for what the target links and hands on.
+function(_qarn_rpc_check_target_arguments target is_public is_private is_system runtime_target)
+  if((is_public OR is_private OR runtime_target) AND NOT target)
+    _qarn_rpc_fail("PUBLIC, PRIVATE and RUNTIME_TARGET need TARGET: \
+with OUT_VAR you link the libraries yourself.")
+  endif()
+  if(is_private AND (is_public OR is_system))
+    _qarn_rpc_fail("PRIVATE contradicts PUBLIC and SYSTEM: \
+with it, those that link the target do not see the generated headers. Leave one out.")
+  endif()
+  if(runtime_target AND NOT TARGET "${runtime_target}")
+    _qarn_rpc_fail("RUNTIME_TARGET '${runtime_target}' is not a target. \
+Make or find the library of your runtime ahead of this call.")
   endif()
 endfunction()
 

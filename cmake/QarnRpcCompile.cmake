@@ -123,18 +123,30 @@ function(_qarn_rpc_join files protos names out_dir result)
 endfunction()
 
 # Gives `target` the generated files, their folder and the libraries that they
-# need. With `is_system` it is a system folder for those that link the target.
+# need. With `is_private` those that link the target get neither; with `is_system`
+# it is a system folder for them.
 function(_qarn_rpc_extend_target
-         target generated out_dir is_system options_target precompile protoc plugin)
-  target_include_directories("${target}" PUBLIC "$<BUILD_INTERFACE:${out_dir}>")
+         target generated out_dir is_private is_system libraries precompile protoc plugin)
+  set(scope PUBLIC)
+  if(is_private)
+    set(scope PRIVATE)
+  endif()
+  target_include_directories("${target}" ${scope} "$<BUILD_INTERFACE:${out_dir}>")
   if(is_system)
     target_include_directories("${target}" SYSTEM INTERFACE "$<BUILD_INTERFACE:${out_dir}>")
   endif()
   # By property: target_link_libraries() refuses a target to which the caller
   # gives libraries without PUBLIC or PRIVATE.
-  set(libraries ${options_target} protobuf::libprotobuf)
   list(REMOVE_ITEM libraries "${target}")
   set_property(TARGET "${target}" APPEND PROPERTY LINK_LIBRARIES ${libraries})
+  if(is_private)
+    # A static library hands on what is to be linked.
+    get_target_property(type "${target}" TYPE)
+    if(NOT type STREQUAL "STATIC_LIBRARY")
+      set(libraries "")
+    endif()
+    list(TRANSFORM libraries REPLACE "(.+)" "$<LINK_ONLY:\\1>")
+  endif()
   set_property(TARGET "${target}" APPEND PROPERTY INTERFACE_LINK_LIBRARIES ${libraries})
   if(precompile)
     set(rpc_files "${generated}")

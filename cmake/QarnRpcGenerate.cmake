@@ -3,7 +3,8 @@
 #
 #   qarn_rpc_generate(
 #     TARGET target | OUT_VAR variable    # compiles the code, or names its files
-#     PROTOS file...                      # messages and RPC code of these
+#     [PROTOS file...]                    # messages and RPC code of these; default:
+#                                         # the .proto files among TARGET's sources
 #     [MESSAGES_ONLY_PROTOS file...]      # messages alone of these
 #     [IMPORT_DIRS dir...]                # default: the caller's folders
 #     [PROTOC_OUT_DIR dir]                # default: the caller's build folder
@@ -13,6 +14,9 @@
 #     [BATCH]                             # one run of protoc for all files
 #     [UNITY]                             # compiles the RPC files joined
 #     [PRECOMPILE]                        # compiles them with a precompiled header
+#     [RUNTIME_TARGET library]            # the RPC runtime, which is linked
+#     [PUBLIC | PRIVATE]                  # what those that link TARGET get
+#     [HEADERS_VAR variable] [SOURCES_VAR variable]
 #     [SYSTEM]                            # no warnings from the headers elsewhere
 #     [DEPENDENCIES file-or-target...]
 #     [PROTOC_OPTIONS option...])
@@ -35,8 +39,8 @@ include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcRun.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake")
 
 function(qarn_rpc_generate)
-  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM)
-  set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE OPTIONS_TARGET)
+  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM PUBLIC PRIVATE)
+  set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE OPTIONS_TARGET RUNTIME_TARGET HEADERS_VAR SOURCES_VAR)
   set(lists PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES PROTOC_OPTIONS)
   cmake_parse_arguments(PARSE_ARGV 0 arg "${flags}" "${values}" "${lists}")
 
@@ -49,9 +53,15 @@ function(qarn_rpc_generate)
   foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS)
     _qarn_rpc_check_no_genex(${keyword} "${arg_${keyword}}")
   endforeach()
+  if(NOT arg_PROTOS AND NOT arg_MESSAGES_ONLY_PROTOS AND TARGET "${arg_TARGET}")
+    get_target_property(arg_PROTOS "${arg_TARGET}" SOURCES)
+    list(FILTER arg_PROTOS INCLUDE REGEX "\\.proto(devel)?$")
+  endif()
   _qarn_rpc_check_combination("${arg_TARGET}" "${arg_OUT_VAR}"
     "${arg_PROTOS}" "${arg_MESSAGES_ONLY_PROTOS}" "${arg_NO_MESSAGES}" "${arg_PRECOMPILE}")
   _qarn_rpc_check_target("${arg_TARGET}")
+  _qarn_rpc_check_target_arguments("${arg_TARGET}" "${arg_PUBLIC}" "${arg_PRIVATE}"
+    "${arg_SYSTEM}" "${arg_RUNTIME_TARGET}")
   _qarn_rpc_check_options_target("${arg_OPTIONS_TARGET}")
   _qarn_rpc_check_namespace("${arg_SERVICES_NAMESPACE}")
 
@@ -111,6 +121,18 @@ function(qarn_rpc_generate)
     PROTOS ${messages_only_protos} NAMES ${messages_only_names} ${common})
   list(APPEND generated ${messages_only_generated})
 
+  foreach(list IN ITEMS HEADERS SOURCES)
+    if(arg_${list}_VAR)
+      set(ending "\\.(cc|cpp)$")
+      if(list STREQUAL "HEADERS")
+        set(ending "\\.h$")
+      endif()
+      set(files "${generated}")
+      list(FILTER files INCLUDE REGEX "${ending}")
+      set(${arg_${list}_VAR} "${files}" PARENT_SCOPE)
+    endif()
+  endforeach()
+
   _qarn_rpc_choose_options_target("${arg_OPTIONS_TARGET}" options_target)
   _qarn_rpc_set_source_properties("${generated}")
   _qarn_rpc_wants_unity("${arg_UNITY}" "${arg_TARGET}" wants_unity)
@@ -118,8 +140,10 @@ function(qarn_rpc_generate)
     _qarn_rpc_join("${generated}" "${protos}" "${names}" "${out_dir}" generated)
   endif()
   if(arg_TARGET)
-    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_SYSTEM}"
-      "${options_target}" "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
+    # For the lists of files that editors show.
+    target_sources("${arg_TARGET}" PRIVATE ${protos} ${messages_only_protos})
+    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_PRIVATE}" "${arg_SYSTEM}"
+      "${options_target};protobuf::libprotobuf;${arg_RUNTIME_TARGET}" "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
   else()
     _qarn_rpc_check_users_of("${generated}")
     set(${arg_OUT_VAR} "${generated}" PARENT_SCOPE)

@@ -3,8 +3,9 @@
 FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
     "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
+    "RUNTIME_TARGET, HEADERS_VAR, SOURCES_VAR, "
     "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
-    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM"
+    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM, PUBLIC, PRIVATE"
 )
 
 
@@ -46,7 +47,31 @@ def cases(context):
         "neither TARGET nor OUT_VAR is given. Name the target that is to compile "
         "the generated files, or a variable for their names.",
     )
-    yield refused("no PROTOS", "TARGET echo", "PROTOS is missing. Name the .proto files after it.")
+    yield refused(
+        "no PROTOS",
+        "TARGET echo",
+        "PROTOS is missing. Name the .proto files after it, or add them to the sources of TARGET.",
+    )
+    for arguments in ("PUBLIC", "PRIVATE", "RUNTIME_TARGET echo"):
+        yield refused(
+            f"{arguments} without TARGET",
+            f"OUT_VAR files PROTOS echo.proto {arguments}",
+            "PUBLIC, PRIVATE and RUNTIME_TARGET need TARGET: with OUT_VAR you link the libraries "
+            "yourself.",
+        )
+    for arguments in ("PUBLIC", "SYSTEM PROTOC_OUT_DIR generated"):
+        yield refused(
+            f"PRIVATE and {arguments}",
+            f"TARGET echo PROTOS echo.proto PRIVATE {arguments}",
+            "PRIVATE contradicts PUBLIC and SYSTEM: with it, those that link the target do not "
+            "see the generated headers. Leave one out.",
+        )
+    yield refused(
+        "unknown runtime",
+        "TARGET echo PROTOS echo.proto RUNTIME_TARGET my_runtime",
+        "RUNTIME_TARGET 'my_runtime' is not a target. "
+        "Make or find the library of your runtime ahead of this call.",
+    )
     yield refused(
         "NO_MESSAGES and MESSAGES_ONLY_PROTOS",
         "TARGET echo PROTOS echo.proto NO_MESSAGES MESSAGES_ONLY_PROTOS text.proto",

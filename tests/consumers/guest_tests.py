@@ -125,3 +125,24 @@ def test_cmake_twice(context):
         for name in ("first", "second"):
             run([os.path.join(build.folder, name)])
         build.expect_nothing()
+
+
+def test_cmake_handed_on(context):
+    """PRIVATE, RUNTIME_TARGET, the lists of files, and .proto files among sources."""
+    project = context.project("handed_on")
+    build = context.cmake(project)
+    build.build()
+    run([os.path.join(build.folder, "shop")])
+    expect(
+        "lists",
+        read(os.path.join(build.folder, "lists")),
+        "".join(
+            f"{build.folder}/generated/stock.{end}\n"
+            for end in ("pb.h", "rpc.h", "pb.cc", "rpc.cpp")
+        ),
+    )
+    # The folder is not handed on.
+    with open(os.path.join(project, "main.cc"), "a", encoding="utf-8") as file:
+        file.write('#include "stock.rpc.h"\n')
+    output = run(build.command, status=None)
+    expect("whether the header is missed", "stock.rpc.h: No such file" in output, True)

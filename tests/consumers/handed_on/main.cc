@@ -1,0 +1,3 @@
+bool HasStock();
+
+int main() { return HasStock() ? 0 : 1; }

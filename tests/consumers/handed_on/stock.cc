@@ -1,0 +1,3 @@
+#include "stock.rpc.h"
+
+bool HasStock() { return shop::Stock::full_name() == "shop.Stock"; }
