@@ -298,6 +298,20 @@ def test_cmake_unity_precompile(context):
     build.expect_after(context.plugin_any, {"generate stock", "generate odd"})
 
 
+def test_cmake_modules(context):
+    """Where a project has all sources scanned for modules, generated ones are not."""
+    version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
+    if tuple(map(int, version.groups())) < (3, 28):
+        raise Skip("CMake before 3.28 scans no sources")
+    for ways in ("", "UNITY", "PRECOMPILE"):
+        _, build = unity_build(
+            context, ways, "-DCMAKE_CXX_STANDARD=20", "-DCMAKE_CXX_SCAN_FOR_MODULES=ON"
+        )
+        rules = read(os.path.join(build.folder, "build.ninja"))
+        scanned = {os.path.basename(path) for path in re.findall(r"(\S+)\.o\.ddi", rules)}
+        expect(f"scanned sources with {ways or 'neither way'}", scanned, {"main.cc", "other.cc"})
+
+
 def test_cmake_odd_paths(context):
     """Where paths cannot stand in a depfile, all files count as imports."""
     for generator in ("Ninja", "Unix Makefiles"):

@@ -13,7 +13,7 @@ from consumers.context import (
     runs,
 )
 from consumers.watched_build import WatchedBuild
-from support.testkit import Failure, expect_in, fresh_folder, need, run
+from support.testkit import Failure, expect, expect_in, fresh_folder, need, run
 
 
 def expect_exact_rebuilds_elsewhere(context, project, build):
@@ -65,6 +65,12 @@ def test_meson(context):
     expect_deleted_files_back(folder, build)
 
 
+def times_below(folder):
+    """The time of each file below `folder`, by its path."""
+    paths = [os.path.join(parent, name) for parent, _, names in os.walk(folder) for name in names]
+    return {path: os.stat(path).st_mtime_ns for path in paths}
+
+
 def test_buf(context):
     """buf generate with a local plugin, without a network where that can be had."""
     need("buf", "protoc", "pkg-config")
@@ -89,3 +95,15 @@ def test_buf(context):
         offline = []
     run([*offline, "./build.sh"], cwd=project, env=env)
     context.expect_conversation(os.path.join(project, "echo"))
+    before = times_below(os.path.join(project, "gen"))
+    text = os.path.join(project, "proto", "text.proto")
+    with open(text, "a", encoding="utf-8") as file:
+        file.write("// A comment.\n")
+    run([*offline, "buf", "generate"], cwd=project, env=env)
+    expect("files after a comment", times_below(os.path.join(project, "gen")), before)
+    with open(text, "a", encoding="utf-8") as file:
+        file.write("message More {\n}\n")
+    run([*offline, "buf", "generate"], cwd=project, env=env)
+    after = times_below(os.path.join(project, "gen"))
+    changed = {os.path.basename(path) for path in after if after[path] != before.get(path)}
+    expect("files changed by a new message", changed, {"text.pb.cc", "text.pb.h"})
