@@ -274,7 +274,8 @@ def measure(builds):
     measured = {
         "date": datetime.date.today().isoformat(),
         "machine": machine(),
-        "tools": [tool_version(tool, "--version") for tool in ("g++", "protoc", "cmake", "ninja")],
+        "tools": [tool_version(tool, "--version") for tool in ("g++", "protoc", "cmake")]
+        + ["ninja " + tool_version("ninja", "--version")],
         "runs": builds.runs,
         "jobs": JOBS,
         "files": RPC_FILES,
