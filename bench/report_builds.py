@@ -45,7 +45,8 @@ def summary(saved):
     yield ""
     yield from paragraph(
         f"Measured on {saved['date']} on {saved['machine']}, with {'; '.join(saved['tools'])}. "
-        f"Runs of each: {saved['runs']}; the figures are medians. When it began, {saved['load_before']} other processes "
+        f"Runs of each: {saved['runs']}; the figures are medians. "
+        f"When it began, {saved['load_before']} other processes "
         "were running or waiting on average, which makes wall times longer, and the ratios of "
         "processor times hardly."
     )
