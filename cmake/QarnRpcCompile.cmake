@@ -26,11 +26,18 @@ function(_qarn_rpc_choose_options_target options_target result)
   if(TARGET qarn_rpc_service_options)
     return()
   endif()
-  # Without a type, so that BUILD_SHARED_LIBS chooses it.
-  add_library(qarn_rpc_service_options)
+  # Without a type BUILD_SHARED_LIBS chooses it.
+  set(type "")
+  if(QARN_RPC_SHARED_OPTIONS)
+    set(type SHARED)
+  endif()
+  add_library(qarn_rpc_service_options ${type})
   add_library(qarn-rpc-gen::service_options ALIAS qarn_rpc_service_options)
+  # Message code marks nothing for export, so all of it is visible.
   set_target_properties(qarn_rpc_service_options PROPERTIES
-    POSITION_INDEPENDENT_CODE ON)
+    POSITION_INDEPENDENT_CODE ON
+    CXX_VISIBILITY_PRESET default
+    VISIBILITY_INLINES_HIDDEN OFF)
   set(options_dir "${CMAKE_BINARY_DIR}/qarn_rpc_service_options")
   qarn_rpc_generate(
     TARGET qarn_rpc_service_options

@@ -21,7 +21,8 @@
 #     [DEPENDENCIES file-or-target...]
 #     [PROTOC_OPTIONS option...])
 #
-# qarn_rpc_install_options(), at the end, installs the library of the options.
+# QARN_RPC_SHARED_OPTIONS, set ahead of the first call, makes the library of the
+# options a shared one; qarn_rpc_install_options(), at the end, installs it.
 #
 # QARN_RPC_PROTO_DIR, the folder under which the options schema is imported, is
 # set by the package's configuration and by the source tree.

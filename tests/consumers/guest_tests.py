@@ -4,7 +4,7 @@ import os
 import re
 
 from consumers.context import copy_into, read, write_program
-from support.testkit import Failure, expect, fresh_folder, need, run
+from support.testkit import Failure, expect, expect_in, fresh_folder, need, run
 
 GCC_OPTIONS = (
     "-Wall;-Wextra;-Wpedantic;-Wconversion;-Wsign-conversion;-Wshadow;-Wold-style-cast;"
@@ -146,3 +146,21 @@ def test_cmake_handed_on(context):
         file.write('#include "stock.rpc.h"\n')
     output = run(build.command, status=None)
     expect("whether the header is missed", "stock.rpc.h: No such file" in output, True)
+
+
+def test_cmake_shared_options(context):
+    """A program and a shared library that both use the options share the library of
+    them, in both orders; with an archive in each, one order ends the program."""
+    project = context.project("shared")
+    for first in ("ON", "OFF"):
+        build = context.cmake(project, f"-DLIBRARY_FIRST={first}")
+        build.build()
+        run([os.path.join(build.folder, "shop")])
+    build = context.cmake(project, "-DLIBRARY_FIRST=OFF", "-DQARN_RPC_SHARED_OPTIONS=OFF")
+    build.build()
+    expect_in(
+        "output with two archives",
+        run([os.path.join(build.folder, "shop")], status=None),
+        'Multiple extension registrations for type "google.protobuf.MethodOptions", '
+        "field number 50001.",
+    )
