@@ -69,9 +69,14 @@ function(_qarn_rpc_add_runs result)
       list(APPEND arg_DEPENDENCIES ${possible_imports})
     endif()
     set(depfile "")
+    # Two runs over one file, for messages and for RPC code, have one each.
+    set(depfile_extension .pb.d)
+    if("RPC" IN_LIST arg_KINDS)
+      set(depfile_extension .rpc.d)
+    endif()
     foreach(proto name base IN ZIP_LISTS arg_PROTOS arg_NAMES bases)
       if(has_depfiles)
-        set(depfile "${protoc_dir}/${base}.rpc.d")
+        set(depfile "${protoc_dir}/${base}${depfile_extension}")
       endif()
       _qarn_rpc_add_run("${protoc_dir}" "${arg_OUT_DIR}" "${base}" "${outputs_of_base}"
         "${arg_PROTOC};${arg_PROTOC_OPTIONS};${arguments};${proto}"

@@ -118,11 +118,11 @@ def test_cmake_arguments(context):
 
 
 def test_cmake_twice(context):
-    """One .proto file in two targets of a folder, with two namespaces."""
+    """One .proto file in several targets of a folder."""
     for generator in ("Ninja", "Unix Makefiles"):
         build = context.cmake(context.project("twice"), generator=generator)
         build.build()
-        for name in ("first", "second"):
+        for name in ("first", "second", "parts"):
             run([os.path.join(build.folder, name)])
         build.expect_nothing()
 
