@@ -1,17 +1,23 @@
 """cc_qarn_rpc_library: a C++ library of the RPC classes of .proto files.
 
-The macro puts three things together: the message code, which is Bazel's own
+The macro puts three things together: the message code, which is the build's own
 cc_proto_library, so that a program which also names it elsewhere links it once;
 one protoc run for each proto_library, which writes the .rpc.h and .rpc.cpp
 files; and a cc_library of those.
 
-Tried with Bazel 4.2.3. Rules and providers are loaded from their rule sets, as
-later releases want it, but no later release was tried.
+The same file serves Bazel 4.2 with a WORKSPACE and Bazel 7 with modules.
 """
 
 load("@com_google_protobuf//bazel:cc_proto_library.bzl", "cc_proto_library")
 load("@com_google_protobuf//bazel/common:proto_info.bzl", "ProtoInfo")
 load("@rules_cc//cc:defs.bzl", "cc_library")
+load(
+    ":settings.bzl",
+    "PROTOC_BY_TOOLCHAIN",
+    "PROTOC_TOOLCHAIN_TYPE",
+    "ProtocOfToolchainInfo",
+)
+load(":toolchain.bzl", "QARN_RPC_TOOLCHAIN_TYPE")
 
 # Attributes of cc_library that the macro sets itself.
 _OWN_ATTRIBUTES = ["srcs", "hdrs", "includes", "include_prefix", "strip_include_prefix"]
@@ -34,10 +40,23 @@ def _check_namespace(label, text):
         fail(("%s: services_namespace is \"%s\", which is no C++ namespace. " +
               "Write names joined by ::, such as \"acme::api\".") % (label, text))
 
-def _import_path(source, proto_info):
+def _import_roots(proto_info):
+    """The folders at which import paths begin, those within others first.
+
+    protoc names a file after the first one that holds it.
+    """
+    roots = [proto_info.proto_source_root or "."] + proto_info.transitive_proto_path.to_list()
+
+    # Where the build itself writes a .proto file, when it is not linked elsewhere.
+    roots += [file.root.path for file in proto_info.direct_sources if not file.is_source]
+    return sorted(depset(roots).to_list(), key = len, reverse = True)
+
+def _import_path(source, roots):
     """The path by which .proto files import `source`, such as "a/b.proto"."""
-    root = proto_info.proto_source_root + "/"
-    return source.path[len(root):] if source.path.startswith(root) else source.path
+    for root in roots:
+        if source.path.startswith(root + "/"):
+            return source.path[len(root) + 1:]
+    return source.path
 
 def _output_stem(import_path):
     """The name of the generated files without suffix: "a/b.proto" -> "a/b"."""
@@ -46,8 +65,33 @@ def _output_stem(import_path):
             return import_path[:-len(extension)]
     return import_path
 
+def _program(target, what):
+    """The program that a target or file is; fails if it is none."""
+    program = target[DefaultInfo].files_to_run
+    if not program or not program.executable:
+        fail("%s, which is to be %s, is no program." % (target.label, what))
+    return program
+
+def _plugin(ctx):
+    """The plugin: that of the target, or else of the toolchain."""
+    if ctx.attr.plugin:
+        return _program(ctx.attr.plugin, "the plugin")
+    return ctx.toolchains[QARN_RPC_TOOLCHAIN_TYPE].plugin
+
+def _protoc(ctx):
+    """protoc: that of the target or the flag, or else of protobuf's toolchain."""
+    if ProtocOfToolchainInfo not in ctx.attr.protoc:
+        return _program(ctx.attr.protoc, "protoc")
+    toolchain = ctx.toolchains[PROTOC_TOOLCHAIN_TYPE]
+    if not toolchain:
+        fail(("%s: no toolchain for protoc is registered. Register one, as docs/using-bazel.md " +
+              "shows, or name the program: --@qarn_rpc_gen//bazel:protoc=LABEL") % ctx.label)
+    return toolchain.proto.proto_compiler
+
 def _generate(ctx, dep):
     """Declares the protoc run of one proto_library; returns (headers, sources)."""
+    protoc = _protoc(ctx)
+    plugin = _plugin(ctx)
     proto_info = dep[ProtoInfo]
     if not proto_info.direct_sources:
         fail(("%s: %s has no .proto file of its own. " +
@@ -56,13 +100,14 @@ def _generate(ctx, dep):
 
     # Below a folder of the target's own: two targets may then generate the same
     # .proto file with different namespaces, from any package.
-    stems = [_output_stem(_import_path(f, proto_info)) for f in proto_info.direct_sources]
+    roots = _import_roots(proto_info)
+    stems = [_output_stem(_import_path(f, roots)) for f in proto_info.direct_sources]
     headers = [ctx.actions.declare_file("%s/%s.rpc.h" % (ctx.label.name, s)) for s in stems]
     sources = [ctx.actions.declare_file("%s/%s.rpc.cpp" % (ctx.label.name, s)) for s in stems]
     out = headers[0].path[:-len("/%s.rpc.h" % stems[0])]
 
     args = ctx.actions.args()
-    args.add(ctx.executable.plugin, format = "--plugin=protoc-gen-qarn-rpc=%s")
+    args.add(plugin.executable, format = "--plugin=protoc-gen-qarn-rpc=%s")
     args.add(out, format = "--qarn-rpc_out=%s")
 
     # protoc 3.12 to 3.14 take proto3 optional fields with it alone; later ones
@@ -72,17 +117,14 @@ def _generate(ctx, dep):
         # Not within --qarn-rpc_out, where protoc would end the parameters at
         # the first colon: a::b has two.
         args.add(ctx.attr.services_namespace, format = "--qarn-rpc_opt=services_namespace=%s")
-
-    # protoc names a file after the first root that fits, so its own comes first.
-    roots = [proto_info.proto_source_root or "."] + proto_info.transitive_proto_path.to_list()
-    args.add_all(roots, format_each = "--proto_path=%s", uniquify = True)
+    args.add_all(roots, format_each = "--proto_path=%s")
     args.add_all(proto_info.direct_sources)
 
     ctx.actions.run(
-        executable = ctx.executable.protoc,
+        executable = protoc,
         arguments = [args],
         inputs = proto_info.transitive_sources,
-        tools = [ctx.attr.plugin[DefaultInfo].files_to_run],
+        tools = [plugin],
         outputs = headers + sources,
         mnemonic = "QarnRpcGenerate",
         progress_message = "Generating RPC classes of %s" % dep.label,
@@ -102,40 +144,52 @@ def _qarn_rpc_sources_impl(ctx):
         OutputGroupInfo(headers = depset(headers), sources = depset(sources)),
     ]
 
-_qarn_rpc_sources = rule(
-    doc = "The .rpc.h and .rpc.cpp files of proto_library targets, uncompiled.",
-    implementation = _qarn_rpc_sources_impl,
-    attrs = {
-        "deps": attr.label_list(
-            providers = [ProtoInfo],
-            doc = "The proto_library targets to generate.",
-        ),
-        "services_namespace": attr.string(
-            doc = "The namespace to put around the service classes, or empty.",
-        ),
-        "plugin": attr.label(
-            executable = True,
-            cfg = "exec",
-            allow_files = True,
-            mandatory = True,
-            doc = "The protoc-gen-qarn-rpc-any or protoc-gen-qarn-rpc program.",
-        ),
-        "protoc": attr.label(
-            executable = True,
-            cfg = "exec",
-            allow_files = True,
-            mandatory = True,
-            doc = "The protoc program.",
-        ),
-    },
-)
+def _sources_rule(toolchains):
+    """The rule that generates, with the toolchains that it is to look up."""
+    return rule(
+        doc = "The .rpc.h and .rpc.cpp files of proto_library targets, uncompiled.",
+        implementation = _qarn_rpc_sources_impl,
+        attrs = {
+            "deps": attr.label_list(
+                providers = [ProtoInfo],
+                doc = "The proto_library targets to generate.",
+            ),
+            "services_namespace": attr.string(
+                doc = "The namespace to put around the service classes, or empty.",
+            ),
+            "plugin": attr.label(
+                cfg = "exec",
+                allow_files = True,
+                doc = "The plugin, where it is not that of the toolchain.",
+            ),
+            "protoc": attr.label(
+                cfg = "exec",
+                allow_files = True,
+                mandatory = True,
+                doc = "The protoc program, or what stands for that of the toolchain.",
+            ),
+            # protoc starts the plugin: both have to be of one platform.
+            "_use_auto_exec_groups": attr.bool(default = False),
+        },
+        toolchains = toolchains,
+    )
+
+# Bazel 4 has neither a toolchain of protoc nor optional toolchains.
+_protoc_toolchains = [
+    config_common.toolchain_type(PROTOC_TOOLCHAIN_TYPE, mandatory = False),
+] if PROTOC_BY_TOOLCHAIN else []
+
+# A target that names its plugin asks for no toolchain, or the one that is built
+# from source would have to be there.
+_qarn_rpc_sources = _sources_rule(_protoc_toolchains + [QARN_RPC_TOOLCHAIN_TYPE])
+_qarn_rpc_sources_with_plugin = _sources_rule(_protoc_toolchains)
 
 def cc_qarn_rpc_library(
         name,
         deps = None,
-        runtime = None,
+        runtime = Label("//bazel:runtime"),
         services_namespace = "",
-        plugin = Label("//:protoc-gen-qarn-rpc-any"),
+        plugin = None,
         protoc = Label("//bazel:protoc"),
         boost = Label("//bazel:boost"),
         protobuf = Label("//bazel:protobuf"),
@@ -150,14 +204,16 @@ def cc_qarn_rpc_library(
       name: name of the library.
       deps: the proto_library targets, a list of labels; mandatory.
       runtime: the cc_library with the RPC runtime, which provides "qarn/rpc.h";
-        mandatory.
+        by default that of the flag @qarn_rpc_gen//bazel:runtime.
       services_namespace: a namespace to put around the service classes, such as
         "api" or "acme::api"; none by default.
-      plugin: the generator, a target or a prebuilt file; by default the one for
-        .proto files of any syntax.
-      protoc: protobuf's compiler, a target or a prebuilt file. The message code
-        is Bazel's to generate, with the compiler that the build is set up for;
-        bring the same one.
+      plugin: the generator, a target or a prebuilt file; by default that of the
+        toolchain, which is the one for .proto files of any syntax, built from
+        source, unless another one is registered.
+      protoc: protobuf's compiler, a target or a prebuilt file; by default that of
+        protobuf's toolchain, where the build asks for it, or else of the flag
+        @qarn_rpc_gen//bazel:protoc. The message code is generated with the
+        compiler that the build is set up for; bring the same one.
       boost: a cc_library with Boost's headers.
       protobuf: a cc_library with protobuf's library.
       **kwargs: further attributes of cc_library, such as visibility.
@@ -166,9 +222,6 @@ def cc_qarn_rpc_library(
         fail(("cc_qarn_rpc_library \"%s\": deps is %s. Give it a list of proto_library targets, " +
               "such as deps = [\":greeting_proto\"]; a select() cannot be taken.") %
              (name, repr(deps)))
-    if not runtime:
-        fail(("cc_qarn_rpc_library \"%s\": runtime is missing. Name the cc_library that provides " +
-              "qarn/rpc.h, such as runtime = \"//third_party/qarn_rpc\".") % name)
     for attribute in _OWN_ATTRIBUTES:
         if attribute in kwargs:
             fail(("cc_qarn_rpc_library \"%s\": %s is set by the macro. Leave it out; code of your " +
@@ -186,7 +239,8 @@ def cc_qarn_rpc_library(
         )
 
     files = name + "_qarn_rpc"
-    _qarn_rpc_sources(
+    sources_rule = _qarn_rpc_sources_with_plugin if plugin else _qarn_rpc_sources
+    sources_rule(
         name = files,
         deps = deps,
         plugin = plugin,

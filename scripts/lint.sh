@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The checks of style: clang-format, clang-tidy, cppcheck, the direction of
-# includes, how templates are written, the lists of sources, shellcheck, black and
-# flake8, each at zero findings. clang-tidy needs the build folder of the preset
-# dev. With --fix the formatters rewrite the files first.
+# includes, how templates are written, the lists of sources, shellcheck, black,
+# flake8 and buildifier, each at zero findings. clang-tidy needs the build folder of
+# the preset dev. With --fix the formatters rewrite the files first.
 #
 #   scripts/lint.sh [--fix]
 set -euo pipefail
@@ -27,10 +27,13 @@ mapfile -t sources < <(git ls-files '*.h' '*.cc' ':!tests/golden')
 mapfile -t units < <(git ls-files 'src/*.cc')
 mapfile -t scripts < <(git ls-files 'scripts/*.sh' '.ci/run' '*.sh' | sort -u)
 mapfile -t pythons < <(git ls-files '*.py')
+mapfile -t bazels < <(git ls-files '*.bzl' '*.bazel' '*BUILD' '*WORKSPACE')
+buildifier=build/tools/node_modules/.bin/buildifier
 
 if $fix; then
   clang-format-14 -i "${sources[@]}"
   black --quiet "${pythons[@]}"
+  "$buildifier" "${bazels[@]}"
 fi
 
 echo "clang-format: ${#sources[@]} files"
@@ -84,3 +87,6 @@ black --check --diff --quiet "${pythons[@]}" || {
   exit 1
 }
 flake8 "${pythons[@]}"
+
+echo "buildifier: ${#bazels[@]} files"
+"$buildifier" -mode=check -lint=warn "${bazels[@]}"

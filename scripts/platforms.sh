@@ -39,31 +39,6 @@ done
 place=$PWD/build/platforms
 mkdir -p "$place"
 
-# Why no root can be made here; nothing if it can.
-reason_against_roots() {
-  if [[ $(id -u) -ne 0 ]]; then
-    echo "making a root needs the user root"
-  elif ! scripts/setup.sh platforms >&2; then
-    echo "debootstrap could not be installed"
-  elif ! unshare --mount true 2>/dev/null; then
-    echo "this system lets nobody mount"
-  fi
-}
-
-# Copies the tree as it is, with what is not committed, into the root $1.
-copy_tree() {
-  rm -rf "$1/src"
-  mkdir -p "$1/src"
-  git ls-files -z --cached --others --exclude-standard |
-    while IFS= read -r -d '' file; do
-      # A file that is deleted and not yet committed is named as well.
-      if [[ -e "$file" ]]; then
-        printf '%s\0' "$file"
-      fi
-    done |
-    tar --create --null --files-from=- | tar --extract --directory "$1/src"
-}
-
 # Runs all in the root $1: prints its line, and leaves its results in
 # $place/$1.results. Status 1 if something failed.
 run_root() {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the groups named as arguments need. Says
+# Installs the Debian and npm packages that the groups named as arguments need. Says
 # what it installs, and does nothing when all of it is there. On a system
 # without apt it lists what is needed instead, and succeeds if the tools of the
 # group "build" are present.
@@ -14,7 +14,8 @@ declare -A packages=(
   # The core suite.
   [test]="diffutils libgmock-dev libgtest-dev pkg-config python3"
   # The checks of style, the second compiler, sanitizers, coverage.
-  [lint]="black clang clang-format-14 clang-tidy-14 cppcheck flake8 gcovr libclang-rt-14-dev shellcheck"
+  [lint]="black clang clang-format-14 clang-tidy-14 cppcheck flake8 gcovr libclang-rt-14-dev
+    nodejs npm shellcheck"
   # The slower tests: other compilers and builds, packaged service definitions,
   # instruction counts, memory checks.
   [all]="clang libbenchmark-dev valgrind
@@ -31,6 +32,11 @@ declare -A packages=(
   [ice]="zeroc-ice-compilers"
   [protobuf-c]="protobuf-c-compiler"
   [thrift]="thrift-compiler"
+)
+
+# What Debian has not, from npm, into the folder build/tools of the project.
+declare -A npm_packages=(
+  [lint]="@bazel/buildifier@8.2.1"
 )
 
 if [[ $# -eq 0 ]]; then
@@ -73,20 +79,30 @@ for package in "${needed[@]}"; do
     missing+=("$package")
   fi
 done
-if [[ ${#missing[@]} -eq 0 ]]; then
-  exit 0
+if [[ ${#missing[@]} -gt 0 ]]; then
+  as_root=()
+  if [[ $(id -u) -ne 0 ]]; then
+    if ! command -v sudo >/dev/null; then
+      echo "setup.sh: these packages are missing: ${missing[*]}" >&2
+      echo "setup.sh: run 'apt-get install ${missing[*]}' as root, or install sudo." >&2
+      exit 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing with apt: ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-as_root=()
-if [[ $(id -u) -ne 0 ]]; then
-  if ! command -v sudo >/dev/null; then
-    echo "setup.sh: these packages are missing: ${missing[*]}" >&2
-    echo "setup.sh: run 'apt-get install ${missing[*]}' as root, or install sudo." >&2
-    exit 1
-  fi
-  as_root=(sudo)
-fi
-echo "Installing with apt: ${missing[*]}"
-"${as_root[@]}" apt-get update -qq
-"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+tools=$(dirname "$(readlink -f "$0")")/../build/tools
+for group in "$@"; do
+  for package in ${npm_packages[$group]:-}; do
+    # The folder has the name without the version, and says which it is.
+    name=${package%@*}
+    if ! grep -qsF "\"version\": \"${package##*@}\"" "$tools/node_modules/$name/package.json"; then
+      echo "Installing with npm: $package"
+      npm install --silent --no-audit --no-fund --prefix "$tools" "$package"
+    fi
+  done
+done

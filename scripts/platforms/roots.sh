@@ -1,12 +1,17 @@
 # What each root of scripts/platforms.sh is: sourced by the scripts that make
 # the roots and work in them.
 #
-#   platform_names          the names, in the order in which they are run
+#   platform_names          the names, in the order in which they are run;
+#                           sid-bazel, of scripts/bazel_sid.sh, is not among them
 #   platform_suite NAME     the Debian suite
 #   platform_kind NAME      how it is built there: by its CMake; by a script,
-#                           because its CMake is too old; or for another
-#                           architecture: native, script or cross
+#                           because its CMake is too old; for another
+#                           architecture; or by Bazel: native, script, cross
+#                           or bazel
 #   platform_packages NAME  what is installed besides the smallest Debian
+#   reason_against_roots    why no root can be made here
+#   copy_tree ROOT          copies the project's tree, the current folder, to
+#                           ROOT/src
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the names are used where this is sourced
 
@@ -24,6 +29,7 @@ platform_suite() {
 platform_kind() {
   case "$1" in
     debian11-*) echo script ;;
+    sid-bazel) echo bazel ;;
     arm64 | s390x) echo cross ;;
     *) echo native ;;
   esac
@@ -42,6 +48,14 @@ platform_packages() {
       echo clang diffutils g++ libboost-dev libgmock-dev libgtest-dev libprotobuf-dev
       echo libprotoc-dev protobuf-compiler python3
       ;;
+    bazel)
+      # Bazel with its rules, the servers of a cache and of remote execution, and
+      # what the plugin is built with.
+      echo bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
+      echo bazel-rules-proto bazel-skylib buildbox cmake g++ libboost-dev
+      echo libprotobuf-dev libprotoc-dev nginx ninja-build protobuf-compiler
+      echo python3 siso zlib1g-dev
+      ;;
     cross)
       # protoc runs as it is, and starts the plugin under qemu.
       echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user
@@ -49,4 +63,29 @@ platform_packages() {
       echo "zlib1g-dev:$1"
       ;;
   esac
+}
+
+# Prints nothing if one can.
+reason_against_roots() {
+  if [[ $(id -u) -ne 0 ]]; then
+    echo "making a root needs the user root"
+  elif ! scripts/setup.sh platforms >&2; then
+    echo "debootstrap could not be installed"
+  elif ! unshare --mount true 2>/dev/null; then
+    echo "this system lets nobody mount"
+  fi
+}
+
+# Copies the tree as it is, with what is not committed.
+copy_tree() {
+  rm -rf "$1/src"
+  mkdir -p "$1/src"
+  git ls-files -z --cached --others --exclude-standard |
+    while IFS= read -r -d '' file; do
+      # A file that is deleted and not yet committed is named as well.
+      if [[ -e "$file" ]]; then
+        printf '%s\0' "$file"
+      fi
+    done |
+    tar --create --null --files-from=- | tar --extract --directory "$1/src"
 }

@@ -8,8 +8,10 @@ from support.testkit import Failure, run
 
 
 def _place(path):
-    """A path without the name of its configuration: bazel-out/k8/bin/a -> BIN/a."""
-    return re.sub(r"^bazel-out/[^/]+/bin/", "BIN/", path)
+    """A path without the name of its configuration, and with the short names of
+    repositories: bazel-out/k8/bin/external/a~~b~c/d -> BIN/external/c/d."""
+    path = re.sub(r"^bazel-out/[^/]+/bin/", "BIN/", path)
+    return re.sub(r"\bexternal/(?:[^/~]*~+)*([^/~]+)~?/", r"external/\1/", path)
 
 
 class RanAction:
@@ -21,7 +23,8 @@ class RanAction:
         # Such as "CppLink weather/weather": what it is and what it made first.
         self.name = f"{self.mnemonic} {output.replace('BIN/', '', 1)}"
         self.runner = entry["runner"]
-        self.cached = entry["remoteCacheHit"]
+        # Its name up to Bazel 6, and since.
+        self.cached = entry.get("remoteCacheHit", entry.get("cacheHit"))
         self.environment = entry["environmentVariables"]
 
     def __repr__(self):
@@ -34,35 +37,50 @@ class PlannedAction:
     def __init__(self, action, targets, paths, input_sets):
         self.target = targets[action["targetId"]]
         self.arguments = action.get("arguments", [])
-        # Places of the files read. A middleman stands for the shared libraries
-        # beside a program and is no file.
-        self.inputs = {
-            _place(paths[file])
+        self.environment = {e["key"]: e["value"] for e in action.get("environmentVariables", [])}
+        # Below the folder where the action runs. A middleman stands for the shared
+        # libraries beside a program and is no file.
+        self.files = {
+            paths[file]
             for file in input_sets(action.get("inputDepSetIds", []))
             if "/_middlemen/" not in paths[file]
         }
+        self.outputs = {paths[file] for file in action.get("outputIds", [])}
+        # Places of the files read.
+        self.inputs = {_place(file) for file in self.files}
 
     def __repr__(self):
         return f"{self.target} {self.arguments}"
 
 
 class Bazel:
-    """Bazel in one workspace, with an output folder and a cache of our own."""
+    """Bazel in one workspace, with an output folder of our own.
 
-    def __init__(self, workspace, output, disk_cache):
+    cache: the flags of the cache to use.
+    registry: the folder of a registry; its modules are used, or else a WORKSPACE.
+    user: who runs it, if it is not the user of the test.
+    """
+
+    def __init__(self, workspace, output, cache, registry=None, user=None):
         self.workspace = workspace
         self.cache_hits = []
         self._log = os.path.join(output, "execution_log.json")
-        self._disk_cache = disk_cache
+        self._cache = cache
         os.makedirs(output, exist_ok=True)
         # The idle limit is for a test that is killed: it ends with shutdown().
-        self._command = [
+        self._command = ["runuser", "-u", user, "--"] if user else []
+        self._command += [
             "bazel",
             "--nohome_rc",
             f"--output_user_root={output}",
             "--max_idle_secs=60",
             "--host_jvm_args=-Xmx1g",
         ]
+        if registry:
+            flags = os.path.join(output, "bazelrc")
+            with open(flags, "w", encoding="utf-8") as file:
+                file.write(f"common --registry=file://{registry}\ncommon --lockfile_mode=off\n")
+            self._command.append(f"--bazelrc={flags}")
 
     def run(self, *arguments):
         """Runs one Bazel command that must succeed; returns its standard output."""
@@ -81,7 +99,7 @@ class Bazel:
         self.run(
             "build",
             "--jobs=2",
-            f"--disk_cache={self._disk_cache}",
+            *self._cache,
             f"--execution_log_json_file={self._log}",
             *targets,
         )
@@ -109,7 +127,8 @@ class Bazel:
         message = re.search(r"^Error in fail: (.*)$", output, re.M)
         if not message:
             raise Failure(f"{target} was not refused by fail():\n{output}")
-        return message.group(1)
+        # Bazel 7 writes the labels of this workspace with @@.
+        return message.group(1).replace("@@//", "//")
 
     def aquery(self, query, *flags):
         """The actions that a query finds, without running them."""

@@ -1,7 +1,8 @@
 """Builds workspace/ with a real Bazel and checks what the docs say of the rule.
 
 The project and the workspace are copied below the work folder first, so that
-files can be edited and the same tree can be built at a second path. Exit
+files can be edited and the same tree can be built at a second path. With
+--sid it is Bazel 7.7 and MODULE.bazel, or else Bazel 4.2 and WORKSPACE. Exit
 status 0: all steps passed; 1: one failed; 77: a tool is missing.
 """
 
@@ -14,11 +15,14 @@ import sys
 import time
 
 from consumers.bazel.bazel_driver import Bazel
+from consumers.bazel.registry import write_registry
+from consumers.bazel.servers import http_cache
 from support.testkit import Failure, Skip, expect, run, status_of
 
 # What a build from source needs of the project, below its root.
 PROJECT_PARTS = [
     "BUILD.bazel",
+    "MODULE.bazel",
     "WORKSPACE.bazel",
     "bazel",
     "src",
@@ -29,8 +33,11 @@ PROJECT_PARTS = [
 ]
 WORKSPACE = "tests/consumers/bazel/workspace"
 GENERATE = "QarnRpcGenerate"
+# Where Bazel 4, which knows no toolchain of it, finds a prebuilt protoc.
+PROTOC = "prebuilt/protoc"
 
-# Command to its Debian package, and files that stand for a package each.
+# Command to its Debian package, and files that stand for a package each, which
+# Bazel 4.2 needs.
 COMMANDS = {"bazel": "bazel-bootstrap", "unshare": "util-linux"}
 FILES = {
     "/usr/share/bazel/rules/proto": "bazel-rules-proto",
@@ -70,9 +77,14 @@ MISTAKES = {
     ),
     "no_runtime": (
         "deps = [WEATHER]",
-        'cc_qarn_rpc_library "NAME": runtime is missing. Name the cc_library '
-        "that provides qarn/rpc.h, such as runtime = "
-        '"//third_party/qarn_rpc".',
+        "cc_qarn_rpc_library: runtime is missing. Name the cc_library that provides "
+        'qarn/rpc.h: at the target, such as runtime = "//third_party/qarn_rpc", or for the '
+        "whole build in .bazelrc, such as "
+        "build --@qarn_rpc_gen//bazel:runtime=//third_party/qarn_rpc",
+    ),
+    "no_program": (
+        'deps = [WEATHER], runtime = RUNTIME, plugin = ":group_proto"',
+        "//mistakes:group_proto, which is to be the plugin, is no program.",
     ),
     "own_sources": (
         'deps = [WEATHER], runtime = RUNTIME, srcs = ["more.cc"]',
@@ -131,9 +143,10 @@ genrule(
     cmd = "sed s/paths.first/paths.made/ $< > $@",
 )
 proto_library(name = "made_proto", srcs = ["made.proto"])
+proto_library(name = "user_proto", srcs = ["user.proto"], deps = [":made_proto"])
 cc_qarn_rpc_library(
     name = "paths_rpc",
-    deps = [":moved_proto", ":made_proto", "//stations:station_proto"],
+    deps = [":moved_proto", ":made_proto", ":user_proto", "//stations:station_proto"],
     runtime = "@qarn_rpc_runtime//:qarn_rpc",
     services_namespace = "acme::v2",
 )
@@ -148,10 +161,12 @@ PATHS_USER = """\
 #include "other/place/first.rpc.h"
 #include "other/place/second.rpc.h"
 #include "paths/made.rpc.h"
+#include "paths/user.rpc.h"
 #include "stations/station.rpc.h"
 const char* First() { return paths::first::acme::v2::Pinger::name(); }
 const char* Second() { return paths::second::acme::v2::Pinger::name(); }
 const char* Made() { return paths::made::acme::v2::Pinger::name(); }
+const char* User() { return paths::user::acme::v2::Pinger::name(); }
 const char* Station() { return demo::stations::acme::v2::Registry::name(); }
 """
 PATHS_PROTO = """\
@@ -159,6 +174,12 @@ syntax = "proto3";
 package paths.PART;
 message Ping {}
 service Pinger { rpc Send(Ping) returns (Ping); }
+"""
+PATHS_USER_PROTO = """\
+syntax = "proto3";
+package paths.user;
+import "paths/made.proto";
+service Pinger { rpc Send(paths.made.Ping) returns (paths.made.Ping); }
 """
 
 # A team's own tools and libraries, each told apart by a name of its own.
@@ -170,6 +191,7 @@ exports_files(["own-protoc"])
 cc_library(name = "boost", defines = ["OWN_BOOST"])
 cc_library(name = "protobuf", defines = ["OWN_PROTOBUF"])
 cc_library(name = "protoc_lib", defines = ["OWN_PROTOC_LIB"])
+cc_library(name = "runtime", defines = ["OWN_RUNTIME"])
 cc_qarn_rpc_library(
     name = "weather_rpc",
     boost = ":boost",
@@ -179,7 +201,24 @@ cc_qarn_rpc_library(
     protoc = "own-protoc",
     runtime = "@qarn_rpc_runtime//:qarn_rpc",
 )
+cc_qarn_rpc_library(name = "station_rpc", deps = ["//stations:station_proto"])
 """
+
+
+# What the page shows of files.
+SHOWN = [
+    "../nginx.conf",
+    "../siso/build.sh",
+    "../siso/build/config/siso/main.star",
+    "../siso/rules.ninja",
+    ".bazelrc",
+    "MODULE.bazel",
+    "WORKSPACE.bazel",
+    "own.bazelrc",
+    "prebuilt/BUILD.bazel",
+    "prebuilt/protoc/BUILD.bazel",
+    "weather/BUILD.bazel",
+]
 
 
 class Test:
@@ -188,11 +227,11 @@ class Test:
     def __init__(self, options):
         self.options = options
         self.work = options.work
-        self.disk_cache = os.path.join(self.work, "disk_cache")
         self.bazel = self._make_tree("first")
 
-    def _make_tree(self, name):
-        """Copies the project to work/NAME; returns the Bazel of its workspace."""
+    def _make_tree(self, name, output="output", cache=None, user=None):
+        """Copies the project to work/NAME; returns the Bazel of its workspace, with
+        the disk cache unless `cache` is the flags of another one."""
         root = os.path.join(self.work, name)
         for part in PROJECT_PARTS:
             source = os.path.join(self.options.source, part)
@@ -202,8 +241,19 @@ class Test:
                 shutil.copytree(source, target, ignore=shutil.ignore_patterns("bazel-*"))
             else:
                 shutil.copyfile(source, target)
+        registry = None
+        if self.options.sid:
+            registry = os.path.join(root, "registry")
+            write_registry(registry, root)
+        else:
+            # What needs Bazel 7.
+            shutil.rmtree(os.path.join(root, WORKSPACE, "prebuilt/protoc"))
         return Bazel(
-            os.path.join(root, WORKSPACE), os.path.join(self.work, "output"), self.disk_cache
+            os.path.join(root, WORKSPACE),
+            os.path.join(self.work, output),
+            cache or [f"--disk_cache={self.work}/disk_cache"],
+            registry,
+            user,
         )
 
     def _write(self, path, text):
@@ -226,19 +276,32 @@ class Test:
         ran = self.bazel.build("//weather")
         expect(f"actions after {what}", sorted(action.name for action in ran), sorted(expected))
 
+    def _archived(self, *libraries):
+        """The actions that make archives: Debian 12 has a linker that needs none."""
+        return [f"CppArchive {library}" for library in libraries] if self.options.sid else []
+
     # Steps.
 
     def docs(self):
         """The docs show the files of this workspace and all arguments."""
         text = self._project_file("docs/using-bazel.md")
-        blocks = dict(re.findall(r"<!-- from (\S+) -->\n```\w*\n(.*?)```\n", text, re.DOTALL))
-        expect(
-            "files shown",
-            sorted(blocks),
-            [".bazelrc", "prebuilt/BUILD.bazel", "weather/BUILD.bazel"],
+        blocks = re.findall(r"<!-- (from|part of) (\S+) -->\n```\w*\n(.*?)```\n", text, re.DOTALL)
+        expect("fences on the page, two a block", text.count("```"), 2 * len(blocks))
+        shown = {}
+        for how, name, block in blocks:
+            file = self._project_file(os.path.normpath(f"{WORKSPACE}/{name}"))
+            if how == "from":
+                expect(f"{name} in the docs", block, file)
+            elif not block or block not in file:
+                raise Failure(f"{name} does not hold what the docs show as a part of it:\n{block}")
+            shown.setdefault(name, []).append(block)
+        expect("files shown", sorted(shown), SHOWN)
+        version = re.search(r"^  VERSION (\S+)$", self._project_file("CMakeLists.txt"), re.M).group(
+            1
         )
-        for name, block in blocks.items():
-            expect(f"{name} in the docs", block, self._project_file(f"{WORKSPACE}/{name}"))
+        for name in ["MODULE.bazel", f"{WORKSPACE}/MODULE.bazel"]:
+            if f'"{version}"' not in self._project_file(name):
+                raise Failure(f"{name} should name the version {version} of CMakeLists.txt")
         rule = self._project_file("bazel/qarn_rpc.bzl")
         signature = re.search(
             r"^def cc_qarn_rpc_library\((.*?)\*\*kwargs", rule, re.DOTALL | re.MULTILINE
@@ -299,7 +362,10 @@ class Test:
                 "stations/station.proto",
                 "BIN/external/qarn_rpc_gen/proto/_virtual_imports/"
                 "service_options_proto/morvane/qarn/rpc/service_options.proto",
-                "BIN/external/debian/_virtual_imports/descriptor_proto/"
+                # Bazel 4 makes a second folder for what it finds in its place.
+                "BIN/external/debian/google/protobuf/descriptor.proto"
+                if self.options.sid
+                else "BIN/external/debian/_virtual_imports/descriptor_proto/"
                 "google/protobuf/descriptor.proto",
             },
         )
@@ -333,6 +399,32 @@ class Test:
         )
         hits = [a for a in self.bazel.cache_hits if a.mnemonic == GENERATE]
         expect("generator actions out of the cache", len(hits), 2)
+
+    def cache_over_the_network(self):
+        """Nor does one by another user, whose cache is a server in the network."""
+        first = self.bazel
+        first.shutdown()
+        with http_cache(
+            os.path.join(self.work, "nginx"),
+            self._project_path("tests/consumers/bazel/nginx.conf"),
+        ) as url:
+            cache = ["--config=shared_cache", f"--remote_cache={url}"]
+            self.bazel = self._make_tree("sender", "output_of_sender", cache)
+            try:
+                ran = [action.mnemonic for action in self.bazel.build("//...")]
+                expect("generator actions of the one who sends", ran.count(GENERATE), 2)
+            finally:
+                self.bazel.shutdown()
+            self.bazel = self._make_tree(
+                "receiver/elsewhere", "output_of_receiver", cache, "nobody"
+            )
+            for place in ["receiver", "output_of_receiver"]:
+                run(["chown", "-R", "nobody", os.path.join(self.work, place)])
+            try:
+                self._expect_cached()
+            finally:
+                self.bazel.shutdown()
+                self.bazel = first
 
     def edit_a_comment(self):
         """A comment in a .proto file ends at equal generated files."""
@@ -385,7 +477,8 @@ class Test:
                 "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
                 "CppCompile weather/_objs/weather/main.pic.d",
                 "CppLink weather/weather",
-            ],
+            ]
+            + self._archived("weather/libweather_proto.a", "weather/libweather_rpc.a"),
         )
 
     def edit_an_import(self):
@@ -420,7 +513,8 @@ class Test:
                 # Only a comment of the sources changed: the objects are the same.
                 "CppCompile stations/_objs/station_rpc/station.rpc.pic.d",
                 "CppCompile weather/_objs/weather_rpc/weather.rpc.pic.d",
-            ],
+            ]
+            + self._archived(f"{plugin}/libqarn_rpc_gen.a"),
         )
         self._replace(f"{project}/src/source/frame.cc", "Gladly generated", "Proudly generated")
 
@@ -429,13 +523,14 @@ class Test:
         for name in ["first.proto", "second.protodevel"]:
             part = name.split(".")[0]
             self._write(f"paths/deep/{name}", PATHS_PROTO.replace("PART", part))
+        self._write("paths/user.proto", PATHS_USER_PROTO)
         self._write("paths/user.cc", PATHS_USER)
         self._write("paths/BUILD.bazel", PATHS_BUILD)
         ran = self.bazel.build("//paths:user")
         expect(
             "number of generator actions, one a proto_library",
             len([a for a in ran if a.mnemonic == GENERATE]),
-            3,
+            4,
         )
         # A cc_proto_library of the user's own is the same one.
         expect(
@@ -448,7 +543,7 @@ class Test:
                 for argument in action.arguments
                 if action.target.startswith("//paths:") and argument.endswith(".pb.cc")
             ),
-            ["first.pb.cc", "made.pb.cc", "second.pb.cc"],
+            ["first.pb.cc", "made.pb.cc", "second.pb.cc", "user.pb.cc"],
         )
 
     def own_tools(self):
@@ -457,7 +552,7 @@ class Test:
         self._write("own/own-protoc", "")
         self._write("own/BUILD.bazel", OWN_BUILD)
         # As arguments of one target.
-        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //own:all)')
+        (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //own:weather_rpc_qarn_rpc)')
         expect(
             "protoc and plugin",
             generate.arguments[:2],
@@ -468,11 +563,8 @@ class Test:
             ["OWN_BOOST", "OWN_PROTOBUF"],
         )
         # As flags of the whole build, the plugin's own included.
-        flags = [
-            f"--@qarn_rpc_gen//bazel:{name}=//own:{name}"
-            for name in ["boost", "protobuf", "protoc_lib"]
-        ]
-        flags.append("--@qarn_rpc_gen//bazel:protoc=//own:own-protoc")
+        lines = self._project_file(f"{WORKSPACE}/own.bazelrc").splitlines()
+        flags = [line.replace("build ", "") for line in lines]
         (generate,) = self.bazel.aquery(f'mnemonic("{GENERATE}", //weather:all)', *flags)
         expect("protoc by flag", generate.arguments[0], "own/own-protoc")
         self._expect_defined(
@@ -480,9 +572,13 @@ class Test:
             ["OWN_BOOST", "OWN_PROTOBUF"],
         )
         self._expect_defined(
+            self.bazel.aquery('mnemonic("CppCompile", //own:station_rpc)', *flags),
+            ["OWN_RUNTIME"],
+        )
+        self._expect_defined(
             self.bazel.aquery(
                 'mnemonic("CppCompile", '
-                'filter("@qarn_rpc_gen//src:qarn_rpc_gen", deps(//weather)))',
+                'filter("@qarn_rpc_gen~?//src:qarn_rpc_gen", deps(//weather)))',
                 *flags,
             ),
             ["OWN_BOOST", "OWN_PROTOC_LIB"],
@@ -506,6 +602,27 @@ class Test:
                 f"message of {name}",
                 self.bazel.fail_text(f"//mistakes:{name}"),
                 message.replace("NAME", name),
+            )
+        shutil.rmtree(os.path.join(self.bazel.workspace, "mistakes"))
+
+    def toolchain_mistakes(self):
+        """So is what cannot be a set of prebuilt plugins."""
+        for plugins, message in {
+            "{}": "plugins is {}. Give it a dictionary, such as "
+            '{"linux-x86_64": "protoc-gen-qarn-rpc-any"}.',
+            '{"linux-arm64": "plugin"}': 'there is no platform "linux-arm64". The platforms are '
+            "linux-aarch_64 and linux-x86_64; for another one, use qarn_rpc_toolchain with a "
+            "toolchain() of your own.",
+        }.items():
+            self._write(
+                "mistakes/BUILD.bazel",
+                'load("@qarn_rpc_gen//bazel:toolchain.bzl", "qarn_rpc_prebuilt_toolchains")\n'
+                f'qarn_rpc_prebuilt_toolchains(name = "here", plugins = {plugins})\n',
+            )
+            expect(
+                f"message of {plugins}",
+                self.bazel.fail_text("//mistakes:all"),
+                'qarn_rpc_prebuilt_toolchains "here": ' + message,
             )
         shutil.rmtree(os.path.join(self.bazel.workspace, "mistakes"))
 
@@ -537,7 +654,9 @@ class Test:
         )
         self.static_plugin = os.path.join(build, "protoc-gen-qarn-rpc-any")
         prebuilt = os.path.join(self.bazel.workspace, "prebuilt")
-        shutil.copy(self.static_plugin, prebuilt)
+        shutil.copy(self.static_plugin, f"{prebuilt}/protoc-gen-qarn-rpc-any-linux-x86_64")
+        self._write("prebuilt/protoc-gen-qarn-rpc-any-linux-aarch_64", "")
+        protoc = f"{prebuilt}/protoc/protoc-linux-x86_64" if self.options.sid else PROTOC
         run(
             [
                 self.options.cxx,
@@ -545,59 +664,111 @@ class Test:
                 "-static",
                 os.path.join(self.options.source, "tests/consumers/bazel/static_protoc.cc"),
                 "-o",
-                os.path.join(prebuilt, "protoc"),
+                os.path.join(self.bazel.workspace, protoc),
                 "-lprotoc",
                 "-lprotobuf",
                 "-lz",
                 "-lpthread",
             ]
         )
+        if self.options.sid:
+            self._write("prebuilt/protoc/protoc-linux-aarch_64", "")
+
+    def _prebuilt_flags(self):
+        """What has plugin and protoc taken from //prebuilt."""
+        if self.options.sid:
+            return ["--config=prebuilt", "--config=prebuilt_protoc"]
+        protoc = "//" + PROTOC.replace("/", ":")
+        return [
+            "--config=prebuilt",
+            f"--@qarn_rpc_gen//bazel:protoc={protoc}",
+            f"--proto_compiler={protoc}",
+        ]
 
     def prebuilt_tools(self):
         """Static programs generate the same on a machine without libraries."""
+        names = [f"weather/weather_rpc_qarn_rpc/weather/weather{s}" for s in (".rpc.h", ".rpc.cpp")]
+        # Named by itself, since Bazel 7 leaves out of reach what is not, where it is
+        # in the cache.
+        self.bazel.build("//weather:weather_rpc_qarn_rpc")
+        texts = {name: self._generated(name) for name in names}
         # What the machine has installed is hidden from actions.
         bare = ["--sandbox_block_path=/usr", "--sandbox_block_path=/etc"]
-        ran = self.bazel.build(*bare, "//prebuilt:weather_rpc_qarn_rpc")
-        expect(
-            "actions",
-            [action.name for action in ran],
-            [GENERATE + " prebuilt/weather_rpc_qarn_rpc/weather/weather.rpc.cpp"],
-        )
-        self.bazel.build("//weather", "//prebuilt:weather_rpc")
-        for suffix in [".rpc.h", ".rpc.cpp"]:
-            texts = [
-                self._generated(f"{package}/weather_rpc_qarn_rpc/weather/weather{suffix}")
-                for package in ["prebuilt", "weather"]
-            ]
-            if texts[0] != texts[1]:
+        ran = self.bazel.build(*bare, *self._prebuilt_flags(), "//weather:weather_rpc_qarn_rpc")
+        expect("actions", [action.name for action in ran], [f"{GENERATE} {names[1]}"])
+        for name in names:
+            if texts[name] != self._generated(name):
                 raise Failure(
-                    f"the prebuilt plugin's weather{suffix} differs "
-                    "from that of the plugin built from source"
+                    f"{name} of the prebuilt plugin differs from that of one built from source"
                 )
         # That they are hidden indeed: programs with shared libraries fail.
         self._replace("weather/weather.proto", "// Simple:", "// A simple one:")
         output = self.bazel.refused("build", *bare, "//weather:weather_rpc_qarn_rpc")
-        if "Generating RPC classes of //weather:weather_proto failed" not in output:
+        if not re.search("Generating RPC classes of (@@)?//weather:weather_proto failed", output):
             raise Failure(f"it failed for another reason:\n{output}")
 
     def prebuilt_is_not_rebuilt(self):
-        """With a prebuilt plugin none is built from source."""
-        linked = {
-            target: bool(
-                self.bazel.aquery(
-                    f'mnemonic("CppLink", filter("@qarn_rpc_gen//src:", deps({target})))'
-                )
+        """With prebuilt tools neither the plugin nor protoc is built from source."""
+        # In place of Debian's program, protoc as a target that is compiled.
+        self._replace(
+            "../repositories/protobuf/BUILD",
+            'alias(\n    name = "protoc",\n    actual = "@debian//:bin/protoc",\n)\n',
+            'cc_binary(name = "protoc", srcs = ["protoc.cc"], deps = [":protoc_lib"])\n',
+        )
+        self._replace(
+            "../repositories/protobuf/BUILD", '"cc_library")\n', '"cc_binary", "cc_library")\n'
+        )
+        self._write("../repositories/protobuf/protoc.cc", "")
+
+        protobuf = "protobuf" if self.options.sid else "com_google_protobuf"
+
+        def compiled(*flags):
+            """Which of the two are compiled for the user's program."""
+            actions = self.bazel.aquery('mnemonic("CppCompile", deps(//weather))', *flags)
+            places = [place for action in actions for place in action.inputs]
+            return {
+                name
+                for name, source in {
+                    "plugin": "external/qarn_rpc_gen/src/plugin/generator.cc",
+                    "protoc": f"external/{protobuf}/protoc.cc",
+                }.items()
+                if source in places
+            }
+
+        expect("compiled where nothing is prebuilt", compiled(), {"plugin", "protoc"})
+        expect("compiled where the plugin is", compiled("--config=prebuilt"), {"protoc"})
+        expect("compiled where both are", compiled(*self._prebuilt_flags()), set())
+
+    def platforms(self):
+        """The programs are those of the platform on which the action runs."""
+        programs = {}
+        for platform in ["linux_x86_64", "linux_aarch_64"]:
+            (generate,) = self.bazel.aquery(
+                f'mnemonic("{GENERATE}", //weather:all)',
+                *self._prebuilt_flags(),
+                f"--extra_execution_platforms=//machines:{platform}",
             )
-            for target in ["//weather", "//prebuilt:weather_rpc"]
-        }
+            programs[platform] = generate.arguments[:2]
+        protocs = (
+            ["prebuilt/protoc/protoc-linux-x86_64", "prebuilt/protoc/protoc-linux-aarch_64"]
+            if self.options.sid
+            else [PROTOC] * 2
+        )
+        plugin = "--plugin=protoc-gen-qarn-rpc=prebuilt/protoc-gen-qarn-rpc-any-"
         expect(
-            "whether the plugin is linked from source",
-            linked,
-            {"//weather": True, "//prebuilt:weather_rpc": False},
+            "protoc and plugin by platform",
+            programs,
+            {
+                "linux_x86_64": [protocs[0], plugin + "linux-x86_64"],
+                "linux_aarch_64": [protocs[1], plugin + "linux-aarch_64"],
+            },
         )
 
+    def _project_path(self, path):
+        return os.path.join(self.options.source, path)
+
     def _project_file(self, path):
-        with open(os.path.join(self.options.source, path), encoding="utf-8") as file:
+        with open(self._project_path(path), encoding="utf-8") as file:
             return file.read()
 
     def _generated(self, path):
@@ -686,14 +857,18 @@ STEPS = [
     Test.import_paths,
     Test.own_tools,
     Test.mistakes,
+    Test.toolchain_mistakes,
     Test.link_static_tools,
     Test.prebuilt_tools,
-    Test.prebuilt_is_not_rebuilt,
+    Test.platforms,
     Test.empty_root,
+    Test.prebuilt_is_not_rebuilt,
 ]
+# With servers that sid has.
+SID_STEPS = [Test.cache_over_the_network]
 
 
-def missing_tools():
+def missing_tools(sid):
     """What the test needs and this machine lacks, as a list of texts."""
     missing = [
         f"{command} (Debian package {package})"
@@ -703,7 +878,7 @@ def missing_tools():
     missing += [
         f"{path} (Debian package {package})"
         for path, package in FILES.items()
-        if not os.path.isdir(path)
+        if not sid and not os.path.isdir(path)
     ]
     if (
         not missing
@@ -730,18 +905,19 @@ def main():
     parser.add_argument("--cmake", default="cmake")
     parser.add_argument("--cxx", default="c++")
     parser.add_argument("--protoc", default="protoc")
+    parser.add_argument("--sid", action="store_true", help="Bazel 7.7 with modules, of Debian sid")
     options = parser.parse_args()
     options.source = os.path.abspath(options.source)
     options.work = os.path.abspath(options.work)
 
-    missing = missing_tools()
+    missing = missing_tools(options.sid)
     if missing:
         raise Skip("for lack of " + ", ".join(missing))
     remove_tree(options.work)
     os.makedirs(options.work)
     test = Test(options)
     try:
-        for step in STEPS:
+        for step in STEPS + (SID_STEPS if options.sid else []):
             start = time.monotonic()
             print(f"{step.__name__}: {step.__doc__}", flush=True)
             step(test)
