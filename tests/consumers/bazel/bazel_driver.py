@@ -65,7 +65,7 @@ class Bazel:
         self.workspace = workspace
         self.cache_hits = []
         self._log = os.path.join(output, "execution_log.json")
-        self._cache = cache
+        self.cache = cache
         os.makedirs(output, exist_ok=True)
         # The idle limit is for a test that is killed: it ends with shutdown().
         self._command = ["runuser", "-u", user, "--"] if user else []
@@ -99,7 +99,7 @@ class Bazel:
         self.run(
             "build",
             "--jobs=2",
-            *self._cache,
+            *self.cache,
             f"--execution_log_json_file={self._log}",
             *targets,
         )

@@ -703,7 +703,9 @@ class Test:
                 )
         # That they are hidden indeed: programs with shared libraries fail.
         self._replace("weather/weather.proto", "// Simple:", "// A simple one:")
-        output = self.bazel.refused("build", *bare, "//weather:weather_rpc_qarn_rpc")
+        output = self.bazel.refused(
+            "build", *self.bazel.cache, *bare, "//weather:weather_rpc_qarn_rpc"
+        )
         if not re.search("Generating RPC classes of (@@)?//weather:weather_proto failed", output):
             raise Failure(f"it failed for another reason:\n{output}")
 

@@ -134,7 +134,7 @@ class Test:
         root = os.path.join(options.work, "first")
         self.bazel = Bazel(
             os.path.join(root, WORKSPACE),
-            os.path.join(options.work, "output_of_remote"),
+            self._folder("output"),
             # No cache, so that all files are there to be sent.
             [],
             os.path.join(root, "registry"),
@@ -172,6 +172,7 @@ class Test:
                 "build",
                 *PREBUILT,
                 f"--remote_executor={url.replace('http', 'grpc')}",
+                "--spawn_strategy=remote",
                 "//stations:station_rpc_qarn_rpc",
             )
         if not re.search("client supported API versions, 2.0 to 2.0, is not supported", output):
