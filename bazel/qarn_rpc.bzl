@@ -82,11 +82,7 @@ def _protoc(ctx):
     """protoc: that of the target or the flag, or else of protobuf's toolchain."""
     if ProtocOfToolchainInfo not in ctx.attr.protoc:
         return _program(ctx.attr.protoc, "protoc")
-    toolchain = ctx.toolchains[PROTOC_TOOLCHAIN_TYPE]
-    if not toolchain:
-        fail(("%s: no toolchain for protoc is registered. Register one, as docs/using-bazel.md " +
-              "shows, or name the program: --@qarn_rpc_gen//bazel:protoc=LABEL") % ctx.label)
-    return toolchain.proto.proto_compiler
+    return ctx.toolchains[PROTOC_TOOLCHAIN_TYPE].proto.proto_compiler
 
 def _generate(ctx, dep):
     """Declares the protoc run of one proto_library; returns (headers, sources)."""
@@ -98,9 +94,10 @@ def _generate(ctx, dep):
               "List in deps the proto_library targets whose srcs hold them.") %
              (ctx.label, dep.label))
 
+    roots = _import_roots(proto_info)
+
     # Below a folder of the target's own: two targets may then generate the same
     # .proto file with different namespaces, from any package.
-    roots = _import_roots(proto_info)
     stems = [_output_stem(_import_path(f, roots)) for f in proto_info.direct_sources]
     headers = [ctx.actions.declare_file("%s/%s.rpc.h" % (ctx.label.name, s)) for s in stems]
     sources = [ctx.actions.declare_file("%s/%s.rpc.cpp" % (ctx.label.name, s)) for s in stems]
@@ -174,10 +171,8 @@ def _sources_rule(toolchains):
         toolchains = toolchains,
     )
 
-# Bazel 4 has neither a toolchain of protoc nor optional toolchains.
-_protoc_toolchains = [
-    config_common.toolchain_type(PROTOC_TOOLCHAIN_TYPE, mandatory = False),
-] if PROTOC_BY_TOOLCHAIN else []
+# Bazel 4 has none.
+_protoc_toolchains = [PROTOC_TOOLCHAIN_TYPE] if PROTOC_BY_TOOLCHAIN else []
 
 # A target that names its plugin asks for no toolchain, or the one that is built
 # from source would have to be there.
