@@ -24,6 +24,8 @@ declare -A packages=(
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
+  # The source of protobuf, to build it with sanitizers.
+  [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
   [platforms]="debootstrap git tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.

@@ -2,7 +2,6 @@
 
 #include <google/protobuf/compiler/importer.h>
 #include <google/protobuf/descriptor_database.h>
-#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <deque>
 #include <set>
@@ -20,25 +19,6 @@ namespace testing {
 namespace {
 
 namespace pb = google::protobuf;
-
-// Serves texts from memory.
-class MemorySourceTree : public pb::compiler::SourceTree {
- public:
-  explicit MemorySourceTree(const std::map<std::string, std::string>& texts)
-      : texts_(texts) {}
-
-  pb::io::ZeroCopyInputStream* Open(SourceTreeName name) override {
-    const auto text = texts_.find(std::string(name));
-    if (text == texts_.end()) {
-      return nullptr;
-    }
-    return new pb::io::ArrayInputStream(text->second.data(),
-                                        static_cast<int>(text->second.size()));
-  }
-
- private:
-  const std::map<std::string, std::string>& texts_;
-};
 
 // Appends `file` to `*files`, after all that it imports, unless it is there.
 void AppendWithImports(const pb::FileDescriptor* file,

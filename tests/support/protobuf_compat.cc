@@ -25,22 +25,7 @@ namespace testing {
 
 namespace pb = google::protobuf;
 
-#ifdef QARN_RPC_PROTOBUF_USES_ABSEIL
-
 namespace {
-
-class HandlerSink : public absl::LogSink {
- public:
-  explicit HandlerSink(LogHandler handler) : handler_(handler) {}
-  void set_handler(LogHandler handler) { handler_ = handler; }
-  void Send(const absl::LogEntry& entry) override {
-    handler_(std::string(entry.source_filename()),
-             std::string(entry.text_message()));
-  }
-
- private:
-  LogHandler handler_;
-};
 
 // Puts what is written into the response.
 class ResponseContext : public pb::compiler::GeneratorContext {
@@ -56,6 +41,51 @@ class ResponseContext : public pb::compiler::GeneratorContext {
 
  private:
   pb::compiler::CodeGeneratorResponse* const response_;
+};
+
+}  // namespace
+
+pb::io::ZeroCopyInputStream* MemorySourceTree::Open(SourceTreeName name) {
+  const auto text = texts_.find(std::string(name));
+  if (text == texts_.end()) {
+    return nullptr;
+  }
+  return new pb::io::ArrayInputStream(text->second.data(),
+                                      static_cast<int>(text->second.size()));
+}
+
+void RunGenerator(const std::vector<const pb::FileDescriptor*>& files,
+                  const std::string& parameter,
+                  const pb::compiler::CodeGenerator& generator,
+                  pb::compiler::CodeGeneratorResponse* response) {
+  response->set_supported_features(generator.GetSupportedFeatures());
+#ifdef QARN_RPC_HAS_EDITIONS
+  response->set_minimum_edition(generator.GetMinimumEdition());
+  response->set_maximum_edition(generator.GetMaximumEdition());
+#endif
+  ResponseContext context(response);
+  std::string message;
+  generator.GenerateAll(files, parameter, &context, &message);
+  if (!message.empty()) {
+    response->set_error(message);
+  }
+}
+
+#ifdef QARN_RPC_PROTOBUF_USES_ABSEIL
+
+namespace {
+
+class HandlerSink : public absl::LogSink {
+ public:
+  explicit HandlerSink(LogHandler handler) : handler_(handler) {}
+  void set_handler(LogHandler handler) { handler_ = handler; }
+  void Send(const absl::LogEntry& entry) override {
+    handler_(std::string(entry.source_filename()),
+             std::string(entry.text_message()));
+  }
+
+ private:
+  LogHandler handler_;
 };
 
 }  // namespace
@@ -90,17 +120,7 @@ bool AnswerRequest(const pb::compiler::CodeGeneratorRequest& request,
       return false;
     }
   }
-  response->set_supported_features(generator.GetSupportedFeatures());
-#ifdef QARN_RPC_HAS_EDITIONS
-  response->set_minimum_edition(generator.GetMinimumEdition());
-  response->set_maximum_edition(generator.GetMaximumEdition());
-#endif
-  ResponseContext context(response);
-  std::string message;
-  generator.GenerateAll(files, request.parameter(), &context, &message);
-  if (!message.empty()) {
-    response->set_error(message);
-  }
+  RunGenerator(files, request.parameter(), generator, response);
   return true;
 }
 

@@ -12,6 +12,7 @@
 #include <google/protobuf/io/zero_copy_stream.h>
 #include <google/protobuf/stubs/common.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,18 @@ Name NameOfOpen(google::protobuf::io::ZeroCopyInputStream* (
     google::protobuf::compiler::SourceTree::*)(Name));
 using SourceTreeName =
     decltype(NameOfOpen(&google::protobuf::compiler::SourceTree::Open));
+
+// Serves .proto files from memory: a text for each name. Borrows `texts`.
+class MemorySourceTree : public google::protobuf::compiler::SourceTree {
+ public:
+  explicit MemorySourceTree(const std::map<std::string, std::string>& texts)
+      : texts_(texts) {}
+
+  google::protobuf::io::ZeroCopyInputStream* Open(SourceTreeName name) override;
+
+ private:
+  const std::map<std::string, std::string>& texts_;
+};
 
 // Collects what is wrong in parsed files, one line each.
 class ErrorText : public google::protobuf::compiler::MultiFileErrorCollector {
@@ -77,6 +90,14 @@ bool HoldsWithoutFatal(const Check& check) {
 // that a value at the start of the line begins with; older ones put it in
 // front.
 bool PrinterIndentsAfterLineBreaks();
+
+// Gives `files` to `generator`, and puts what comes of it into `response` as
+// the framework's main does.
+void RunGenerator(
+    const std::vector<const google::protobuf::FileDescriptor*>& files,
+    const std::string& parameter,
+    const google::protobuf::compiler::CodeGenerator& generator,
+    google::protobuf::compiler::CodeGeneratorResponse* response);
 
 // Answers `request` as the framework's main does. Returns false, with a message
 // in `*error`, if it refuses the request before it runs the generator: a

@@ -6,6 +6,8 @@
 
 #include <google/protobuf/compiler/plugin.pb.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace qarn {
@@ -22,9 +24,17 @@ namespace fuzz {
 void WatchLog();
 
 // Runs the generator on `request` and reports the first property that does not
-// hold. A request that the framework does not accept has none.
-void CheckProperties(
-    const google::protobuf::compiler::CodeGeneratorRequest& request);
+// hold. Of the costly properties that is one input in kSample, chosen by the
+// input's bytes, so that an input that failed fails again; how many those were
+// is printed at the end of the program. What a costly check runs is not counted
+// as reached by the input: the fuzzer would keep inputs for being checked.
+// Returns false, having checked nothing, if the request is refused.
+bool CheckProperties(
+    const google::protobuf::compiler::CodeGeneratorRequest& request,
+    const std::uint8_t* data, std::size_t size);
+
+// From now on each input counts as chosen.
+void ChooseEveryInput();
 
 }  // namespace fuzz
 }  // namespace rpc

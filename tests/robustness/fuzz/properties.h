@@ -5,7 +5,10 @@
 #define QARN_RPC_TESTS_ROBUSTNESS_FUZZ_PROPERTIES_H_
 
 #include <google/protobuf/compiler/plugin.pb.h>
+#include <google/protobuf/descriptor.h>
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,27 +16,47 @@ namespace qarn {
 namespace rpc {
 namespace fuzz {
 
-// What the plugin makes of one request, all in memory.
-struct Outcome {
-  // False if the framework refused the request before it ran the generator: a
-  // descriptor does not build, or a file to generate is not in the request.
-  bool accepted = false;
+// A pool of the standard files alone, the options schema and descriptor.proto,
+// which it imports. Built once, for pools of other files to lie on.
+const google::protobuf::DescriptorPool* StandardPool();
+
+// The request with the standard files ahead of its own, if a file imports or is
+// one of the two and the request lacks it. protoc sends them along; the
+// builders of requests leave them out, as they are larger than all else and
+// always the same.
+google::protobuf::compiler::CodeGeneratorRequest WithStandardFiles(
+    google::protobuf::compiler::CodeGeneratorRequest request);
+
+// A request and what the plugin makes of it, all in memory.
+struct Answer {
+  google::protobuf::compiler::CodeGeneratorRequest request;
+  // Owns `files`.
+  std::unique_ptr<google::protobuf::DescriptorPool> pool;
+  // The files to generate, in their order.
+  std::vector<const google::protobuf::FileDescriptor*> files;
   google::protobuf::compiler::CodeGeneratorResponse response;
 };
 
-// Runs the generator on `request` as the plugin's main does.
-Outcome Run(const google::protobuf::compiler::CodeGeneratorRequest& request);
+// Builds the descriptors, once, and runs the generator on them; nothing if a
+// descriptor does not build, or a file to generate is not there. The standard
+// files that the request lacks are at hand.
+std::optional<Answer> AnswerTo(
+    google::protobuf::compiler::CodeGeneratorRequest request);
 
 // One property.
 struct Property {
   // As a statement about the generator: "TwoRunsGiveTheSameBytes".
   const char* name;
   // Returns what is wrong, for a person to read, or "" if the property holds.
-  // `request` must be one that Run accepts, and `response` what it gives.
-  std::string (*check)(
-      const google::protobuf::compiler::CodeGeneratorRequest& request,
-      const google::protobuf::compiler::CodeGeneratorResponse& response);
+  // The request must hold all its files, as one of WithStandardFiles does, if
+  // the property is costly.
+  std::string (*check)(const Answer& answer);
+  // Whether the check runs the generator again, up to some ten times. The
+  // fuzzers check such a property for one input in kSample.
+  bool is_costly;
 };
+
+constexpr unsigned kSample = 32;
 
 const std::vector<Property>& Properties();
 

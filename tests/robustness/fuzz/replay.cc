@@ -1,5 +1,5 @@
-// Runs a fuzz target over files that are kept: for any compiler, without
-// libFuzzer.
+// Runs a fuzz target over files that are kept, and checks every property for
+// each: for any compiler, without libFuzzer.
 //
 //   replay FOLDER_OR_FILE...
 //
@@ -15,6 +15,8 @@
 #include <iterator>
 #include <string>
 #include <vector>
+
+#include "robustness/fuzz/findings.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size);
@@ -37,6 +39,7 @@ std::vector<std::filesystem::path> Inputs(const std::filesystem::path& path) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  qarn::rpc::fuzz::ChooseEveryInput();
   std::size_t count = 0;
   for (int i = 1; i < argc; ++i) {
     for (const std::filesystem::path& input : Inputs(argv[i])) {

@@ -60,6 +60,8 @@ const char* const kParameters[] = {
     "services_namespace=service",
 };
 
+constexpr char kSchema[] = "morvane/qarn/rpc/service_options.proto";
+
 template <std::size_t kSize>
 std::string Pick(ByteSource* bytes, const char* const (&table)[kSize]) {
   return table[bytes->Below(kSize)];
@@ -82,8 +84,8 @@ class Builder {
     if (!parameter.empty()) {
       request_.set_parameter(parameter);
     }
-    if (bytes_->OneIn(32)) {  // Rare, as it makes a run ten times as long.
-      AddSchema();
+    if (bytes_->OneIn(32)) {
+      ImportSchema();
     }
     for (std::size_t left = bytes_->Below(4) + 1; left > 0; --left) {
       AddFile();
@@ -92,19 +94,14 @@ class Builder {
   }
 
  private:
-  // The two files that protoc sends along when a file imports the options. The
-  // generator does not need them: it reads the options with its own schema.
-  void AddSchema() {
-    const pb::FileDescriptor* schema =
-        pb::DescriptorPool::generated_pool()->FindFileByName(
-            "morvane/qarn/rpc/service_options.proto");
-    schema->dependency(0)->CopyTo(request_.add_proto_file());
-    schema->CopyTo(request_.add_proto_file());
-    schema_name_ = schema->name();
+  // Lets each file import the options. The schema itself, which protoc sends
+  // along then, is left to WithStandardFiles.
+  void ImportSchema() {
+    imports_schema_ = true;
     packages_ = {"google", "google.protobuf", "morvane", "morvane.qarn",
                  "morvane.qarn.rpc"};
     if (bytes_->OneIn(2)) {
-      request_.add_file_to_generate(schema_name_);
+      request_.add_file_to_generate(kSchema);
     }
   }
 
@@ -112,8 +109,8 @@ class Builder {
     pb::FileDescriptorProto* file = request_.add_proto_file();
     file->set_name(NewFileName());
     file->set_package(NewPackage());
-    if (!schema_name_.empty()) {
-      file->add_dependency(schema_name_);
+    if (imports_schema_) {
+      file->add_dependency(kSchema);
     }
     SetSyntax(bytes_->Below(4), file);
     for (std::size_t left = bytes_->Below(4); left > 0; --left) {
@@ -287,7 +284,7 @@ class Builder {
 
   ByteSource* const bytes_;
   pb::compiler::CodeGeneratorRequest request_;
-  std::string schema_name_;  // Empty if the schema is not sent along.
+  bool imports_schema_ = false;
   std::set<std::string> file_names_;
   std::set<std::string> packages_;
   std::set<std::string> symbols_;

@@ -17,7 +17,8 @@ namespace fuzz {
 // generator looks at varies: file names, packages, nested messages, services
 // and methods, each of our options (absent, true, false, repeated, of a wrong
 // wire type), the `stream` keyword, generic services and the parameter. The
-// same bytes always give the same request.
+// same bytes always give the same request. The standard files, which a file may
+// import and which may be among those to generate, are not in it.
 google::protobuf::compiler::CodeGeneratorRequest BuildRequest(
     const std::uint8_t* data, std::size_t size);
 

@@ -50,6 +50,23 @@ std::string BaseName(const std::string& file_name) {
   return file_name.substr(0, file_name.size() - cut);
 }
 
+std::string ParameterError(const std::string& parameter) {
+  if (parameter.empty()) {
+    return "";
+  }
+  // Ended by a comma, so that an item ends at each comma and nowhere else.
+  std::string left = parameter + ",";
+  for (std::size_t end = left.find(','); end != std::string::npos;
+       end = left.find(',')) {
+    const std::string item = left.substr(0, end);
+    if (item.substr(0, item.find('=')) != "services_namespace") {
+      return "Unknown parameter: " + item;
+    }
+    left.erase(0, end + 1);
+  }
+  return "";
+}
+
 std::string ServicesNamespace(const std::string& parameter) {
   std::string value;
   std::istringstream items(parameter);

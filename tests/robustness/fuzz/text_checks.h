@@ -17,6 +17,9 @@ std::size_t Count(const std::string& text, const std::string& word);
 // The base name of the two files for `file_name`: "a/x.proto" -> "a/x".
 std::string BaseName(const std::string& file_name);
 
+// What is said of a parameter string that is refused; "" for any other.
+std::string ParameterError(const std::string& parameter);
+
 // The value of services_namespace in a parameter string without errors.
 std::string ServicesNamespace(const std::string& parameter);
 

@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "robustness/fuzz/findings.h"
@@ -28,7 +30,6 @@ void PrintTo(const Property& property, std::ostream* stream) {
 namespace {
 
 using google::protobuf::compiler::CodeGeneratorRequest;
-using google::protobuf::compiler::CodeGeneratorResponse;
 using rpc::testing::CommandResult;
 using rpc::testing::FilesBelow;
 using rpc::testing::RunCommand;
@@ -36,11 +37,6 @@ using rpc::testing::TemporaryFolder;
 
 // Files to generate in requests that are answered without an error.
 constexpr int kWantedFiles = 2000;
-
-struct Case {
-  CodeGeneratorRequest request;
-  CodeGeneratorResponse response;
-};
 
 // The request of one seed. std::mt19937 gives the same numbers everywhere;
 // the distributions of <random> do not.
@@ -50,27 +46,27 @@ CodeGeneratorRequest SeededRequest(unsigned seed) {
   for (std::uint8_t& byte : bytes) {
     byte = static_cast<std::uint8_t>(random() >> 24);
   }
-  return BuildRequest(bytes.data(), bytes.size());
+  return WithStandardFiles(BuildRequest(bytes.data(), bytes.size()));
 }
 
 // Enough requests for kWantedFiles, and the refused ones among them.
-const std::vector<Case>& Cases() {
-  static const std::vector<Case> cases = [] {
-    std::vector<Case> made;
+const std::vector<Answer>& Cases() {
+  static const std::vector<Answer> cases = [] {
+    std::vector<Answer> made;
     int files = 0;
     for (unsigned seed = 0; files < kWantedFiles; ++seed) {
       const CodeGeneratorRequest request = SeededRequest(seed);
-      const Outcome outcome = Run(request);
-      if (!outcome.accepted) {
+      std::optional<Answer> answer = AnswerTo(request);
+      if (!answer) {
         ADD_FAILURE() << "seed " << seed << " gives a request that does not "
                       << "build:\n"
                       << request.ShortDebugString();
         continue;
       }
-      if (!outcome.response.has_error()) {
+      if (!answer->response.has_error()) {
         files += request.file_to_generate_size();
       }
-      made.push_back({request, outcome.response});
+      made.push_back(std::move(*answer));
     }
     return made;
   }();
@@ -84,8 +80,8 @@ class PropertyTest : public ::testing::TestWithParam<Property> {
 };
 
 TEST_P(PropertyTest, HoldsForEverySeed) {
-  for (const Case& one : Cases()) {
-    const std::string wrong = GetParam().check(one.request, one.response);
+  for (const Answer& one : Cases()) {
+    const std::string wrong = GetParam().check(one);
     ASSERT_EQ(wrong, "") << one.request.ShortDebugString();
   }
 }
@@ -103,7 +99,7 @@ TEST(SeededRequestsTest, CoverWhatTheGeneratorTellsApart) {
   int without_package = 0;
   std::size_t most_methods = 0;
   std::string texts;
-  for (const Case& one : Cases()) {
+  for (const Answer& one : Cases()) {
     refused += one.response.has_error() ? 1 : 0;
     for (const auto& file : one.request.proto_file()) {
       without_services += file.service().empty() ? 1 : 0;
@@ -133,7 +129,7 @@ TEST(SeededRequestsTest, CoverWhatTheGeneratorTellsApart) {
 // through it.
 TEST(SeededRequestsTest, MakeProtocWriteNothingWhenAFileIsRefused) {
   int refused = 0;
-  for (const Case& one : Cases()) {
+  for (const Answer& one : Cases()) {
     if (!one.response.has_error() || refused == 20) {
       continue;
     }

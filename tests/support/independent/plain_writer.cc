@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "morvane/qarn/rpc/service_options.pb.h"
@@ -48,11 +49,18 @@ struct Service {
   std::vector<Method> methods;
 };
 
-// Returns `lines` as one text, each ended by a newline.
-std::string Lines(std::initializer_list<std::string> lines) {
+// Returns `lines` as one text, each ended by a newline. They are views: a line
+// that is joined in the list lives as long as the call, and one without names
+// costs no memory.
+std::string Lines(std::initializer_list<std::string_view> lines) {
+  std::size_t size = 0;
+  for (const std::string_view line : lines) {
+    size += line.size() + 1;
+  }
   std::string text;
-  for (const std::string& line : lines) {
-    text += line + "\n";
+  text.reserve(size);
+  for (const std::string_view line : lines) {
+    text.append(line).append("\n");
   }
   return text;
 }
