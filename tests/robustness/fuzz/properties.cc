@@ -13,6 +13,7 @@
 #include "morvane/qarn/rpc/service_options.pb.h"
 #include "plugin/any_syntax_generator.h"
 #include "plugin/generator.h"
+#include "robustness/fuzz/places.h"
 #include "robustness/fuzz/text_checks.h"
 #include "support/independent/plain_writer.h"
 #include "support/protobuf_compat.h"
@@ -309,6 +310,25 @@ std::string MethodNamesOccurAsOftenAsTheirKindSays(const Answer& answer) {
   return "";
 }
 
+std::string NamesStandWhereTheTemplatesPutThem(const Answer& answer) {
+  std::optional<Request> marked = MarkNames(answer.request);
+  if (!marked) {
+    return "";
+  }
+  const std::optional<Answer> whole = AnswerTo(std::move(*marked));
+  if (!whole) {
+    return "";
+  }
+  for (int i = 0; i < whole->response.file_size(); ++i) {
+    const std::string line =
+        LineOutOfPlace(whole->response.file(i).content(), i % 2 == 0);
+    if (!line.empty()) {
+      return "no template gives this line: " + line;
+    }
+  }
+  return "";
+}
+
 std::string FilesAreCountedAndNamedRight(const Answer& answer) {
   const Request& request = answer.request;
   const Response& response = answer.response;
@@ -554,6 +574,7 @@ const std::vector<Property>& Properties() {
       QARN_RPC_COSTLY(RequiresLocalContextChangesNothing),
       QARN_RPC_COSTLY(ExplicitFalseEqualsAbsence),
       QARN_RPC_COSTLY(MethodNamesOccurAsOftenAsTheirKindSays),
+      QARN_RPC_COSTLY(NamesStandWhereTheTemplatesPutThem),
       QARN_RPC_COSTLY(ARefusedFileAddsNoFile),
       QARN_RPC_COSTLY(TheAnySyntaxGeneratorWritesTheSameFiles),
   };
