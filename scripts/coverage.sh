@@ -1,25 +1,48 @@
 #!/usr/bin/env bash
 # Builds with coverage, runs the core suite and prints how many lines and
 # branches of src/ it reaches. Fails if a line is not reached. Branches that
-# only an exception takes do not count.
+# only an exception takes do not count. With --corpora it does the same for the
+# kept inputs of each fuzzer instead, and refuses nothing.
 #
-#   scripts/coverage.sh
+#   scripts/coverage.sh [--corpora]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if [[ $# -gt 0 ]]; then
-  echo "usage: scripts/coverage.sh" >&2
-  exit 2
-fi
+corpora=false
+case "$*" in
+  "") ;;
+  --corpora) corpora=true ;;
+  *)
+    echo "usage: scripts/coverage.sh [--corpora]" >&2
+    exit 2
+    ;;
+esac
 scripts/setup.sh build test lint
 cmake --preset coverage
+
+# count OPTION... : prints what the runs since the last call have reached. Of the
+# line that opens a section's lambda, g++ counts nothing but the clean-up after an
+# exception; the lines inside the lambda tell whether it ran.
+count() {
+  gcovr --root . --filter 'src/' \
+    --exclude-throw-branches --exclude-unreachable-branches \
+    --exclude-lines-by-pattern '.*return RenderSection\(\[&\]\(Printer\* printer\) \{' \
+    --print-summary "$@" build/coverage/src
+}
+
+if $corpora; then
+  cmake --build --preset coverage --target replays
+  for replay in build/coverage/replays/*_replay; do
+    name=$(basename "${replay%_replay}")
+    find build/coverage -name '*.gcda' -delete
+    ctest --preset coverage --tests-regex "^fuzz_corpus_$name\$" --quiet
+    echo "coverage.sh: the corpus of $name"
+    count
+  done
+  exit
+fi
 cmake --build --preset coverage
 # Counts of an earlier run would hide a line that is no longer reached.
 find build/coverage -name '*.gcda' -delete
 ctest --preset coverage --parallel "$(nproc)" --label-regex '^core$'
-# Of the line that opens a section's lambda, g++ counts nothing but the clean-up
-# after an exception; the lines inside the lambda tell whether it ran.
-gcovr --root . --filter 'src/' \
-  --exclude-throw-branches --exclude-unreachable-branches \
-  --exclude-lines-by-pattern '.*return RenderSection\(\[&\]\(Printer\* printer\) \{' \
-  --print-summary --fail-under-line 100 build/coverage/src
+count --fail-under-line 100

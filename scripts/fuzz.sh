@@ -86,11 +86,12 @@ fuzz() {
   echo "fuzz.sh: $target, $seconds seconds, seed $seed"
   # Short stacks of allocations and a small quarantine save time. A finding is
   # run again without them.
-  ASAN_OPTIONS=malloc_context_size=1:quarantine_size_mb=8 \
+  TIMEFORMAT='%U seconds of processor time, and %S in the system'
+  { time ASAN_OPTIONS=malloc_context_size=1:quarantine_size_mb=8 \
     "$fuzzer" "${options[@]}" -seed="$seed" -max_total_time="$seconds" -timeout=25 \
     -print_final_stats=1 -artifact_prefix="$findings/" \
-    "$learned" "$kept" >"build/fuzz/$target.log" 2>&1 || status=1
-  grep -hE '^(FINDING|SUMMARY|[0-9]+ requests were|stat::(number|average))' \
+    "$learned" "$kept"; } >"build/fuzz/$target.log" 2>&1 || status=1
+  grep -hE '^(FINDING|SUMMARY|Done|[0-9]+ requests were|[0-9.]+ seconds of)' \
     "build/fuzz/$target.log" | sed "s/^/$target: /" || true
   if [[ -n "$(ls -A "$findings")" ]]; then
     status=1
@@ -122,8 +123,9 @@ keep() {
   for name in "${named[@]}"; do
     cp "$kept/$name" "$new/"
   done
+  # Edges alone, and not how often each is reached.
   options+=(-use_counters=0)
-  "$fuzzer" "${options[@]}" -set_cover_merge=1 "$new" "$kept" "$learned" \
+  "$fuzzer" "${options[@]}" -merge=1 "$new" "$kept" "$learned" \
     >"build/fuzz/$target.merge.log" 2>&1
   rm -r "$kept"
   mv "$new" "$kept"

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "robustness/fuzz/properties.h"
@@ -93,10 +94,9 @@ void Report(const std::string& what) {
 
 void WatchLog() { testing::SendLogTo(HandleLog); }
 
-bool CheckProperties(
-    const google::protobuf::compiler::CodeGeneratorRequest& request,
-    const std::uint8_t* data, std::size_t size) {
-  const std::optional<Answer> answer = AnswerTo(request);
+bool CheckProperties(google::protobuf::compiler::CodeGeneratorRequest request,
+                     const std::uint8_t* data, std::size_t size) {
+  const std::optional<Answer> answer = AnswerTo(std::move(request));
   if (!answer) {
     return false;
   }
@@ -106,7 +106,8 @@ bool CheckProperties(
     const UncountedScope scope;
     // A name of the standard files that the request declares too is refused
     // only if they are in the request themselves.
-    const std::optional<Answer> whole = AnswerTo(WithStandardFiles(request));
+    const std::optional<Answer> whole =
+        AnswerTo(WithStandardFiles(answer->request));
     if (whole) {
       ++tally.chosen;
       CheckThose(*whole, /*costly=*/true);

@@ -30,9 +30,8 @@ void WatchLog();
 // at the end of the program. What a costly check runs is not counted as reached
 // by the input: the fuzzer would keep inputs for being checked. Returns false,
 // having checked nothing, if the request is refused.
-bool CheckProperties(
-    const google::protobuf::compiler::CodeGeneratorRequest& request,
-    const std::uint8_t* data, std::size_t size);
+bool CheckProperties(google::protobuf::compiler::CodeGeneratorRequest request,
+                     const std::uint8_t* data, std::size_t size);
 
 }  // namespace fuzz
 }  // namespace rpc

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "robustness/fuzz/findings.h"
 #include "support/protobuf_compat.h"
@@ -18,8 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     // The framework builds the descriptors before the generator runs. A failed
     // check in there is none of ours: it is the same in every plugin, and in
     // protoc.
-    qarn::rpc::testing::HoldsWithoutFatal(
-        [&] { return qarn::rpc::fuzz::CheckProperties(request, data, size); });
+    qarn::rpc::testing::HoldsWithoutFatal([&] {
+      return qarn::rpc::fuzz::CheckProperties(std::move(request), data, size);
+    });
   }
   return 0;
 }

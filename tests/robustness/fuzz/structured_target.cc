@@ -10,10 +10,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   using namespace qarn::rpc::fuzz;
   WatchLog();
-  const auto request = BuildRequest(data, size);
-  if (!CheckProperties(request, data, size)) {
+  if (!CheckProperties(BuildRequest(data, size), data, size)) {
     Report("the builder made a request that does not build\n" +
-           request.ShortDebugString());
+           BuildRequest(data, size).ShortDebugString());
   }
   return 0;
 }

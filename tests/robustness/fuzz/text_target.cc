@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "robustness/fuzz/findings.h"
 #include "robustness/fuzz/text_mutator.h"
@@ -15,9 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   WatchLog();
   // A failed check of protobuf's while it parses or builds is none of ours.
   qarn::rpc::testing::HoldsWithoutFatal([&] {
-    const auto request =
+    auto request =
         ParseText(std::string(reinterpret_cast<const char*>(data), size));
-    return request && CheckProperties(*request, data, size);
+    return request && CheckProperties(std::move(*request), data, size);
   });
   return 0;
 }
