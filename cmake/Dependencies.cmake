@@ -36,8 +36,8 @@ if(NOT TARGET protobuf::libprotobuf OR NOT TARGET protobuf::libprotoc)
     "On Debian or Ubuntu: apt-get install protobuf-compiler libprotobuf-dev libprotoc-dev. "
     "Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
 endif()
-_qarn_rpc_find_protoc(QARN_RPC_PROTOC version)
-_qarn_rpc_protobuf_import_dirs(QARN_RPC_PROTOBUF_IMPORT_DIRS)
+_qarn_rpc_protobuf_dirs(include_dirs QARN_RPC_PROTOBUF_IMPORT_DIRS)
+_qarn_rpc_find_protoc("${include_dirs}" QARN_RPC_PROTOC version)
 
 # Not through CMake's module, which is gone from CMake 3.30 on, nor through
 # Boost's package alone, which older installations lack: headers are all.

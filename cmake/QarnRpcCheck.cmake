@@ -106,18 +106,33 @@ endfunction()
 # same files twice, at once or with other options. `kinds` are those of
 # _qarn_rpc_add_runs(), `names` the import names, and `user` what the call is for.
 function(_qarn_rpc_check_written_once kinds names out_dir user)
-  foreach(name IN LISTS names)
-    foreach(kind IN LISTS kinds)
-      set(key "_qarn_rpc_writer_of_${kind}_${out_dir}/${name}")
-      get_property(other GLOBAL PROPERTY "${key}")
-      if(other)
-        _qarn_rpc_fail("code of '${name}' is written to '${out_dir}' already, \
+  foreach(kind IN LISTS kinds)
+    # For each call its user, and then the names.
+    set(property "_qarn_rpc_written ${kind} ${out_dir}")
+    get_property(written GLOBAL PROPERTY "${property}")
+    if(written)
+      foreach(name IN LISTS names)
+        if(name IN_LIST written)
+          _qarn_rpc_fail_written_twice("${name}" "${out_dir}" "${written}")
+        endif()
+      endforeach()
+    endif()
+    set_property(GLOBAL APPEND PROPERTY "${property}" "${user}" ${names})
+  endforeach()
+endfunction()
+
+# `written` is what calls write to `out_dir`, as above.
+function(_qarn_rpc_fail_written_twice name out_dir written)
+  foreach(item IN LISTS written)
+    if(item MATCHES "^(TARGET|OUT_VAR) ")
+      set(other "${item}")
+    elseif(item STREQUAL name)
+      break()
+    endif()
+  endforeach()
+  _qarn_rpc_fail("code of '${name}' is written to '${out_dir}' already, \
 by the call with ${other}. \
 Link a library that has it, or give this call a PROTOC_OUT_DIR of its own.")
-      endif()
-      set_property(GLOBAL PROPERTY "${key}" "${user}")
-    endforeach()
-  endforeach()
 endfunction()
 
 # Without an options library none of `protos` may import the schema. A file that
@@ -190,26 +205,19 @@ function(_qarn_rpc_absolute path base result)
 endfunction()
 
 # The import folders of a call that names none: the source folder, and first the
-# build folder, which may be inside it, if one of `files` is there.
-function(_qarn_rpc_default_import_dirs files result)
+# build folder, which may be inside it, if one of `protos` is there.
+function(_qarn_rpc_default_import_dirs protos result)
   set(dirs "${CMAKE_CURRENT_SOURCE_DIR}")
-  foreach(file IN LISTS files)
-    cmake_path(ABSOLUTE_PATH file NORMALIZE)
-    cmake_path(IS_PREFIX CMAKE_CURRENT_BINARY_DIR "${file}" is_built)
-    if(is_built)
-      list(PREPEND dirs "${CMAKE_CURRENT_BINARY_DIR}")
-      break()
-    endif()
-  endforeach()
+  string(FIND ";${protos}" ";${CMAKE_CURRENT_BINARY_DIR}/" built)
+  if(built GREATER -1)
+    list(PREPEND dirs "${CMAKE_CURRENT_BINARY_DIR}")
+  endif()
   set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
-# The absolute paths of `files`, each once, in `paths_result`, and in
-# `names_result` the names under which other files import them: what is left of
-# the path below the first import folder that holds it, as protoc has it.
-# Refuses files that protoc could not find, and files that no import folder
-# holds.
-function(_qarn_rpc_resolve_protos files import_dirs paths_result names_result)
+# Sets `result` to the absolute, normal paths of `files`, each once. Refuses files
+# that protoc could not find.
+function(_qarn_rpc_absolute_protos files result)
   set(paths "")
   foreach(file IN LISTS files)
     cmake_path(ABSOLUTE_PATH file NORMALIZE OUTPUT_VARIABLE path)
@@ -224,33 +232,53 @@ Relative names start at the folder of the CMakeLists.txt.")
     list(APPEND paths "${path}")
   endforeach()
   list(REMOVE_DUPLICATES paths)
+  set(${result} "${paths}" PARENT_SCOPE)
+endfunction()
 
-  set(names "")
-  foreach(path IN LISTS paths)
-    set(is_inside FALSE)
-    foreach(dir IN LISTS import_dirs)
-      cmake_path(IS_PREFIX dir "${path}" is_inside)
-      if(is_inside)
-        cmake_path(RELATIVE_PATH path BASE_DIRECTORY "${dir}" OUTPUT_VARIABLE name)
-        cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${path}" is_built)
-        cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${dir}" is_built_dir)
-        if(is_built AND NOT is_built_dir)
-          _qarn_rpc_fail("'${path}' is in the build folder, \
+# Sets `result` to the names under which other files import `paths`: what is left
+# of each below the first import folder that holds it, as protoc has it. Refuses
+# files that no import folder holds.
+function(_qarn_rpc_import_names paths import_dirs result)
+  set(names "${paths}")
+  foreach(dir IN LISTS import_dirs)
+    # The paths are normal, so what is left of one does not match again.
+    string(REGEX REPLACE "([][+.*()^$?|\\\\])" "\\\\\\1" prefix "${dir}/")
+    string(REGEX REPLACE "//$" "/" prefix "${prefix}")
+    list(TRANSFORM names REPLACE "^${prefix}" "")
+  endforeach()
+  set(outside "${names}")
+  list(FILTER outside INCLUDE REGEX "^(/|[A-Za-z]:/)")
+  if(outside)
+    list(GET outside 0 path)
+    list(JOIN import_dirs "', '" dirs)
+    _qarn_rpc_fail("'${path}' is in none of the import folders ('${dirs}'). \
+Add the folder that its imports start from to IMPORT_DIRS.")
+  endif()
+  string(FIND ";${paths}" ";${CMAKE_BINARY_DIR}/" built)
+  if(built GREATER -1)
+    _qarn_rpc_check_built_names("${paths}" "${names}")
+  endif()
+  set(${result} "${names}" PARENT_SCOPE)
+endfunction()
+
+# `paths` in the build folder are imported from a folder in it, too: when it is
+# inside the source folder, their `names` would start with the build folder's.
+function(_qarn_rpc_check_built_names paths names)
+  foreach(path name IN ZIP_LISTS paths names)
+    cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${path}" is_built)
+    if(is_built AND NOT path STREQUAL "${CMAKE_BINARY_DIR}/${name}")
+      string(LENGTH "${path}" length)
+      string(LENGTH "/${name}" name_length)
+      math(EXPR length "${length} - ${name_length}")
+      string(SUBSTRING "${path}" 0 ${length} dir)
+      cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${dir}" is_built_dir)
+      if(NOT is_built_dir)
+        _qarn_rpc_fail("'${path}' is in the build folder, \
 but would be imported as '${name}', from '${dir}'. \
 Put the folder that its imports start from first in IMPORT_DIRS.")
-        endif()
-        list(APPEND names "${name}")
-        break()
       endif()
-    endforeach()
-    if(NOT is_inside)
-      list(JOIN import_dirs "', '" dirs)
-      _qarn_rpc_fail("'${path}' is in none of the import folders ('${dirs}'). \
-Add the folder that its imports start from to IMPORT_DIRS.")
     endif()
   endforeach()
-  set(${paths_result} "${paths}" PARENT_SCOPE)
-  set(${names_result} "${names}" PARENT_SCOPE)
 endfunction()
 
 # Remembers that this folder has the rules for `files`, which the caller compiles,

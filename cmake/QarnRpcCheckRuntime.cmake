@@ -39,7 +39,8 @@ with which check_runtime.sh runs. Install it, or set QARN_RPC_BASH to its full p
     PATHS ${_qarn_rpc_check_runtime_places} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
   mark_as_advanced(QARN_RPC_CHECK_RUNTIME)
   _qarn_rpc_find_protobuf()
-  _qarn_rpc_find_protoc(protoc protoc_version)
+  _qarn_rpc_protobuf_dirs(include_dirs import_dirs)
+  _qarn_rpc_find_protoc("${include_dirs}" protoc protoc_version)
   _qarn_rpc_find_plugin(plugin)
 
   string(REPLACE "::" "_" name "check_runtime_${arg_TARGET}")

@@ -7,8 +7,10 @@ set(_QARN_RPC_SCRIPT_DIR "${CMAKE_CURRENT_LIST_DIR}" CACHE INTERNAL
   "The folder of the scripts that qarn_rpc_generate() runs in a build")
 
 # How many RPC files UNITY joins at most: enough that what they all include costs
-# little, and few enough that an edit of one does not compile hundreds.
-set(_QARN_RPC_UNIT_SIZE 20 CACHE INTERNAL "The most RPC files in one unit")
+# little, and few enough that an edit of one compiles few others, and that all
+# processors have a unit to compile. Not made of the number of processors, so that
+# all machines compile the same.
+set(_QARN_RPC_UNIT_SIZE 10 CACHE INTERNAL "The most RPC files in one unit")
 
 # Sets `result` to the library with the message code of the options schema:
 # `options_target`, the one that the build makes for all, or nothing for NONE. It
@@ -87,10 +89,11 @@ endfunction()
 
 # Joins the RPC files among `files` to units of at most _QARN_RPC_UNIT_SIZE, of
 # about the same size, and sets `result` to `files` with the units in place of
-# what is in them. A .proto file with the source property
-# SKIP_UNITY_BUILD_INCLUSION stays by itself; `protos` and `names` are all files
-# of the call that have RPC code.
-function(_qarn_rpc_join files protos names out_dir result)
+# what is in them. Each unit has a second source for the files that turn out not to
+# join with the others, which is mostly empty. A .proto file with the source
+# property SKIP_UNITY_BUILD_INCLUSION stays by itself; `protos` and `names` are all
+# files of the call that have RPC code.
+function(_qarn_rpc_join files protos names out_dir services_namespace result)
   set(bases "")
   foreach(proto name IN ZIP_LISTS protos names)
     get_source_file_property(is_apart "${proto}" SKIP_UNITY_BUILD_INCLUSION)
@@ -107,21 +110,25 @@ function(_qarn_rpc_join files protos names out_dir result)
   while(units GREATER 0)
     math(EXPR size "(${left} + ${units} - 1) / ${units}")
     list(SUBLIST bases ${begin} ${size} unit_bases)
-    set(unit "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/qarn_rpc_unity.dir/${key}_unity_${units}.cpp")
+    set(unit_dir "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/qarn_rpc_unity.dir")
+    set(unit "${unit_dir}/${key}_unity_${units}.cpp")
+    set(apart "${unit_dir}/${key}_apart_${units}.cpp")
     list(TRANSFORM unit_bases APPEND .rpc.h OUTPUT_VARIABLE headers)
     list(TRANSFORM unit_bases APPEND .rpc.cpp OUTPUT_VARIABLE sources)
     # As a file, since a command line cannot be of any length.
     file(GENERATE OUTPUT "${unit}.in" CONTENT "${unit_bases}")
     add_custom_command(
-      OUTPUT "${unit}"
-      COMMAND "${CMAKE_COMMAND}" "-DUNIT=${unit}" -P "${_QARN_RPC_SCRIPT_DIR}/QarnRpcJoin.cmake"
+      OUTPUT "${unit}" "${apart}"
+      COMMAND "${CMAKE_COMMAND}" "-DUNIT=${unit}" "-DAPART=${apart}"
+        "-DSERVICES_NAMESPACE=${services_namespace}"
+        -P "${_QARN_RPC_SCRIPT_DIR}/QarnRpcJoin.cmake"
       DEPENDS ${headers} "${unit}.in" "${_QARN_RPC_SCRIPT_DIR}/QarnRpcJoin.cmake"
       COMMENT "Joining ${size} RPC files"
       VERBATIM)
     # Still written with the target, and read by its unit alone.
     set_source_files_properties(${sources} PROPERTIES HEADER_FILE_ONLY ON)
-    _qarn_rpc_set_source_properties("${unit}")
-    list(APPEND files "${unit}")
+    _qarn_rpc_set_source_properties("${unit};${apart}")
+    list(APPEND files "${unit}" "${apart}")
     math(EXPR begin "${begin} + ${size}")
     math(EXPR left "${left} - ${size}")
     math(EXPR units "${units} - 1")

@@ -51,9 +51,11 @@ function(qarn_rpc_generate)
   foreach(keyword IN ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES)
     string(REPLACE "\\;" ";" arg_${keyword} "${arg_${keyword}}")
   endforeach()
-  foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS)
-    _qarn_rpc_check_no_genex(${keyword} "${arg_${keyword}}")
-  endforeach()
+  if("${ARGV}" MATCHES "\\$<")
+    foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS)
+      _qarn_rpc_check_no_genex(${keyword} "${arg_${keyword}}")
+    endforeach()
+  endif()
   if(NOT arg_PROTOS AND NOT arg_MESSAGES_ONLY_PROTOS AND TARGET "${arg_TARGET}")
     get_target_property(arg_PROTOS "${arg_TARGET}" SOURCES)
     list(FILTER arg_PROTOS INCLUDE REGEX "\\.proto(devel)?$")
@@ -67,12 +69,17 @@ function(qarn_rpc_generate)
   _qarn_rpc_check_namespace("${arg_SERVICES_NAMESPACE}")
 
   _qarn_rpc_find_protobuf()
-  _qarn_rpc_protobuf_import_dirs(protobuf_dirs)
+  _qarn_rpc_protobuf_dirs(protobuf_include_dirs protobuf_import_dirs)
 
   # Everything that reaches protoc is absolute and normal, since it compares
   # paths as texts.
+  _qarn_rpc_absolute_protos("${arg_PROTOS}" protos)
+  set(messages_only_protos "")
+  if(arg_MESSAGES_ONLY_PROTOS)
+    _qarn_rpc_absolute_protos("${arg_MESSAGES_ONLY_PROTOS}" messages_only_protos)
+  endif()
   if(NOT arg_IMPORT_DIRS)
-    _qarn_rpc_default_import_dirs("${arg_PROTOS};${arg_MESSAGES_ONLY_PROTOS}" arg_IMPORT_DIRS)
+    _qarn_rpc_default_import_dirs("${protos};${messages_only_protos}" arg_IMPORT_DIRS)
   endif()
   set(import_dirs "")
   foreach(dir IN LISTS arg_IMPORT_DIRS)
@@ -85,20 +92,21 @@ function(qarn_rpc_generate)
   _qarn_rpc_absolute("${arg_PROTOC_OUT_DIR}" "${CMAKE_CURRENT_BINARY_DIR}" out_dir)
   _qarn_rpc_check_out_dir("${out_dir}")
   _qarn_rpc_check_system("${arg_SYSTEM}" "${arg_TARGET}" "${out_dir}")
-  _qarn_rpc_resolve_protos("${arg_PROTOS}" "${import_dirs}" protos names)
-  _qarn_rpc_resolve_protos("${arg_MESSAGES_ONLY_PROTOS}" "${import_dirs}"
-    messages_only_protos messages_only_names)
-  _qarn_rpc_check_no_file_twice("${protos}" "${messages_only_protos}")
+  _qarn_rpc_import_names("${protos}" "${import_dirs}" names)
+  if(messages_only_protos)
+    _qarn_rpc_import_names("${messages_only_protos}" "${import_dirs}" messages_only_names)
+    _qarn_rpc_check_no_file_twice("${protos}" "${messages_only_protos}")
+  endif()
   _qarn_rpc_check_no_schema("${arg_OPTIONS_TARGET}" "${protos};${messages_only_protos}")
 
   # What any of them may import. CMake knows no weaker way to wait for a file.
   _qarn_rpc_built_protos("${protos};${messages_only_protos}" built_protos)
 
-  _qarn_rpc_find_protoc(protoc protoc_version)
+  _qarn_rpc_find_protoc("${protobuf_include_dirs}" protoc protoc_version)
   _qarn_rpc_find_plugin(plugin)
   set(common
     OUT_DIR "${out_dir}"
-    IMPORT_DIRS ${import_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_dirs}
+    IMPORT_DIRS ${import_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_import_dirs}
     PROTOC "${protoc}"
     PROTOC_VERSION "${protoc_version}"
     PLUGIN "${plugin}"
@@ -115,12 +123,17 @@ function(qarn_rpc_generate)
   if(arg_OUT_VAR)
     set(user "OUT_VAR ${arg_OUT_VAR}")
   endif()
-  _qarn_rpc_check_written_once("${kinds}" "${names}" "${out_dir}" "${user}")
-  _qarn_rpc_check_written_once(MESSAGES "${messages_only_names}" "${out_dir}" "${user}")
-  _qarn_rpc_add_runs(generated KINDS ${kinds} PROTOS ${protos} NAMES ${names} ${common})
-  _qarn_rpc_add_runs(messages_only_generated KINDS MESSAGES
-    PROTOS ${messages_only_protos} NAMES ${messages_only_names} ${common})
-  list(APPEND generated ${messages_only_generated})
+  set(generated "")
+  if(protos)
+    _qarn_rpc_check_written_once("${kinds}" "${names}" "${out_dir}" "${user}")
+    _qarn_rpc_add_runs(generated KINDS ${kinds} PROTOS ${protos} NAMES ${names} ${common})
+  endif()
+  if(messages_only_protos)
+    _qarn_rpc_check_written_once(MESSAGES "${messages_only_names}" "${out_dir}" "${user}")
+    _qarn_rpc_add_runs(messages_only_generated KINDS MESSAGES
+      PROTOS ${messages_only_protos} NAMES ${messages_only_names} ${common})
+    list(APPEND generated ${messages_only_generated})
+  endif()
 
   foreach(list IN ITEMS HEADERS SOURCES)
     if(arg_${list}_VAR)
@@ -138,7 +151,8 @@ function(qarn_rpc_generate)
   _qarn_rpc_set_source_properties("${generated}")
   _qarn_rpc_wants_unity("${arg_UNITY}" "${arg_TARGET}" wants_unity)
   if(wants_unity)
-    _qarn_rpc_join("${generated}" "${protos}" "${names}" "${out_dir}" generated)
+    _qarn_rpc_join("${generated}" "${protos}" "${names}" "${out_dir}"
+      "${arg_SERVICES_NAMESPACE}" generated)
   endif()
   if(arg_TARGET)
     # For the lists of files that editors show.

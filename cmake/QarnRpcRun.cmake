@@ -22,11 +22,6 @@ function(_qarn_rpc_add_runs result)
   cmake_parse_arguments(PARSE_ARGV 1 arg ""
     "OUT_DIR;PROTOC;PROTOC_VERSION;PLUGIN;SERVICES_NAMESPACE;BATCH"
     "KINDS;PROTOS;NAMES;IMPORT_DIRS;PROTOC_OPTIONS;DEPENDENCIES;ALL_PROTOS")
-  set(${result} "" PARENT_SCOPE)
-  if(NOT arg_PROTOS)
-    return()
-  endif()
-
   _qarn_rpc_staging_dir("${arg_OUT_DIR}" protoc_dir)
   _qarn_rpc_protoc_arguments("${arg_KINDS}" "${arg_IMPORT_DIRS}" "${protoc_dir}"
     "${arg_PLUGIN}" "${arg_SERVICES_NAMESPACE}" "${arg_PROTOC_VERSION}" arguments)
@@ -41,106 +36,105 @@ function(_qarn_rpc_add_runs result)
     list(APPEND extensions .rpc.cpp .rpc.h)
     list(APPEND tools "${arg_PLUGIN}")
   endif()
-  list(TRANSFORM extensions PREPEND "@" OUTPUT_VARIABLE outputs_of_base)
   list(JOIN arg_KINDS " and " what)
   string(REPLACE "MESSAGES" "message" what "${what}")
   list(LENGTH arg_PROTOS count)
   set(bases "${arg_NAMES}")
   list(TRANSFORM bases REPLACE "\\.proto(devel)?$" "")
+  list(TRANSFORM bases PREPEND "${arg_OUT_DIR}/" OUTPUT_VARIABLE paths)
+  list(TRANSFORM paths REPLACE "/[^/]+$" "" OUTPUT_VARIABLE folders)
   # Which of these a file imports is not known where protoc cannot say it.
   set(possible_imports ${arg_ALL_PROTOS}
     "${QARN_RPC_PROTO_DIR}/morvane/qarn/rpc/service_options.proto")
 
+  # The rule of one file, in parts and then as a whole. @BASE@ stands for its import
+  # name less .proto, @FOLDER@ for the folder of its generated files.
+  list(TRANSFORM extensions PREPEND "${protoc_dir}/@BASE@" OUTPUT_VARIABLE staged)
+  set(outputs ${staged})
+  set(copies "")
+  if(NOT protoc_dir STREQUAL arg_OUT_DIR)
+    set(copies COMMAND "${CMAKE_COMMAND}" -E copy_if_different ${staged} "@FOLDER@")
+    if(CMAKE_GENERATOR MATCHES "Ninja")
+      list(TRANSFORM extensions PREPEND "${arg_OUT_DIR}/@BASE@" OUTPUT_VARIABLE copied)
+      list(APPEND outputs ${copied})
+    endif()
+  endif()
+  set(is_batch FALSE)
+  set(input "@PROTO@")
+  set(input_name "@NAME@")
+  set(depends "${input}")
+  set(depfile "")
   if(arg_BATCH AND count GREATER 1)
-    _qarn_rpc_add_run("${protoc_dir}" "${arg_OUT_DIR}" "${bases}" "${outputs_of_base}"
-      "${arg_PROTOC};${arg_PROTOC_OPTIONS};${arguments};${arg_PROTOS}"
-      "${possible_imports};${arg_DEPENDENCIES};${tools}" ""
-      "Generating ${what} code for ${count} files")
+    set(is_batch TRUE)
+    set(input ${arg_PROTOS})
+    set(input_name "${count} files")
+    set(depends ${possible_imports})
+    _qarn_rpc_for_all("${outputs}" "${bases}" "${folders}" outputs)
+    _qarn_rpc_for_all("${copies}" "${bases}" "${folders}" copies)
+  elseif(arg_PROTOC_VERSION AND arg_PROTOC_VERSION VERSION_LESS 3
+      # protoc writes paths without escaping them.
+      OR "${protoc_dir};${arg_IMPORT_DIRS};${arg_PROTOS}" MATCHES "[] \t$#:\\%*?[]"
+      OR NOT (CMAKE_GENERATOR MATCHES "Ninja|Makefiles"
+              OR CMAKE_VERSION VERSION_GREATER_EQUAL 3.21))
+    list(APPEND depends ${possible_imports})
   else()
-    # protoc takes --dependency_out with one file only, and writes paths without
-    # escaping them.
-    set(unsafe "[] \t$#:\\%*?[]")
-    set(has_depfiles TRUE)
-    if((arg_PROTOC_VERSION AND arg_PROTOC_VERSION VERSION_LESS 3)
-       OR "${protoc_dir};${arg_IMPORT_DIRS};${arg_PROTOS}" MATCHES "${unsafe}"
-       OR NOT (CMAKE_GENERATOR MATCHES "Ninja|Makefiles"
-               OR CMAKE_VERSION VERSION_GREATER_EQUAL 3.21))
-      set(has_depfiles FALSE)
-      list(APPEND arg_DEPENDENCIES ${possible_imports})
-    endif()
-    set(depfile "")
     # Two runs over one file, for messages and for RPC code, have one each.
-    set(depfile_extension .pb.d)
+    set(depfile "${protoc_dir}/@BASE@.pb.d")
     if("RPC" IN_LIST arg_KINDS)
-      set(depfile_extension .rpc.d)
+      set(depfile "${protoc_dir}/@BASE@.rpc.d")
     endif()
-    foreach(proto name base IN ZIP_LISTS arg_PROTOS arg_NAMES bases)
-      if(has_depfiles)
-        set(depfile "${protoc_dir}/${base}${depfile_extension}")
-      endif()
-      _qarn_rpc_add_run("${protoc_dir}" "${arg_OUT_DIR}" "${base}" "${outputs_of_base}"
-        "${arg_PROTOC};${arg_PROTOC_OPTIONS};${arguments};${proto}"
-        "${proto};${arg_DEPENDENCIES};${tools}" "${depfile}"
-        "Generating ${what} code for ${name}")
+    list(APPEND arguments "--dependency_out=${depfile}")
+    list(PREPEND depfile DEPFILE)
+  endif()
+  set(rule
+    OUTPUT ${outputs}
+    COMMAND ${arg_PROTOC} ${arg_PROTOC_OPTIONS} ${arguments} ${input}
+    ${copies}
+    DEPENDS ${depends} ${arg_DEPENDENCIES} ${tools}
+    ${depfile}
+    COMMENT "Generating ${what} code for ${input_name}"
+    # Drops what a generator expression leaves empty.
+    COMMAND_EXPAND_LISTS
+    VERBATIM)
+  if(is_batch)
+    add_custom_command(${rule})
+  else()
+    foreach(proto name base folder IN ZIP_LISTS arg_PROTOS arg_NAMES bases folders)
+      string(REPLACE "@BASE@" "${base}" file_rule "${rule}")
+      string(REPLACE "@FOLDER@" "${folder}" file_rule "${file_rule}")
+      string(REPLACE "@NAME@" "${name}" file_rule "${file_rule}")
+      string(REPLACE "@PROTO@" "${proto}" file_rule "${file_rule}")
+      add_custom_command(${file_rule})
     endforeach()
   endif()
 
-  set(generated "")
-  set(staged "")
-  foreach(extension IN LISTS extensions)
-    list(TRANSFORM bases APPEND "${extension}" OUTPUT_VARIABLE names)
-    list(TRANSFORM names PREPEND "${arg_OUT_DIR}/" OUTPUT_VARIABLE files)
-    list(APPEND generated ${files})
-    list(TRANSFORM names PREPEND "${protoc_dir}/" OUTPUT_VARIABLE files)
-    list(APPEND staged ${files})
-  endforeach()
-  list(TRANSFORM bases REPLACE "(^|/)[^/]+$" "" OUTPUT_VARIABLE folders)
   list(REMOVE_DUPLICATES folders)
-  file(MAKE_DIRECTORY "${arg_OUT_DIR}" "${protoc_dir}")
-  foreach(folder IN LISTS folders)
-    file(MAKE_DIRECTORY "${arg_OUT_DIR}/${folder}" "${protoc_dir}/${folder}")
+  string(REPLACE ";${arg_OUT_DIR}" ";${protoc_dir}" staging_folders ";${folders}")
+  file(MAKE_DIRECTORY ${folders} ${staging_folders})
+
+  set(generated "")
+  foreach(extension IN LISTS extensions)
+    list(TRANSFORM paths APPEND "${extension}" OUTPUT_VARIABLE files)
+    list(APPEND generated ${files})
   endforeach()
   if(CMAKE_GENERATOR MATCHES "Makefiles")
+    string(REPLACE ";${arg_OUT_DIR}/" ";${protoc_dir}/" staged ";${generated}")
+    list(REMOVE_AT staged 0)
     _qarn_rpc_add_copies_for_make("${generated}" "${staged}")
   endif()
   set(${result} "${generated}" PARENT_SCOPE)
 endfunction()
 
-# Adds the run `command` of protoc, which writes to `protoc_dir`, for .proto files
-# with the import names `bases`, less .proto. `outputs_of_base` are what it writes
-# for each, with @ in place of the name.
-function(_qarn_rpc_add_run
-         protoc_dir out_dir bases outputs_of_base command depends depfile comment)
-  set(outputs "")
-  set(copied "")
-  set(copies "")
-  foreach(base IN LISTS bases)
-    string(REPLACE "@" "${protoc_dir}/${base}" staged "${outputs_of_base}")
-    list(APPEND outputs ${staged})
-    if(NOT protoc_dir STREQUAL out_dir)
-      cmake_path(GET base PARENT_PATH folder)
-      list(APPEND copies COMMAND "${CMAKE_COMMAND}" -E copy_if_different
-        ${staged} "${out_dir}/${folder}")
-      if(CMAKE_GENERATOR MATCHES "Ninja")
-        string(REPLACE "@" "${out_dir}/${base}" files "${outputs_of_base}")
-        list(APPEND copied ${files})
-      endif()
-    endif()
+# Sets `result` to `part` of a rule, once for each of `bases`, with the one of
+# `folders` that belongs to it.
+function(_qarn_rpc_for_all part bases folders result)
+  set(all "")
+  foreach(base folder IN ZIP_LISTS bases folders)
+    string(REPLACE "@BASE@" "${base}" items "${part}")
+    string(REPLACE "@FOLDER@" "${folder}" items "${items}")
+    list(APPEND all ${items})
   endforeach()
-  if(depfile)
-    list(APPEND command "--dependency_out=${depfile}")
-    list(PREPEND depfile DEPFILE)
-  endif()
-  add_custom_command(
-    OUTPUT ${outputs} ${copied}
-    COMMAND ${command}
-    ${copies}
-    DEPENDS ${depends}
-    ${depfile}
-    COMMENT "${comment}"
-    # Drops what a generator expression leaves empty.
-    COMMAND_EXPAND_LISTS
-    VERBATIM)
+  set(${result} "${all}" PARENT_SCOPE)
 endfunction()
 
 # The arguments that all runs have in common.

@@ -53,48 +53,50 @@ Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
   endif()
 endfunction()
 
-# The include folders of protobuf's library. One that is built in the same
-# project names them inside $<BUILD_INTERFACE:...>; a distribution's CMake package
-# may leave out a folder in which compilers look anyway.
-function(_qarn_rpc_protobuf_include_dirs result)
+# Sets `include_result` to the include folders of protobuf's library, and
+# `import_result` to those of them under which protobuf's own .proto files are
+# imported, of which the options schema needs one: protoc finds them by itself
+# only when it stands where it was installed with them.
+#
+# A library that is built in the same project names its folders inside
+# $<BUILD_INTERFACE:...>; a distribution's CMake package may leave out a folder in
+# which compilers look anyway.
+function(_qarn_rpc_protobuf_dirs include_result import_result)
   get_target_property(dirs protobuf::libprotobuf INTERFACE_INCLUDE_DIRECTORIES)
-  if(NOT dirs)
-    set(dirs "")
-  endif()
-  string(REGEX REPLACE "\\$<BUILD_INTERFACE:([^>]*)>" "\\1" dirs "${dirs}")
-  string(GENEX_STRIP "${dirs}" dirs)
-  foreach(dir IN LISTS dirs)
-    if(EXISTS "${dir}/google/protobuf/descriptor.proto")
-      set(${result} "${dirs}" PARENT_SCOPE)
-      return()
+  # One look at the folders for all calls.
+  set(property "_qarn_rpc_protobuf_dirs ${dirs}")
+  get_property(include_dirs GLOBAL PROPERTY "${property} include")
+  get_property(import_dirs GLOBAL PROPERTY "${property} import")
+  if(NOT import_dirs)
+    set(include_dirs "")
+    if(dirs)
+      string(REGEX REPLACE "\\$<BUILD_INTERFACE:([^>]*)>" "\\1" dirs "${dirs}")
+      string(GENEX_STRIP "${dirs}" include_dirs)
     endif()
-  endforeach()
-  find_path(QARN_RPC_PROTOBUF_INCLUDE_DIR google/protobuf/descriptor.proto)
-  mark_as_advanced(QARN_RPC_PROTOBUF_INCLUDE_DIR)
-  if(QARN_RPC_PROTOBUF_INCLUDE_DIR)
-    list(APPEND dirs "${QARN_RPC_PROTOBUF_INCLUDE_DIR}")
-  endif()
-  set(${result} "${dirs}" PARENT_SCOPE)
-endfunction()
-
-# The folders under which protobuf's own .proto files are imported, of which the
-# options schema needs one. protoc finds them by itself only when it stands
-# where it was installed with them.
-function(_qarn_rpc_protobuf_import_dirs result)
-  _qarn_rpc_protobuf_include_dirs(include_dirs)
-  set(import_dirs "")
-  foreach(dir IN LISTS include_dirs)
-    if(EXISTS "${dir}/google/protobuf/descriptor.proto")
-      list(APPEND import_dirs "${dir}")
+    foreach(dir IN LISTS include_dirs)
+      if(EXISTS "${dir}/google/protobuf/descriptor.proto")
+        list(APPEND import_dirs "${dir}")
+      endif()
+    endforeach()
+    if(NOT import_dirs)
+      find_path(QARN_RPC_PROTOBUF_INCLUDE_DIR google/protobuf/descriptor.proto)
+      mark_as_advanced(QARN_RPC_PROTOBUF_INCLUDE_DIR)
+      if(QARN_RPC_PROTOBUF_INCLUDE_DIR)
+        list(APPEND include_dirs "${QARN_RPC_PROTOBUF_INCLUDE_DIR}")
+        list(APPEND import_dirs "${QARN_RPC_PROTOBUF_INCLUDE_DIR}")
+      endif()
     endif()
-  endforeach()
-  set(${result} "${import_dirs}" PARENT_SCOPE)
+    set_property(GLOBAL PROPERTY "${property} include" "${include_dirs}")
+    set_property(GLOBAL PROPERTY "${property} import" "${import_dirs}")
+  endif()
+  set(${include_result} "${include_dirs}" PARENT_SCOPE)
+  set(${import_result} "${import_dirs}" PARENT_SCOPE)
 endfunction()
 
 # What runs protoc (a path or a generator expression) in `result`, and its
 # version in `version_result`: empty for one that this build makes, which is a
-# current one.
-function(_qarn_rpc_find_protoc result version_result)
+# current one. It must fit the library with the headers in `include_dirs`.
+function(_qarn_rpc_find_protoc include_dirs result version_result)
   if(QARN_RPC_PROTOC_EXECUTABLE)
     set(protoc "${QARN_RPC_PROTOC_EXECUTABLE}")
     set(came_from "QARN_RPC_PROTOC_EXECUTABLE")
@@ -120,36 +122,35 @@ function(_qarn_rpc_find_protoc result version_result)
 On Debian or Ubuntu: apt-get install protobuf-compiler. \
 Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to its full path.")
   endif()
-  _qarn_rpc_protoc_version("${protoc}" version)
-  if(NOT version AND CMAKE_CROSSCOMPILING)
-    _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
-Is it the target system's? \
-Set QARN_RPC_PROTOC_EXECUTABLE to the full path of one for the machine that builds, \
-of the same release as the target system's protobuf.")
-  elseif(NOT version)
-    _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
-On Debian or Ubuntu: apt-get install protobuf-compiler. \
-Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to the full path of one that runs here.")
+  # Asked for and compared once in a configure step.
+  set(property "_qarn_rpc_version_of ${protoc} with ${include_dirs}")
+  get_property(version GLOBAL PROPERTY "${property}")
+  if(NOT version)
+    _qarn_rpc_ask_version("${protoc}" "${came_from}" version)
+    _qarn_rpc_check_skew("${protoc}" "${came_from}" "${version}" "${include_dirs}")
+    set_property(GLOBAL PROPERTY "${property}" "${version}")
   endif()
-  _qarn_rpc_check_skew("${protoc}" "${came_from}" "${version}")
   set(${result} "${protoc}" PARENT_SCOPE)
   set(${version_result} "${version}" PARENT_SCOPE)
 endfunction()
 
-# The version that `protoc` gives itself, or nothing when it does not run. Asked
-# for once in a configure step.
-function(_qarn_rpc_protoc_version protoc result)
-  string(MD5 key "${protoc}")
-  get_property(version GLOBAL PROPERTY _qarn_rpc_protoc_version_${key})
-  if(NOT version)
-    execute_process(COMMAND "${protoc}" --version
-      OUTPUT_VARIABLE output ERROR_QUIET RESULT_VARIABLE status)
-    if(status STREQUAL "0" AND output MATCHES "libprotoc ([0-9.]+)")
-      set(version "${CMAKE_MATCH_1}")
-      set_property(GLOBAL PROPERTY _qarn_rpc_protoc_version_${key} "${version}")
-    endif()
+# Sets `result` to the version that `protoc` gives itself, which must run here.
+function(_qarn_rpc_ask_version protoc came_from result)
+  execute_process(COMMAND "${protoc}" --version
+    OUTPUT_VARIABLE output ERROR_QUIET RESULT_VARIABLE status)
+  if(status STREQUAL "0" AND output MATCHES "libprotoc ([0-9.]+)")
+    set(${result} "${CMAKE_MATCH_1}" PARENT_SCOPE)
+    return()
   endif()
-  set(${result} "${version}" PARENT_SCOPE)
+  if(CMAKE_CROSSCOMPILING)
+    _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
+Is it the target system's? \
+Set QARN_RPC_PROTOC_EXECUTABLE to the full path of one for the machine that builds, \
+of the same release as the target system's protobuf.")
+  endif()
+  _qarn_rpc_fail("'${protoc}', from ${came_from}, does not run as protoc on this machine. \
+On Debian or Ubuntu: apt-get install protobuf-compiler. \
+Elsewhere, set QARN_RPC_PROTOC_EXECUTABLE to the full path of one that runs here.")
 endfunction()
 
 # The release of the library whose headers are in one of `include_dirs`, as its
@@ -180,18 +181,10 @@ function(_qarn_rpc_library_release include_dirs result header_result)
   set(${header_result} "${header}" PARENT_SCOPE)
 endfunction()
 
-# Warns when protoc and library are of different releases, and fails when the
-# code of that protoc cannot be compiled with that library.
-function(_qarn_rpc_check_skew protoc came_from version)
-  _qarn_rpc_protobuf_include_dirs(include_dirs)
-  # One look at the headers for all calls.
-  string(MD5 key "${protoc};${include_dirs}")
-  get_property(checked GLOBAL PROPERTY _qarn_rpc_checked_skew_${key})
-  if(checked)
-    return()
-  endif()
-  set_property(GLOBAL PROPERTY _qarn_rpc_checked_skew_${key} TRUE)
-
+# Warns when protoc and the library with the headers in `include_dirs` are of
+# different releases, and fails when the code of that protoc cannot be compiled
+# with that library.
+function(_qarn_rpc_check_skew protoc came_from version include_dirs)
   _qarn_rpc_library_release("${include_dirs}" release header)
   if(NOT release OR release VERSION_EQUAL version)
     return()
@@ -224,14 +217,14 @@ Set it to the full path of protoc-gen-qarn-rpc-any.")
     endif()
     set(plugin "${QARN_RPC_PLUGIN_EXECUTABLE}")
   elseif(NOT CMAKE_CROSSCOMPILING)
-    set(plugin "")
     foreach(name IN ITEMS protoc-gen-qarn-rpc-any protoc-gen-qarn-rpc)
-      if(NOT plugin AND TARGET qarn-rpc-gen::${name})
-        set(plugin "$<TARGET_FILE:qarn-rpc-gen::${name}>")
+      if(TARGET qarn-rpc-gen::${name})
         set(found "${name}")
+        break()
       endif()
     endforeach()
-    if(NOT plugin)
+    set(plugin "$<TARGET_FILE:qarn-rpc-gen::${found}>")
+    if(NOT found)
       _qarn_rpc_fail("the target qarn-rpc-gen::protoc-gen-qarn-rpc-any is missing. \
 Call find_package(qarn-rpc-gen REQUIRED) first, \
 or set QARN_RPC_PLUGIN_EXECUTABLE to the full path of protoc-gen-qarn-rpc-any.")

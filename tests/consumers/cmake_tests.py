@@ -221,7 +221,9 @@ def test_cmake_multi_config(context):
     expect("output", run([os.path.join(build.folder, "Release", "shop")]), SHOP_OUTPUT)
 
 
-UNITY_CODE = {"generate stock", "generate odd", "compile stock.pb", "compile odd.pb"}
+UNITY_RUNS = {"generate stock", "generate odd", "generate alone"}
+UNITY_CODE = UNITY_RUNS | {"compile stock.pb", "compile odd.pb", "compile alone.pb"}
+UNITY_JOINED = {"compile unity_1", "compile apart_1", "compile alone.rpc"}
 UNITY_OWN = {"compile main", "compile other", "compile cmake_pch", "link shop"}
 
 
@@ -247,7 +249,7 @@ def test_cmake_unity(context):
     """UNITY joins the RPC files that can be, and nothing else; a global unity build
     does the same, and joins the project's own sources as it is told."""
     project, build = unity_build(context, "UNITY")
-    steps = UNITY_CODE | {"compile unity_1", "compile odd.rpc"} | OPTIONS
+    steps = UNITY_CODE | UNITY_JOINED | OPTIONS
     build.expect_all(steps | UNITY_OWN)
     expect("output", run([os.path.join(build.folder, "shop")]), "shop.v1.Stock\n")
     v2 = os.path.join(project, "v2", "stock.proto")
@@ -259,18 +261,95 @@ def test_cmake_unity(context):
         v2,
         "service Stock {",
         "service Stock {\n  rpc More(Item) returns (Item);",
-        {"generate stock", "compile stock.pb", "compile unity_1", "link shop"},
+        {"generate stock", "compile stock.pb", "compile unity_1", "compile apart_1", "link shop"},
     )
     project, build = unity_build(context, "", "-DCMAKE_UNITY_BUILD=ON")
     joined_own = UNITY_OWN - {"compile main", "compile other"} | {"compile unity_0_cxx.cxx"}
     build.expect_all(steps | joined_own)
 
 
+# Each .proto file's package and text. In their order, those that do not join the
+# ones before them are marked.
+APART = {
+    "first": ("shop", "service A { rpc B_C(Item) returns (Item); }"),
+    # shop::A_B_C is declared already.
+    "enumerator!": ("shop", "service A_B { rpc C(Item) returns (Item); }"),
+    "other_package": ("other", "service A { rpc B_C(Item) returns (Item); }"),
+    # shop::AMethods is a template.
+    "message!": ("shop", "message AMethods {} service D { rpc E(AMethods) returns (AMethods); }"),
+    # shop::A is a class.
+    "package!": ("shop.A", "service F { rpc G(Item) returns (Item); }"),
+    # After it, std would be shop::std in the package shop alone.
+    "standard": ("shop.std", ""),
+    "elsewhere": ("other", "service H { rpc I(Item) returns (Item); }"),
+    "after_standard!": ("shop", "service J { rpc K(Item) returns (Item); }"),
+}
+APART_IN_API = {
+    "outer": ("shop", "service A { rpc B(Item) returns (Item); }"),
+    # Its names are seen in the services namespace of shop, where A would be two.
+    "inner!": ("shop.api", "service A { rpc B(Item) returns (Item); }"),
+}
+
+
+def test_cmake_unity_apart(context):
+    """RPC files that cannot be joined with others are found and compiled apart; of
+    three that cannot be joined with each other, the page's way is asked for."""
+    for namespace, files in (("", APART), ("api", APART_IN_API)):
+        project = fresh_folder(os.path.join(context.work, "project"))
+        protos = []
+        for name, (package, code) in files.items():
+            protos.append(name.rstrip("!") + ".proto")
+            with open(os.path.join(project, protos[-1]), "w", encoding="utf-8") as file:
+                message = f"Item_{name.rstrip('!')}"
+                file.write(f'syntax = "proto3";\npackage {package};\nmessage {message} {{}}\n')
+                file.write(code.replace("Item", message))
+        call = f"qarn_rpc_generate(TARGET shop PROTOS {' '.join(protos)} UNITY"
+        call += f" SERVICES_NAMESPACE {namespace})" if namespace else ")"
+        top = os.path.join(project, "CMakeLists.txt")
+        with open(top, "w", encoding="utf-8") as file:
+            file.write(
+                "cmake_minimum_required(VERSION 3.20)\nproject(shop LANGUAGES CXX)\n"
+                "find_package(qarn-rpc-gen REQUIRED)\nadd_library(shop STATIC)\n"
+                f'target_include_directories(shop PUBLIC "${{RPC_RUNTIME_DIR}}")\n{call}\n'
+            )
+        build = context.cmake(project)
+        build.build()
+        folder = os.path.join(build.folder, "CMakeFiles", "qarn_rpc_unity.dir")
+        included = {
+            kind: re.findall(r'"\S+/(\w+)\.rpc\.cpp"', read(os.path.join(folder, name)))
+            for name in os.listdir(folder)
+            for kind in ("unity", "apart")
+            if name.endswith(f"_{kind}_1.cpp")
+        }
+        expect(
+            f"RPC files in each source, with the namespace {namespace}",
+            included,
+            {
+                "unity": [name for name in files if "!" not in name],
+                "apart": [name[:-1] for name in files if "!" in name],
+            },
+        )
+    with open(os.path.join(project, "third.proto"), "w", encoding="utf-8") as file:
+        file.write(
+            'syntax = "proto3";\npackage shop.api;\nmessage M {}\n'
+            "service A { rpc N(M) returns (M); }\n"
+        )
+    with open(top, encoding="utf-8") as file:
+        text = file.read()
+    with open(top, "w", encoding="utf-8") as file:
+        file.write(text.replace("inner.proto", "inner.proto third.proto"))
+    expect_in(
+        "output with a third file",
+        run(build.command, status=None),
+        f"qarn-rpc-gen: '{build.folder}/third.rpc.cpp' can be joined neither with the RPC files",
+    )
+
+
 def test_cmake_precompile(context):
     """PRECOMPILE gives RPC files a precompiled header, and what the target has;
     the target's own sources keep theirs. With UNITY it does so for the units."""
     _, build = unity_build(context, "PRECOMPILE")
-    rpc = {"compile stock.rpc", "compile odd.rpc"}
+    rpc = {"compile stock.rpc", "compile odd.rpc", "compile alone.rpc"}
     build.expect_all(UNITY_CODE | rpc | OPTIONS | UNITY_OWN)
     expect("output", run([os.path.join(build.folder, "shop")]), "shop.v1.Stock\n")
     commands = commands_of(build)
@@ -285,17 +364,17 @@ def test_cmake_precompile(context):
     for line in ("#include <google/protobuf/message.h>", '#include "qarn/rpc.h"'):
         expect(f"times that the precompiled header has {line}", includes.count(line), 1)
     expect("lines that are no includes", [x for x in includes if x[:9] != "#include "], [])
-    build.expect_after(context.plugin_any, {"generate stock", "generate odd"})
+    build.expect_after(context.plugin_any, UNITY_RUNS)
 
 
 def test_cmake_unity_precompile(context):
     """Both ways together, with Makefiles."""
     _, build = unity_build(context, "UNITY;PRECOMPILE", generator="Unix Makefiles")
-    build.expect_all(UNITY_CODE | {"compile unity_1", "compile odd.rpc"} | OPTIONS | UNITY_OWN)
+    build.expect_all(UNITY_CODE | UNITY_JOINED | OPTIONS | UNITY_OWN)
     for source, command in commands_of(build).items():
         if "unity_1" in source:
             expect_in("the command of the unit", command, "shop_qarn_rpc.dir/cmake_pch.hxx")
-    build.expect_after(context.plugin_any, {"generate stock", "generate odd"})
+    build.expect_after(context.plugin_any, UNITY_RUNS)
 
 
 def test_cmake_modules(context):
