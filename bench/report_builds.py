@@ -87,7 +87,8 @@ def compilations(saved):
         f"in turn, without optimisation and with debugging information, {saved['jobs']} jobs. "
         "The RPC files alone: their code is generated already, and the messages, which cost the "
         "same in each way, are compiled elsewhere. With `PRECOMPILE`, one of the compilations "
-        "is the header's. The RPC runtime is the small one of the tests."
+        "is the header's. With `UNITY` it is one for ten files, and an empty one, for those "
+        "that cannot be joined. The RPC runtime is the small one of the tests."
     )
     for types, title in TYPES.items():
         yield from paragraph(f"With {title}:")

@@ -54,7 +54,7 @@ Give TARGET in place of OUT_VAR, or leave PRECOMPILE out.")
   endif()
 endfunction()
 
-# `target`, unless it is empty, is one that compiles and that this folder made.
+# `target`, unless it is empty, is one that compiles.
 function(_qarn_rpc_check_target target)
   if(NOT target)
     return()
@@ -70,12 +70,6 @@ Call add_executable() or add_library() ahead of this call.")
     _qarn_rpc_fail("TARGET '${target}' compiles nothing \
 (it is an alias, imported, an interface library or a custom target). \
 Name the executable or library that is to compile the generated files.")
-  endif()
-  # Elsewhere the target would not know the rules that write its sources.
-  get_target_property(home "${target}" BINARY_DIR)
-  if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
-    _qarn_rpc_fail("TARGET '${target}' was made in another folder. \
-Call qarn_rpc_generate() in the CMakeLists.txt that makes the target.")
   endif()
 endfunction()
 
@@ -163,6 +157,16 @@ is not the name of a C++ namespace. Write it like api or team::api.")
   endif()
 endfunction()
 
+function(_qarn_rpc_check_export_macro macro no_messages)
+  if(macro AND no_messages)
+    _qarn_rpc_fail("NO_MESSAGES and EXPORT_MACRO contradict each other: \
+the macro exports messages. Give it to the call that has them.")
+  endif()
+  if(macro AND NOT macro MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
+    _qarn_rpc_fail("EXPORT_MACRO '${macro}' is not the name of a macro. Write it like SHOP_EXPORT.")
+  endif()
+endfunction()
+
 function(_qarn_rpc_check_out_dir out_dir)
   if(out_dir MATCHES "[#<>]")
     _qarn_rpc_fail("the generated files would go to '${out_dir}', \
@@ -212,6 +216,33 @@ function(_qarn_rpc_default_import_dirs protos result)
   if(built GREATER -1)
     list(PREPEND dirs "${CMAKE_CURRENT_BINARY_DIR}")
   endif()
+  set(${result} "${dirs}" PARENT_SCOPE)
+endfunction()
+
+# Sets `result` to the import folders of the calls for targets that `target` links,
+# also through others. What is linked later is not seen.
+function(_qarn_rpc_inherited_import_dirs target result)
+  set(dirs "")
+  set(libraries "")
+  if(target)
+    get_target_property(libraries "${target}" LINK_LIBRARIES)
+  endif()
+  set(seen "${target}")
+  while(libraries)
+    list(POP_FRONT libraries library)
+    if(TARGET "${library}" AND NOT library IN_LIST seen)
+      list(APPEND seen "${library}")
+      get_target_property(library_dirs "${library}" QARN_RPC_IMPORT_DIRS)
+      get_target_property(linked "${library}" INTERFACE_LINK_LIBRARIES)
+      foreach(list IN ITEMS library_dirs linked)
+        if(NOT ${list})
+          set(${list} "")
+        endif()
+      endforeach()
+      list(APPEND dirs ${library_dirs})
+      list(APPEND libraries ${linked})
+    endif()
+  endwhile()
   set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
@@ -279,6 +310,77 @@ Put the folder that its imports start from first in IMPORT_DIRS.")
       endif()
     endif()
   endforeach()
+endfunction()
+
+# Refuses at the end of the configure step programs and shared libraries that would
+# have the archive `library`, of an options schema, twice: in themselves and in a
+# shared library that they link, or in two of those. What comes through other
+# libraries is not looked at.
+function(_qarn_rpc_check_copies_of library)
+  get_property(checked GLOBAL PROPERTY _qarn_rpc_checked_for_copies)
+  get_target_property(type "${library}" TYPE)
+  get_target_property(aliased "${library}" ALIASED_TARGET)
+  if(aliased)
+    set(library "${aliased}")
+  endif()
+  if(type STREQUAL "STATIC_LIBRARY" AND NOT library IN_LIST checked)
+    set_property(GLOBAL APPEND PROPERTY _qarn_rpc_checked_for_copies "${library}")
+    cmake_language(EVAL CODE "cmake_language(DEFER DIRECTORY [==[${CMAKE_SOURCE_DIR}]==]
+      CALL _qarn_rpc_check_copies_in [==[${CMAKE_SOURCE_DIR}]==] [==[${library}]==])")
+  endif()
+endfunction()
+
+# The same for the targets of `folder` and of those below it.
+function(_qarn_rpc_check_copies_in folder library)
+  get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    get_target_property(libraries ${target} LINK_LIBRARIES)
+    if(libraries AND type MATCHES "EXECUTABLE|SHARED_LIBRARY|MODULE_LIBRARY")
+      set(holders "")
+      foreach(holder IN LISTS target libraries)
+        _qarn_rpc_links("${holder}" "${library}" is_holder)
+        if(is_holder)
+          list(APPEND holders "${holder}")
+        endif()
+      endforeach()
+      list(REMOVE_DUPLICATES holders)
+      list(LENGTH holders count)
+      if(count GREATER 1)
+        list(JOIN holders "' and '" holders)
+        _qarn_rpc_fail("'${target}' would hold the library of the options, '${library}', twice: \
+in '${holders}'. The program would end when it starts. Make it a shared library: \
+set(QARN_RPC_SHARED_OPTIONS ON) ahead of the first qarn_rpc_generate(), \
+or, if it is a library of your own, add_library(${library} SHARED).")
+      endif()
+    endif()
+  endforeach()
+  get_property(folders DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+  foreach(folder IN LISTS folders)
+    _qarn_rpc_check_copies_in("${folder}" "${library}")
+  endforeach()
+endfunction()
+
+# Sets `result` to whether `target` is a program or a shared library of this build
+# that links `library` itself.
+function(_qarn_rpc_links target library result)
+  set(${result} FALSE PARENT_SCOPE)
+  if(TARGET "${target}")
+    get_target_property(type "${target}" TYPE)
+    get_target_property(libraries "${target}" LINK_LIBRARIES)
+    if(type MATCHES "EXECUTABLE|SHARED_LIBRARY|MODULE_LIBRARY")
+      foreach(linked IN LISTS libraries)
+        if(linked STREQUAL library)
+          set(${result} TRUE PARENT_SCOPE)
+        elseif(TARGET "${linked}")
+          get_target_property(aliased "${linked}" ALIASED_TARGET)
+          if(aliased STREQUAL library)
+            set(${result} TRUE PARENT_SCOPE)
+          endif()
+        endif()
+      endforeach()
+    endif()
+  endif()
 endfunction()
 
 # Remembers that this folder has the rules for `files`, which the caller compiles,

@@ -21,6 +21,7 @@ function(_qarn_rpc_choose_options_target options_target result)
     return()
   endif()
   if(options_target)
+    _qarn_rpc_check_copies_of("${options_target}")
     set(${result} "${options_target}" PARENT_SCOPE)
     return()
   endif()
@@ -38,6 +39,7 @@ function(_qarn_rpc_choose_options_target options_target result)
   # Message code marks nothing for export, so all of it is visible.
   set_target_properties(qarn_rpc_service_options PROPERTIES
     POSITION_INDEPENDENT_CODE ON
+    AUTOMOC OFF AUTOUIC OFF AUTORCC OFF
     CXX_VISIBILITY_PRESET default
     VISIBILITY_INLINES_HIDDEN OFF)
   set(options_dir "${CMAKE_BINARY_DIR}/qarn_rpc_service_options")
@@ -50,6 +52,20 @@ function(_qarn_rpc_choose_options_target options_target result)
     OPTIONS_TARGET qarn_rpc_service_options)
 endfunction()
 
+# Sets `result` to words for set_source_files_properties(): nothing, or this folder
+# and the one that made `target`, if that is another one. CMake keeps the properties
+# of sources for each folder.
+function(_qarn_rpc_folders_of_sources target result)
+  set(${result} "" PARENT_SCOPE)
+  if(target)
+    get_target_property(home "${target}" BINARY_DIR)
+    if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
+      set(${result} DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" TARGET_DIRECTORY "${target}"
+        PARENT_SCOPE)
+    endif()
+  endif()
+endfunction()
+
 # Keeps `files` out of what CMake does to sources by global switches. Message
 # code cannot be joined with other message code, since all of it has the same
 # names in its unnamed parts; RPC code is joined by _qarn_rpc_join() alone, so
@@ -58,8 +74,13 @@ endfunction()
 # Message code is protobuf's text, so its warnings are not the caller's to mend;
 # RPC code is to be free of them. Linters look at neither, with a CMake that knows
 # SKIP_LINTING (3.27).
-function(_qarn_rpc_set_source_properties files)
-  set_source_files_properties(${files} PROPERTIES
+#
+# `folders` are words of CMake that say for which folders' targets.
+function(_qarn_rpc_set_source_properties files folders)
+  if(folders)
+    set_source_files_properties(${files} ${folders} PROPERTIES GENERATED ON)
+  endif()
+  set_source_files_properties(${files} ${folders} PROPERTIES
     SKIP_UNITY_BUILD_INCLUSION ON
     SKIP_AUTOGEN ON
     SKIP_LINTING ON
@@ -72,7 +93,8 @@ function(_qarn_rpc_set_source_properties files)
     if(MSVC)
       set(no_warnings /w)
     endif()
-    set_property(SOURCE ${message_files} APPEND PROPERTY COMPILE_OPTIONS ${no_warnings})
+    set_property(SOURCE ${message_files} ${folders}
+      APPEND PROPERTY COMPILE_OPTIONS ${no_warnings})
   endif()
 endfunction()
 
@@ -93,7 +115,7 @@ endfunction()
 # join with the others, which is mostly empty. A .proto file with the source
 # property SKIP_UNITY_BUILD_INCLUSION stays by itself; `protos` and `names` are all
 # files of the call that have RPC code.
-function(_qarn_rpc_join files protos names out_dir services_namespace result)
+function(_qarn_rpc_join files protos names out_dir services_namespace folders result)
   set(bases "")
   foreach(proto name IN ZIP_LISTS protos names)
     get_source_file_property(is_apart "${proto}" SKIP_UNITY_BUILD_INCLUSION)
@@ -126,8 +148,8 @@ function(_qarn_rpc_join files protos names out_dir services_namespace result)
       COMMENT "Joining ${size} RPC files"
       VERBATIM)
     # Still written with the target, and read by its unit alone.
-    set_source_files_properties(${sources} PROPERTIES HEADER_FILE_ONLY ON)
-    _qarn_rpc_set_source_properties("${unit};${apart}")
+    set_source_files_properties(${sources} ${folders} PROPERTIES HEADER_FILE_ONLY ON)
+    _qarn_rpc_set_source_properties("${unit};${apart}" "${folders}")
     list(APPEND files "${unit}" "${apart}")
     math(EXPR begin "${begin} + ${size}")
     math(EXPR left "${left} - ${size}")
@@ -138,9 +160,11 @@ endfunction()
 
 # Gives `target` the generated files, their folder and the libraries that they
 # need. With `is_private` those that link the target get neither; with `is_system`
-# it is a system folder for them.
+# it is a system folder for them. `boost_dirs` are a system folder for all. With
+# `is_elsewhere` another folder made the target.
 function(_qarn_rpc_extend_target
-         target generated out_dir is_private is_system libraries precompile protoc plugin)
+         target generated out_dir is_private is_system boost_dirs libraries is_elsewhere
+         precompile protoc plugin)
   set(scope PUBLIC)
   if(is_private)
     set(scope PRIVATE)
@@ -148,6 +172,9 @@ function(_qarn_rpc_extend_target
   target_include_directories("${target}" ${scope} "$<BUILD_INTERFACE:${out_dir}>")
   if(is_system)
     target_include_directories("${target}" SYSTEM INTERFACE "$<BUILD_INTERFACE:${out_dir}>")
+  endif()
+  if(boost_dirs)
+    target_include_directories("${target}" SYSTEM ${scope} "$<BUILD_INTERFACE:${boost_dirs}>")
   endif()
   # By property: target_link_libraries() refuses a target to which the caller
   # gives libraries without PUBLIC or PRIVATE.
@@ -162,6 +189,13 @@ function(_qarn_rpc_extend_target
     list(TRANSFORM libraries REPLACE "(.+)" "$<LINK_ONLY:\\1>")
   endif()
   set_property(TARGET "${target}" APPEND PROPERTY INTERFACE_LINK_LIBRARIES ${libraries})
+  if(is_elsewhere)
+    # The rules for the files are this folder's alone.
+    string(MD5 key "${generated}")
+    string(SUBSTRING "${key}" 0 8 key)
+    add_custom_target(qarn_rpc_files_${key} DEPENDS ${generated})
+    add_dependencies("${target}" qarn_rpc_files_${key})
+  endif()
   if(precompile)
     set(rpc_files "${generated}")
     list(FILTER rpc_files INCLUDE REGEX "\\.cpp$")
@@ -169,7 +203,8 @@ function(_qarn_rpc_extend_target
     set(headers "${generated}")
     list(FILTER headers INCLUDE REGEX "\\.h$")
     if(rpc_files)
-      _qarn_rpc_precompile("${target}" "${rpc_files};${headers}" "${protoc}" "${plugin}")
+      _qarn_rpc_precompile(
+        "${target}" "${rpc_files};${headers}" "${boost_dirs}" "${protoc}" "${plugin}")
     endif()
   endif()
   target_sources("${target}" PRIVATE ${generated})
@@ -180,14 +215,17 @@ endfunction()
 # the RPC files of a target get a target of their own, with the same options.
 
 # Compiles `files` in the helper of `target`, whose objects become the target's.
-function(_qarn_rpc_precompile target files protoc plugin)
+function(_qarn_rpc_precompile target files boost_dirs protoc plugin)
   set(helper "${target}_qarn_rpc")
   if(NOT TARGET ${helper})
     _qarn_rpc_add_probe("${protoc}" "${plugin}" header)
     add_library(${helper} OBJECT)
     add_dependencies(${helper} qarn_rpc_probe)
+    # What is a system folder is not among the properties that can be copied.
+    target_include_directories(${helper} SYSTEM PRIVATE "$<BUILD_INTERFACE:${boost_dirs}>")
     set_target_properties(${helper} PROPERTIES
       UNITY_BUILD OFF
+      AUTOMOC OFF AUTOUIC OFF AUTORCC OFF
       DISABLE_PRECOMPILE_HEADERS OFF
       PRECOMPILE_HEADERS "${header}")
     target_sources("${target}" PRIVATE $<TARGET_OBJECTS:${helper}>)

@@ -9,6 +9,7 @@
 #     [IMPORT_DIRS dir...]                # default: the caller's folders
 #     [PROTOC_OUT_DIR dir]                # default: the caller's build folder
 #     [SERVICES_NAMESPACE namespace]
+#     [EXPORT_MACRO macro]                # exports messages of a shared library
 #     [OPTIONS_TARGET library | NONE]     # in place of qarn_rpc_service_options
 #     [NO_MESSAGES]                       # RPC code alone
 #     [BATCH]                             # one run of protoc for all files
@@ -41,7 +42,7 @@ include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake")
 
 function(qarn_rpc_generate)
   set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM PUBLIC PRIVATE)
-  set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE OPTIONS_TARGET RUNTIME_TARGET HEADERS_VAR SOURCES_VAR)
+  set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE EXPORT_MACRO OPTIONS_TARGET RUNTIME_TARGET HEADERS_VAR SOURCES_VAR)
   set(lists PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES PROTOC_OPTIONS)
   cmake_parse_arguments(PARSE_ARGV 0 arg "${flags}" "${values}" "${lists}")
 
@@ -67,6 +68,7 @@ function(qarn_rpc_generate)
     "${arg_SYSTEM}" "${arg_RUNTIME_TARGET}")
   _qarn_rpc_check_options_target("${arg_OPTIONS_TARGET}")
   _qarn_rpc_check_namespace("${arg_SERVICES_NAMESPACE}")
+  _qarn_rpc_check_export_macro("${arg_EXPORT_MACRO}" "${arg_NO_MESSAGES}")
 
   _qarn_rpc_find_protobuf()
   _qarn_rpc_protobuf_dirs(protobuf_include_dirs protobuf_import_dirs)
@@ -86,6 +88,7 @@ function(qarn_rpc_generate)
     _qarn_rpc_absolute("${dir}" "${CMAKE_CURRENT_SOURCE_DIR}" dir)
     list(APPEND import_dirs "${dir}")
   endforeach()
+  _qarn_rpc_inherited_import_dirs("${arg_TARGET}" inherited_dirs)
   if(NOT arg_PROTOC_OUT_DIR)
     set(arg_PROTOC_OUT_DIR "${CMAKE_CURRENT_BINARY_DIR}")
   endif()
@@ -106,11 +109,12 @@ function(qarn_rpc_generate)
   _qarn_rpc_find_plugin(plugin)
   set(common
     OUT_DIR "${out_dir}"
-    IMPORT_DIRS ${import_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_import_dirs}
+    IMPORT_DIRS ${import_dirs} ${inherited_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_import_dirs}
     PROTOC "${protoc}"
     PROTOC_VERSION "${protoc_version}"
     PLUGIN "${plugin}"
     SERVICES_NAMESPACE "${arg_SERVICES_NAMESPACE}"
+    EXPORT_MACRO "${arg_EXPORT_MACRO}"
     BATCH "${arg_BATCH}"
     PROTOC_OPTIONS ${arg_PROTOC_OPTIONS}
     DEPENDENCIES ${arg_DEPENDENCIES} ${built_protos}
@@ -148,17 +152,24 @@ function(qarn_rpc_generate)
   endforeach()
 
   _qarn_rpc_choose_options_target("${arg_OPTIONS_TARGET}" options_target)
-  _qarn_rpc_set_source_properties("${generated}")
+  _qarn_rpc_folders_of_sources("${arg_TARGET}" folders)
+  _qarn_rpc_set_source_properties("${generated}" "${folders}")
   _qarn_rpc_wants_unity("${arg_UNITY}" "${arg_TARGET}" wants_unity)
   if(wants_unity)
     _qarn_rpc_join("${generated}" "${protos}" "${names}" "${out_dir}"
-      "${arg_SERVICES_NAMESPACE}" generated)
+      "${arg_SERVICES_NAMESPACE}" "${folders}" generated)
   endif()
   if(arg_TARGET)
+    set(boost_dirs "")
+    if(protos)
+      _qarn_rpc_find_boost(boost_dirs)
+    endif()
+    set_property(TARGET "${arg_TARGET}" APPEND PROPERTY QARN_RPC_IMPORT_DIRS ${import_dirs})
     # For the lists of files that editors show.
     target_sources("${arg_TARGET}" PRIVATE ${protos} ${messages_only_protos})
     _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_PRIVATE}" "${arg_SYSTEM}"
-      "${options_target};protobuf::libprotobuf;${arg_RUNTIME_TARGET}" "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
+      "${boost_dirs}" "${options_target};protobuf::libprotobuf;${arg_RUNTIME_TARGET}" "${folders}"
+      "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
   else()
     _qarn_rpc_check_users_of("${generated}")
     set(${arg_OUT_VAR} "${generated}" PARENT_SCOPE)

@@ -20,11 +20,12 @@ cmake_policy(VERSION 3.20...3.31)
 # ahead of the loop.
 function(_qarn_rpc_add_runs result)
   cmake_parse_arguments(PARSE_ARGV 1 arg ""
-    "OUT_DIR;PROTOC;PROTOC_VERSION;PLUGIN;SERVICES_NAMESPACE;BATCH"
+    "OUT_DIR;PROTOC;PROTOC_VERSION;PLUGIN;SERVICES_NAMESPACE;EXPORT_MACRO;BATCH"
     "KINDS;PROTOS;NAMES;IMPORT_DIRS;PROTOC_OPTIONS;DEPENDENCIES;ALL_PROTOS")
   _qarn_rpc_staging_dir("${arg_OUT_DIR}" protoc_dir)
   _qarn_rpc_protoc_arguments("${arg_KINDS}" "${arg_IMPORT_DIRS}" "${protoc_dir}"
-    "${arg_PLUGIN}" "${arg_SERVICES_NAMESPACE}" "${arg_PROTOC_VERSION}" arguments)
+    "${arg_PLUGIN}" "${arg_SERVICES_NAMESPACE}" "${arg_EXPORT_MACRO}" "${arg_PROTOC_VERSION}"
+    arguments)
   set(tools "${arg_PROTOC}")
   # In the order in which protoc's depfile names them: Ninja compares its first
   # name with the first output and runs for ever when they differ.
@@ -139,7 +140,7 @@ endfunction()
 
 # The arguments that all runs have in common.
 function(_qarn_rpc_protoc_arguments
-         kinds import_dirs dir plugin services_namespace protoc_version result)
+         kinds import_dirs dir plugin services_namespace export_macro protoc_version result)
   list(REMOVE_DUPLICATES import_dirs)
   list(TRANSFORM import_dirs PREPEND "--proto_path=" OUTPUT_VARIABLE arguments)
   # These releases take proto3's `optional` only when they are told to.
@@ -147,7 +148,11 @@ function(_qarn_rpc_protoc_arguments
     list(APPEND arguments --experimental_allow_proto3_optional)
   endif()
   if("MESSAGES" IN_LIST kinds)
-    list(APPEND arguments "--cpp_out=${dir}")
+    set(parameter "")
+    if(export_macro)
+      set(parameter "dllexport_decl=${export_macro}:")
+    endif()
+    list(APPEND arguments "--cpp_out=${parameter}${dir}")
   endif()
   if("RPC" IN_LIST kinds)
     list(APPEND arguments "--plugin=protoc-gen-qarn-rpc=${plugin}" "--qarn-rpc_out=${dir}")

@@ -53,6 +53,26 @@ Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
   endif()
 endfunction()
 
+# Sets `result` to the include folders of Boost, which RPC code includes: those of
+# the project's Boost::headers, or where it is installed; nothing where it is not
+# found, as the compiler may know more. Folders and no library, since a library would
+# have to be found again by those who use an exported target.
+function(_qarn_rpc_find_boost result)
+  if(TARGET Boost::headers)
+    get_target_property(dirs Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
+  else()
+    find_path(QARN_RPC_BOOST_INCLUDE_DIR boost/version.hpp
+      HINTS "${Boost_INCLUDE_DIR}" "${Boost_ROOT}" ENV Boost_ROOT "${BOOST_ROOT}" ENV BOOST_ROOT
+      PATH_SUFFIXES include)
+    mark_as_advanced(QARN_RPC_BOOST_INCLUDE_DIR)
+    set(dirs "${QARN_RPC_BOOST_INCLUDE_DIR}")
+  endif()
+  if(NOT dirs)
+    set(dirs "")
+  endif()
+  set(${result} "${dirs}" PARENT_SCOPE)
+endfunction()
+
 # Sets `include_result` to the include folders of protobuf's library, and
 # `import_result` to those of them under which protobuf's own .proto files are
 # imported, of which the options schema needs one: protoc finds them by itself

@@ -86,11 +86,13 @@ case "$*" in *--version*) exec "{shutil.which("protoc")}" "$@" ;; esac
 "{shutil.which("protoc")}" "$@" || exit
 test -e "{mark}" || exit 0
 for argument; do
-  case "$argument" in --cpp_out=*) out=${{argument#--cpp_out=}} ;; esac
+  case "$argument" in
+    --cpp_out=*) out=${{argument#--cpp_out=}} ;;
+    *.proto) base=$(basename "$argument" .proto) ;;
+  esac
 done
-for file in "$out"/*.pb.* "$out"/*.rpc.*; do
-  truncate -s 100 "$file"
-done
+# Its own files alone: another run may be at work.
+truncate -s 100 "$out/$base".*
 kill -9 $$
 """,
     )
@@ -389,6 +391,37 @@ def test_cmake_modules(context):
         rules = read(os.path.join(build.folder, "build.ninja"))
         scanned = {os.path.basename(path) for path in re.findall(r"(\S+)\.o\.ddi", rules)}
         expect(f"scanned sources with {ways or 'neither way'}", scanned, {"main.cc", "other.cc"})
+
+
+def test_cmake_automoc(context):
+    """Where a project has its sources searched for Qt's macros, generated ones are
+    not."""
+    moc = write_program(os.path.join(fresh_folder(context.work), "moc"), "exit 1\n")
+    qt = os.path.join(context.work, "qt.cmake")
+    with open(qt, "w", encoding="utf-8") as file:
+        # All that CMake wants to know of Qt.
+        file.write(
+            "set(Qt5Core_VERSION_MAJOR 5)\nset(Qt5Core_VERSION_MINOR 15)\n"
+            f'set(CMAKE_AUTOMOC ON)\nset(CMAKE_AUTOMOC_EXECUTABLE "{moc}")\n'
+            "add_executable(Qt5::moc IMPORTED)\n"
+            f'set_target_properties(Qt5::moc PROPERTIES IMPORTED_LOCATION "{moc}")\n'
+        )
+    for ways in ("", "UNITY", "PRECOMPILE"):
+        _, build = unity_build(context, ways, f"-DCMAKE_PROJECT_INCLUDE={qt}")
+        searched = {
+            (os.path.basename(folder), os.path.basename(entry[0]))
+            for folder, _, names in os.walk(build.folder)
+            if "AutogenInfo.json" in names
+            for entries in json.loads(read(os.path.join(folder, "AutogenInfo.json"))).values()
+            if isinstance(entries, list)
+            for entry in entries
+            if isinstance(entry, list) and "cmake_pch" not in entry[0]
+        }
+        expect(
+            f"targets and files that are searched with {ways or 'neither way'}",
+            searched,
+            {("shop_autogen.dir", "main.cc"), ("shop_autogen.dir", "other.cc")},
+        )
 
 
 def test_cmake_odd_paths(context):

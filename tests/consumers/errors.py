@@ -2,7 +2,7 @@
 
 FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
-    "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, OPTIONS_TARGET, "
+    "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, EXPORT_MACRO, OPTIONS_TARGET, "
     "RUNTIME_TARGET, HEADERS_VAR, SOURCES_VAR, "
     "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
     "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM, PUBLIC, PRIVATE"
@@ -79,6 +79,17 @@ def cases(context):
         "Leave one out, or make two calls.",
     )
     yield refused(
+        "NO_MESSAGES and EXPORT_MACRO",
+        "TARGET echo PROTOS echo.proto NO_MESSAGES EXPORT_MACRO ECHO_EXPORT",
+        "NO_MESSAGES and EXPORT_MACRO contradict each other: the macro exports messages. "
+        "Give it to the call that has them.",
+    )
+    yield refused(
+        "no macro",
+        "TARGET echo PROTOS echo.proto EXPORT_MACRO echo,export",
+        "EXPORT_MACRO 'echo,export' is not the name of a macro. Write it like SHOP_EXPORT.",
+    )
+    yield refused(
         "PRECOMPILE without TARGET",
         "OUT_VAR files PROTOS echo.proto PRECOMPILE",
         "PRECOMPILE needs TARGET: a precompiled header is made with the options of the target "
@@ -122,15 +133,6 @@ def cases(context):
         "TARGET my::lib PROTOS echo.proto",
         "TARGET 'my::lib' compiles nothing",
         before="add_library(lib main.cc)\nadd_library(my::lib ALIAS lib)",
-    )
-    yield refused(
-        "target of another folder",
-        "TARGET other PROTOS echo.proto",
-        "TARGET 'other' was made in another folder. Call qarn_rpc_generate() in the "
-        "CMakeLists.txt that makes the target.",
-        before='file(WRITE "${CMAKE_BINARY_DIR}/other_source/CMakeLists.txt" '
-        '"add_library(other ${CMAKE_SOURCE_DIR}/main.cc)")\n'
-        'add_subdirectory("${CMAKE_BINARY_DIR}/other_source" other)',
     )
     yield refused(
         "unknown options library",

@@ -42,10 +42,26 @@ def test_cmake_strict(context):
     build.build()
     context.expect_conversation(os.path.join(build.folder, "echo"))
     # -Werror, which comes later, fails what a warning is left in.
-    run(["cmake", build.folder, "-DSTRICT_OPTIONS=-Weverything;-ferror-limit=0"])
-    output = run([*build.command, "--", "-k", "0"], status=None)
-    found = set(re.findall(r"generated/\w+\.\w+\.\w+:.*\[-Werror,-W([^]]+)\]", output))
-    expect("warnings of RPC files", found, warnings)
+    found = {}
+    for apart in ("OFF", "ON"):
+        run(
+            [
+                "cmake",
+                build.folder,
+                "-DSTRICT_OPTIONS=-Weverything;-ferror-limit=0",
+                f"-DMESSAGES_APART={apart}",
+            ]
+        )
+        output = run([*build.command, "--", "-k", "0"], status=None)
+        found[apart] = re.findall(
+            r"(?:generated|messages)/\w+\.(\w+\.\w+):.*\[-Werror,-W([^]]+)\]", output
+        )
+    expect("warnings of RPC files", {warning for _, warning in found["OFF"]}, warnings)
+    expect(
+        "generated files with warnings, with the messages in a library of their own",
+        {ending for ending, _ in found["ON"]},
+        {"rpc.h", "rpc.cpp"},
+    )
 
 
 def test_cmake_linting(context):
@@ -150,17 +166,100 @@ def test_cmake_handed_on(context):
 
 def test_cmake_shared_options(context):
     """A program and a shared library that both use the options share the library of
-    them, in both orders; with an archive in each, one order ends the program."""
+    them, in both orders. An archive in each is refused, where CMake sees it; where
+    it does not, one order ends the program."""
     project = context.project("shared")
     for first in ("ON", "OFF"):
         build = context.cmake(project, f"-DLIBRARY_FIRST={first}")
         build.build()
         run([os.path.join(build.folder, "shop")])
-    build = context.cmake(project, "-DLIBRARY_FIRST=OFF", "-DQARN_RPC_SHARED_OPTIONS=OFF")
+    for first in ("ON", "OFF"):
+        output = run(
+            ["cmake", build.folder, "-DQARN_RPC_SHARED_OPTIONS=OFF", f"-DLIBRARY_FIRST={first}"],
+            status=None,
+        )
+        expect_in(
+            f"output with two archives and LIBRARY_FIRST {first}",
+            " ".join(output.split()),
+            "qarn-rpc-gen: 'shop' would hold the library of the options, "
+            "'qarn_rpc_service_options', twice: in 'shop' and 'stock'. "
+            "The program would end when it starts. Make it a shared library: "
+            "set(QARN_RPC_SHARED_OPTIONS ON) ahead of the first qarn_rpc_generate(), or, if it "
+            "is a library of your own, add_library(qarn_rpc_service_options SHARED).",
+        )
+    run(["cmake", build.folder, "-DINDIRECT=ON"])
     build.build()
     expect_in(
-        "output with two archives",
+        "output with two archives, and the shared library linked through another",
         run([os.path.join(build.folder, "shop")], status=None),
         'Multiple extension registrations for type "google.protobuf.MethodOptions", '
         "field number 50001.",
     )
+
+
+def test_cmake_export_macro(context):
+    """EXPORT_MACRO exports the messages of a library that hides the rest. Services
+    stay hidden, and RPC code of the program's own is the way out."""
+    project = context.project("export_macro")
+    build = context.cmake(project, "-DEXPORT=EXPORT_MACRO;STOCK_EXPORT")
+    build.build()
+    run([os.path.join(build.folder, "shop")])
+    run(["cmake", build.folder, "-DUSES_SERVICE=ON"])
+    expect_in(
+        "output with a service",
+        run(build.command, status=None),
+        "undefined reference to `shop::stock::Stock::Stub::_rpcmethod_Look'",
+    )
+    run(["cmake", build.folder, "-DSERVICE_HERE=ON"])
+    build.build()
+    run([os.path.join(build.folder, "shop")])
+    run(["cmake", build.folder, "-DEXPORT="])
+    expect_in(
+        "output without EXPORT_MACRO",
+        run(build.command, status=None),
+        "undefined reference to `shop::stock::Item::",
+    )
+
+
+def test_cmake_folders(context):
+    """Import folders come from linked libraries, a target gets code from a call in
+    another folder, Boost's headers are found without warnings, and generated headers
+    are installed as a file set."""
+    boost = os.path.join(fresh_folder(os.path.join(context.work, "boost")), "include", "boost")
+    os.makedirs(boost)
+    with open(os.path.join(boost, "version.hpp"), "w", encoding="utf-8"):
+        pass
+    with open(os.path.join(boost, "shared_ptr.hpp"), "w", encoding="utf-8") as file:
+        # With a warning, if it were not a system header.
+        file.write(
+            "#pragma once\n#include_next <boost/shared_ptr.hpp>\n"
+            "#define BOOST_OF_THE_PROJECT\nstatic int UnusedFunctionOfBoost() { return 0; }\n"
+        )
+    prefixes = f"-DCMAKE_PREFIX_PATH={context.prefix};{os.path.join(context.work, 'boost')}"
+    for generator, ways in (
+        ("Ninja", ""),
+        ("Unix Makefiles", "UNITY"),
+        ("Unix Makefiles", "PRECOMPILE"),
+    ):
+        project = context.project("folders")
+        build = context.cmake(project, prefixes, f"-DWAYS={ways}", generator=generator)
+        build.build()
+        expect(
+            f"output with {generator} and {ways or 'neither way'}",
+            run([os.path.join(build.folder, "library")]),
+            "library.Books library.Shelves library.Stores\n",
+        )
+        build.expect_nothing()
+        # Both ends of an import through a library.
+        build.expect_after_edit(
+            os.path.join(project, "words", "word.proto"),
+            "message Word {",
+            "// A word.\nmessage Word {",
+            {f"generate {name}" for name in ("word", "book", "shelf", "store")},
+        )
+    version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
+    if tuple(map(int, version.groups())) >= (3, 23):
+        prefix = fresh_folder(os.path.join(context.work, "prefix"))
+        run(["cmake", "--install", build.folder, "--prefix", prefix])
+        headers = os.path.join(prefix, "include", "book")
+        expect("installed headers", sorted(os.listdir(headers)), ["book.pb.h", "book.rpc.h"])
