@@ -54,20 +54,22 @@ Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
 endfunction()
 
 # Sets `result` to the include folders of Boost, which RPC code includes: those of
-# the project's Boost::headers, or where it is installed; nothing where it is not
-# found, as the compiler may know more. Folders and no library, since a library would
-# have to be found again by those who use an exported target.
+# the project's Boost::headers, or where it is installed; nothing where the compiler
+# looks anyway, or where it is not found. Folders and no library, since a library
+# would have to be found again by those who use an exported target.
 function(_qarn_rpc_find_boost result)
   if(TARGET Boost::headers)
     get_target_property(dirs Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
   else()
-    find_path(QARN_RPC_BOOST_INCLUDE_DIR boost/version.hpp
-      HINTS "${Boost_INCLUDE_DIR}" "${Boost_ROOT}" ENV Boost_ROOT "${BOOST_ROOT}" ENV BOOST_ROOT
-      PATH_SUFFIXES include)
-    mark_as_advanced(QARN_RPC_BOOST_INCLUDE_DIR)
+    if(NOT QARN_RPC_BOOST_INCLUDE_DIR)
+      find_path(QARN_RPC_BOOST_INCLUDE_DIR boost/version.hpp
+        HINTS "${Boost_INCLUDE_DIR}" "${Boost_ROOT}" ENV Boost_ROOT "${BOOST_ROOT}" ENV BOOST_ROOT
+        PATH_SUFFIXES include)
+      mark_as_advanced(QARN_RPC_BOOST_INCLUDE_DIR)
+    endif()
     set(dirs "${QARN_RPC_BOOST_INCLUDE_DIR}")
   endif()
-  if(NOT dirs)
+  if(NOT dirs OR dirs IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
     set(dirs "")
   endif()
   set(${result} "${dirs}" PARENT_SCOPE)

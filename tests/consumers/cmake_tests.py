@@ -412,10 +412,9 @@ def test_cmake_automoc(context):
             (os.path.basename(folder), os.path.basename(entry[0]))
             for folder, _, names in os.walk(build.folder)
             if "AutogenInfo.json" in names
-            for entries in json.loads(read(os.path.join(folder, "AutogenInfo.json"))).values()
-            if isinstance(entries, list)
-            for entry in entries
-            if isinstance(entry, list) and "cmake_pch" not in entry[0]
+            for kind in ("HEADERS", "SOURCES")
+            for entry in json.loads(read(os.path.join(folder, "AutogenInfo.json")))[kind]
+            if "cmake_pch" not in entry[0]
         }
         expect(
             f"targets and files that are searched with {ways or 'neither way'}",
