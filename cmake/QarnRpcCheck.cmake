@@ -54,11 +54,8 @@ Give TARGET in place of OUT_VAR, or leave PRECOMPILE out.")
   endif()
 endfunction()
 
-# `target`, unless it is empty, is one that compiles.
+# `target` is one that compiles.
 function(_qarn_rpc_check_target target)
-  if(NOT target)
-    return()
-  endif()
   if(NOT TARGET "${target}")
     _qarn_rpc_fail("TARGET '${target}' is not a target. \
 Call add_executable() or add_library() ahead of this call.")
@@ -75,7 +72,7 @@ endfunction()
 
 # Arguments for what the target links and hands on.
 function(_qarn_rpc_check_target_arguments target is_public is_private is_system runtime_target)
-  if((is_public OR is_private OR runtime_target) AND NOT target)
+  if(NOT target)
     _qarn_rpc_fail("PUBLIC, PRIVATE and RUNTIME_TARGET need TARGET: \
 with OUT_VAR you link the libraries yourself.")
   endif()
@@ -90,7 +87,7 @@ Make or find the library of your runtime ahead of this call.")
 endfunction()
 
 function(_qarn_rpc_check_options_target options_target)
-  if(options_target AND NOT options_target STREQUAL "NONE" AND NOT TARGET "${options_target}")
+  if(NOT options_target STREQUAL "NONE" AND NOT TARGET "${options_target}")
     _qarn_rpc_fail("OPTIONS_TARGET '${options_target}' is not a target. \
 Make the library ahead of this call.")
   endif()
@@ -102,8 +99,7 @@ endfunction()
 function(_qarn_rpc_check_written_once kinds names out_dir user)
   foreach(kind IN LISTS kinds)
     # For each call its user, and then the names.
-    set(property "_qarn_rpc_written ${kind} ${out_dir}")
-    get_property(written GLOBAL PROPERTY "${property}")
+    get_property(written GLOBAL PROPERTY "_qarn_rpc_written ${kind} ${out_dir}")
     if(written)
       foreach(name IN LISTS names)
         if(name IN_LIST written)
@@ -111,7 +107,7 @@ function(_qarn_rpc_check_written_once kinds names out_dir user)
         endif()
       endforeach()
     endif()
-    set_property(GLOBAL APPEND PROPERTY "${property}" "${user}" ${names})
+    set_property(GLOBAL APPEND PROPERTY "_qarn_rpc_written ${kind} ${out_dir}" "${user}" ${names})
   endforeach()
 endfunction()
 
@@ -131,10 +127,7 @@ endfunction()
 
 # Without an options library none of `protos` may import the schema. A file that
 # the build has yet to write is left to the compiler, which misses a header.
-function(_qarn_rpc_check_no_schema options_target protos)
-  if(NOT options_target STREQUAL "NONE")
-    return()
-  endif()
+function(_qarn_rpc_check_no_schema protos)
   foreach(proto IN LISTS protos)
     if(EXISTS "${proto}")
       file(STRINGS "${proto}" imports
@@ -151,18 +144,18 @@ endfunction()
 
 function(_qarn_rpc_check_namespace namespace)
   set(identifier "[A-Za-z_][A-Za-z0-9_]*")
-  if(namespace AND NOT namespace MATCHES "^${identifier}(::${identifier})*$")
+  if(NOT namespace MATCHES "^${identifier}(::${identifier})*$")
     _qarn_rpc_fail("SERVICES_NAMESPACE '${namespace}' \
 is not the name of a C++ namespace. Write it like api or team::api.")
   endif()
 endfunction()
 
 function(_qarn_rpc_check_export_macro macro no_messages)
-  if(macro AND no_messages)
+  if(no_messages)
     _qarn_rpc_fail("NO_MESSAGES and EXPORT_MACRO contradict each other: \
 the macro exports messages. Give it to the call that has them.")
   endif()
-  if(macro AND NOT macro MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
+  if(NOT macro MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
     _qarn_rpc_fail("EXPORT_MACRO '${macro}' is not the name of a macro. Write it like SHOP_EXPORT.")
   endif()
 endfunction()
@@ -176,10 +169,7 @@ Choose another build folder or PROTOC_OUT_DIR.")
 endfunction()
 
 # A system folder that holds other headers too would hide the warnings of those.
-function(_qarn_rpc_check_system is_system target out_dir)
-  if(NOT is_system)
-    return()
-  endif()
+function(_qarn_rpc_check_system target out_dir)
   if(NOT target)
     _qarn_rpc_fail("SYSTEM needs TARGET: it is for those that link the target. \
 With OUT_VAR, give your own target PROTOC_OUT_DIR as a SYSTEM include folder.")
@@ -219,12 +209,11 @@ function(_qarn_rpc_default_import_dirs protos result)
   set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
-# Sets `result` to the import folders of the calls for targets that `target` links,
-# also through others. What is linked later is not seen.
-function(_qarn_rpc_inherited_import_dirs target result)
-  get_target_property(libraries "${target}" LINK_LIBRARIES)
+# Sets `result` to the import folders of the calls for `libraries`, which a target
+# links, and for those that they hand on. What is linked later is not seen.
+function(_qarn_rpc_inherited_import_dirs libraries result)
   set(dirs "")
-  set(seen "${target}")
+  set(seen "")
   while(libraries)
     list(POP_FRONT libraries library)
     if(TARGET "${library}" AND NOT library IN_LIST seen)
@@ -243,13 +232,19 @@ function(_qarn_rpc_inherited_import_dirs target result)
   set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
-# Sets `result` to the absolute, normal paths of `files`, each once. Refuses files
-# that protoc could not find.
-function(_qarn_rpc_absolute_protos files result)
+# Sets `result` to the absolute, normal paths of `files`, each once, and
+# `built_result` to those of them that the build writes. Refuses files that protoc
+# could not find.
+function(_qarn_rpc_absolute_protos files result built_result)
   set(paths "")
+  set(built "")
   foreach(file IN LISTS files)
     cmake_path(ABSOLUTE_PATH file NORMALIZE OUTPUT_VARIABLE path)
-    if(NOT EXISTS "${path}")
+    get_source_file_property(is_generated "${path}" GENERATED)
+    if(is_generated)
+      list(APPEND built "${path}")
+    elseif(NOT EXISTS "${path}")
+      list(APPEND built "${path}")
       # A file in the build folder may be one that the build has yet to write.
       cmake_path(IS_PREFIX CMAKE_BINARY_DIR "${path}" may_be_generated)
       if(NOT may_be_generated)
@@ -261,6 +256,7 @@ Relative names start at the folder of the CMakeLists.txt.")
   endforeach()
   list(REMOVE_DUPLICATES paths)
   set(${result} "${paths}" PARENT_SCOPE)
+  set(${built_result} "${built}" PARENT_SCOPE)
 endfunction()
 
 # Sets `result` to the names under which other files import `paths`: what is left
@@ -418,16 +414,4 @@ Call qarn_rpc_generate() in the folder of the target, or give the call TARGET th
   foreach(folder IN LISTS folders)
     _qarn_rpc_check_users_in("${folder}")
   endforeach()
-endfunction()
-
-# Sets `result` to those of `protos` that the build writes.
-function(_qarn_rpc_built_protos protos result)
-  set(built "")
-  foreach(proto IN LISTS protos)
-    get_source_file_property(is_generated "${proto}" GENERATED)
-    if(is_generated OR NOT EXISTS "${proto}")
-      list(APPEND built "${proto}")
-    endif()
-  endforeach()
-  set(${result} "${built}" PARENT_SCOPE)
 endfunction()

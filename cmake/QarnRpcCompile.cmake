@@ -56,14 +56,12 @@ endfunction()
 # and the one that made `target`, if that is another one. CMake keeps the properties
 # of sources for each folder.
 function(_qarn_rpc_folders_of_sources target result)
-  set(${result} "" PARENT_SCOPE)
-  if(target)
-    get_target_property(home "${target}" BINARY_DIR)
-    if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
-      set(${result} DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" TARGET_DIRECTORY "${target}"
-        PARENT_SCOPE)
-    endif()
+  set(words "")
+  get_target_property(home "${target}" BINARY_DIR)
+  if(NOT home STREQUAL CMAKE_CURRENT_BINARY_DIR)
+    set(words DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" TARGET_DIRECTORY "${target}")
   endif()
+  set(${result} "${words}" PARENT_SCOPE)
 endfunction()
 
 # Keeps `files` out of what CMake does to sources by global switches. Message

@@ -54,25 +54,23 @@ Elsewhere, set CMAKE_PREFIX_PATH to where protobuf is installed.")
 endfunction()
 
 # Sets `result` to the include folders of Boost, which RPC code includes: those of
-# the project's Boost::headers, or where it is installed; nothing where the compiler
-# looks anyway, or where it is not found. Folders and no library, since a library
+# the project's Boost::headers, or where it is installed. Leaves it alone where the
+# compiler looks anyway, or where Boost is not found. Folders and no library, since a library
 # would have to be found again by those who use an exported target.
 function(_qarn_rpc_find_boost result)
+  if(NOT TARGET Boost::headers AND NOT QARN_RPC_BOOST_INCLUDE_DIR)
+    find_path(QARN_RPC_BOOST_INCLUDE_DIR boost/version.hpp
+      HINTS "${Boost_INCLUDE_DIR}" "${Boost_ROOT}" ENV Boost_ROOT "${BOOST_ROOT}" ENV BOOST_ROOT
+      PATH_SUFFIXES include)
+    mark_as_advanced(QARN_RPC_BOOST_INCLUDE_DIR)
+  endif()
+  set(dirs "${QARN_RPC_BOOST_INCLUDE_DIR}")
   if(TARGET Boost::headers)
     get_target_property(dirs Boost::headers INTERFACE_INCLUDE_DIRECTORIES)
-  else()
-    if(NOT QARN_RPC_BOOST_INCLUDE_DIR)
-      find_path(QARN_RPC_BOOST_INCLUDE_DIR boost/version.hpp
-        HINTS "${Boost_INCLUDE_DIR}" "${Boost_ROOT}" ENV Boost_ROOT "${BOOST_ROOT}" ENV BOOST_ROOT
-        PATH_SUFFIXES include)
-      mark_as_advanced(QARN_RPC_BOOST_INCLUDE_DIR)
-    endif()
-    set(dirs "${QARN_RPC_BOOST_INCLUDE_DIR}")
   endif()
-  if(NOT dirs OR dirs IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
-    set(dirs "")
+  if(dirs AND NOT dirs IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
+    set(${result} "${dirs}" PARENT_SCOPE)
   endif()
-  set(${result} "${dirs}" PARENT_SCOPE)
 endfunction()
 
 # Sets `include_result` to the include folders of protobuf's library, and
@@ -239,12 +237,11 @@ Set it to the full path of protoc-gen-qarn-rpc-any.")
     endif()
     set(plugin "${QARN_RPC_PLUGIN_EXECUTABLE}")
   elseif(NOT CMAKE_CROSSCOMPILING)
-    foreach(name IN ITEMS protoc-gen-qarn-rpc-any protoc-gen-qarn-rpc)
-      if(TARGET qarn-rpc-gen::${name})
-        set(found "${name}")
-        break()
-      endif()
-    endforeach()
+    if(TARGET qarn-rpc-gen::protoc-gen-qarn-rpc-any)
+      set(found protoc-gen-qarn-rpc-any)
+    elseif(TARGET qarn-rpc-gen::protoc-gen-qarn-rpc)
+      set(found protoc-gen-qarn-rpc)
+    endif()
     set(plugin "$<TARGET_FILE:qarn-rpc-gen::${found}>")
     if(NOT found)
       _qarn_rpc_fail("the target qarn-rpc-gen::protoc-gen-qarn-rpc-any is missing. \
