@@ -1,4 +1,5 @@
-// Makes a message and, with USES_SERVICE, prints where a method's description is.
+// Makes a message and, with USES_SERVICE, prints where a method's description
+// is.
 
 #include <iostream>
 
