@@ -160,12 +160,10 @@ the macro exports messages. Give it to the call that has them.")
   endif()
 endfunction()
 
-function(_qarn_rpc_check_out_dir out_dir)
-  if(out_dir MATCHES "[#<>]")
-    _qarn_rpc_fail("the generated files would go to '${out_dir}', \
+function(_qarn_rpc_refuse_out_dir out_dir)
+  _qarn_rpc_fail("the generated files would go to '${out_dir}', \
 and CMake has no rules for files with '#', '<' or '>' in their path. \
 Choose another build folder or PROTOC_OUT_DIR.")
-  endif()
 endfunction()
 
 # A system folder that holds other headers too would hide the warnings of those.
