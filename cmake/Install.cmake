@@ -29,8 +29,12 @@ install(TARGETS ${plugins} EXPORT qarn-rpc-gen-targets
 # protobuf.
 install(FILES "${PROJECT_SOURCE_DIR}/proto/morvane/qarn/rpc/service_options.proto"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/morvane/qarn/rpc")
+include("${CMAKE_CURRENT_LIST_DIR}/ReleaseDate.cmake")
+qarn_rpc_release_date(release_date changelog_date)
 foreach(plugin IN LISTS plugins)
-  install(FILES "${PROJECT_SOURCE_DIR}/docs/${plugin}.1"
+  configure_file("${PROJECT_SOURCE_DIR}/docs/${plugin}.1.in"
+    "${PROJECT_BINARY_DIR}/package/${plugin}.1" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/package/${plugin}.1"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 endforeach()
 # As they lie in the source tree, so that their links to each other hold.
@@ -55,7 +59,7 @@ install(CODE [==[
   foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
     file(READ "$ENV{DESTDIR}${docs}/${page}" text)
     string(REGEX REPLACE
-      "\\[([^]\n]+)\\]\\((\\.\\./)?(tests|proto|scripts)/[^)]+\\)" "\\1" text "${text}")
+      "\\[([^]\n]+)\\]\\((\\.\\./)?(packaging|proto|scripts|tests)/[^)]+\\)" "\\1" text "${text}")
     file(WRITE "$ENV{DESTDIR}${docs}/${page}" "${text}")
   endforeach()
 ]==])

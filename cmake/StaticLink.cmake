@@ -8,7 +8,11 @@ if(QARN_RPC_STATIC AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
     "QARN_RPC_STATIC is for Linux. Set it to OFF to build with shared libraries.")
 endif()
 
-find_program(QARN_RPC_LLD ld.lld DOC "LLVM's linker, which the static link uses if it is there")
+# Not for another system: lld does not link for all of them, and the list below
+# was made on x86_64.
+if(NOT CMAKE_CROSSCOMPILING)
+  find_program(QARN_RPC_LLD ld.lld DOC "LLVM's linker, which the static link uses if it is there")
+endif()
 
 # Makes the executable `program` a static one; does nothing without
 # QARN_RPC_STATIC. `ARGN` names the libraries of ours that it is made of.

@@ -1,9 +1,14 @@
 # The Debian package: `cpack -G DEB` in the build folder, with the install rules
-# as they are and, from prepare_deb.cmake, what only a package needs.
+# as they are and, from prepare_deb.cmake, what only a package needs. The variable
+# changelog_date comes from Install.cmake.
 
-# Whoever publishes the package sets this; the address here is nobody's.
-set(QARN_RPC_PACKAGE_CONTACT
-  "qarn-rpc-gen maintainers <maintainers@qarn-rpc-gen.example>" CACHE STRING
+# Whoever publishes the package sets this, or writes it into the file `contact`
+# beside this one; the address here is nobody's.
+set(contact "qarn-rpc-gen maintainers <maintainers@qarn-rpc-gen.example>")
+if(EXISTS "${CMAKE_CURRENT_LIST_DIR}/contact")
+  file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/contact" contact LIMIT_COUNT 1)
+endif()
+set(QARN_RPC_PACKAGE_CONTACT "${contact}" CACHE STRING
   "Name and mail address of whoever publishes the package")
 
 set(CPACK_GENERATOR DEB)
@@ -41,8 +46,6 @@ else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 endif()
 
-# The date of the release, which is that of the source and not of the build.
-set(changelog_date "Sat, 21 Nov 2026 09:00:00 +0000")
 set(deb_dir "${PROJECT_BINARY_DIR}/package/deb")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/changelog.in" "${deb_dir}/changelog" @ONLY)
 configure_file("${CMAKE_CURRENT_LIST_DIR}/copyright.in" "${deb_dir}/copyright" @ONLY)

@@ -28,6 +28,8 @@ declare -A packages=(
   [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
   [platforms]="debootstrap git tar util-linux"
+  # The release, which is built in such a root.
+  [release]="debootstrap git minisign python3 tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.
   [bench]="libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"

@@ -6,12 +6,18 @@
 #   platform_suite NAME     the Debian suite
 #   platform_kind NAME      how it is built there: by its CMake; by a script,
 #                           because its CMake is too old; for another
-#                           architecture; or by Bazel: native, script, cross
-#                           or bazel
+#                           architecture; by Bazel; or, in the roots of
+#                           scripts/release.sh, for all that are released:
+#                           native, script, cross, bazel or release
+#   platform_foreign NAME   the architectures of the packages, besides its own
 #   platform_packages NAME  what is installed besides the smallest Debian
 #   reason_against_roots    why no root can be made here
 #   copy_tree ROOT          copies the project's tree, the current folder, to
 #                           ROOT/src
+#
+# The roots of scripts/release.sh are no platforms, so platform_names lacks them:
+# "release" has what all files need, "release-x86_64" what those of that
+# architecture need.
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the names are used where this is sourced
 
@@ -20,7 +26,7 @@ platform_names=(debian12 debian13 sid sid-protobuf36 debian11-protobuf arm64 s39
 platform_suite() {
   case "$1" in
     debian11-*) echo bullseye ;;
-    debian12) echo bookworm ;;
+    debian12 | release*) echo bookworm ;;
     debian13 | arm64 | s390x) echo trixie ;;
     sid | sid-*) echo sid ;;
   esac
@@ -31,11 +37,20 @@ platform_kind() {
     debian11-*) echo script ;;
     sid-bazel) echo bazel ;;
     arm64 | s390x) echo cross ;;
+    release*) echo release ;;
     *) echo native ;;
   esac
 }
 
+platform_foreign() {
+  case "$1" in
+    arm64 | s390x) echo "$1" ;;
+    release) echo arm64 s390x ;;
+  esac
+}
+
 platform_packages() {
+  local architecture
   case "$(platform_kind "$1")" in
     native)
       echo clang cmake diffutils g++ git libbenchmark-dev libboost-dev ninja-build
@@ -61,6 +76,16 @@ platform_packages() {
       echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user
       echo "crossbuild-essential-$1 libboost-dev:$1 libprotobuf-dev:$1 libprotoc-dev:$1"
       echo "zlib1g-dev:$1"
+      ;;
+    release)
+      # To build and pack, and for the gate.
+      echo cmake dpkg-dev file g++ gzip libboost-dev libprotobuf-dev libprotoc-dev
+      echo lintian lld minisign ninja-build pkg-config protobuf-compiler python3 zlib1g-dev
+      for architecture in $(platform_foreign "$1"); do
+        echo "crossbuild-essential-$architecture libprotobuf-dev:$architecture"
+        echo "libprotoc-dev:$architecture zlib1g-dev:$architecture"
+      done
+      if [[ "$1" == release ]]; then echo qemu-user; fi
       ;;
   esac
 }

@@ -39,6 +39,7 @@ def test_docs(context):
             "buf/buf.gen.yaml",
             "buf/build.sh",
             "check_runtime/CMakeLists.txt",
+            "../../packaging/Containerfile",
         }
         - shown,
         set(),

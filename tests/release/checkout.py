@@ -1,0 +1,61 @@
+"""A checkout to release: this tree as it is, committed."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+
+from support.testkit import run
+
+GIT = [
+    "git",
+    "-c", "user.name=Tester",
+    "-c", "user.email=tester@tests.example",
+    "-c", "commit.gpgsign=false",
+    "-c", "init.defaultBranch=main",
+]  # fmt: skip
+
+
+def files_of(source):
+    """The files of the tree: those that git knows or would add, or, where there is
+    no git, all that is not built."""
+    try:
+        listed = subprocess.run(
+            ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+            cwd=source, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True,
+        ).stdout.decode().split("\0")  # fmt: skip
+        return [name for name in listed if name and (source / name).exists()]
+    except (OSError, subprocess.CalledProcessError):
+        return [
+            str(path.relative_to(source))
+            for path in source.rglob("*")
+            if path.is_file() and not {"build", "__pycache__"} & set(path.parts)
+        ]
+
+
+def copy_tree(source, folder):
+    """Copies the files of the tree to the new folder, and returns it."""
+    folder = pathlib.Path(folder)
+    for name in files_of(source):
+        target = folder / name
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(source / name, target)
+    return folder
+
+
+def commit(folder):
+    """Makes the folder a checkout of git without changes."""
+    run([*GIT, "init", "--quiet"], cwd=folder)
+    run([*GIT, "add", "--all"], cwd=folder)
+    run([*GIT, "commit", "--quiet", "--message", "All"], cwd=folder)
+    return folder
+
+
+def make_checkout(source, folder):
+    """A checkout of the tree in the new folder, which shares the Debian roots."""
+    checkout = commit(copy_tree(source, folder))
+    roots = source / "build" / "platforms"
+    roots.mkdir(parents=True, exist_ok=True)
+    (checkout / "build").mkdir()
+    os.symlink(roots, checkout / "build" / "platforms")
+    return checkout
