@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes the files of the release VERSION, which is the version of this tree, in
-# DIR, build/release-files if it is not given: archives, Debian packages, the
-# source archive, a bill of materials and their checksums. Then it tries them, and
-# says what only the owner of the project can add. RELEASING.md has the steps
+# DIR, build/release-files if it is not given: archives, Debian and npm packages,
+# the source archive, a bill of materials and their checksums. Then it tries them,
+# and says what only the owner of the project can add. RELEASING.md has the steps
 # around it.
 #
 # What is released is the commit that is checked out; a tree with changes that are

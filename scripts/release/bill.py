@@ -125,7 +125,7 @@ class Bill:
         taken = set(linked.owners(linked.linked_files(folder / f"{program}.trace")).values())
         for package in sorted(taken):
             self.relate(spdx_id, "STATIC_LINK", self.add(debian_entry(package)))
-        debian = project.platforms()[platform][0]
+        debian = project.platforms()[platform].debian
         included = set(linked.owners(headers(folder / "build"), debian).values())
         for package in sorted(included - taken):
             self.relate(self.add(debian_entry(package)), "BUILD_DEPENDENCY_OF", spdx_id)
@@ -158,6 +158,8 @@ def purpose_of(name):
     """What SPDX calls a file of a release."""
     if name.endswith(".deb"):
         return "INSTALL"
+    if name.endswith(".tgz"):
+        return "INSTALL"
     return "ARCHIVE" if "-linux-" in name else "SOURCE"
 
 
@@ -184,12 +186,14 @@ def main(arguments):
         bill.relate("SPDXRef-DOCUMENT", "DESCRIBES", spdx_id)
     source = reference("File", f"qarn-rpc-gen-{version}.tar.gz")
     for platform in sorted(arguments[2:]):
-        debian = project.platforms()[platform][0]
+        names = project.platforms()[platform]
+        holders = (f"-linux-{platform}.tar.gz", f"-linux-{platform}.zip", f"_{names.debian}.deb")
+        holders += (f"-{names.node}-{version}.tgz",)
         for program in PROGRAMS:
             spdx_id = bill.add_program(platform, program, work)
             bill.relate(spdx_id, "GENERATED_FROM", source)
             for name in files:
-                if f"-linux-{platform}." in name or name.endswith(f"_{debian}.deb"):
+                if name.endswith(holders):
                     bill.relate(reference("File", name), "CONTAINS", spdx_id)
     text = json.dumps(bill.document(), indent=2) + "\n"
     (folder / f"qarn-rpc-gen-{version}.spdx.json").write_text(text, encoding="utf-8")

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the files of the release from the tree that it lies in, which must be
-# fresh: the source archive, the archives and Debian packages of each PLATFORM of
-# platforms.txt, and the bill of materials. Writes them to the new folder FOLDER.
+# fresh: the source archive, the archives and packages (Debian's and npm's) of each
+# PLATFORM of platforms.txt, and the bill of materials. Writes them to the new folder FOLDER.
 #
 # Runs in a root of scripts/release.sh, whose packages it needs. The same tree and
 # the same packages give the same bytes, whatever the user, the place of the tree,
@@ -37,9 +37,9 @@ pack_source() {
   scripts/release/pack.py "$work/source/$name" "$folder/$name.tar.gz"
 }
 
-# build_platform PLATFORM DEBIAN TRIPLE CPU DEB: the columns of platforms.txt.
+# build_platform PLATFORM DEBIAN TRIPLE CPU NODE DEB: the columns of platforms.txt.
 build_platform() {
-  local platform=$1 debian=$2 triple=$3 cpu=$4 deb=$5
+  local platform=$1 debian=$2 triple=$3 cpu=$4 deb=$6
   local place=$work/$platform tree=$work/$platform/tree/$name-linux-$platform foreign=()
   if [[ "$debian" != "$(dpkg --print-architecture)" ]]; then
     # The cross compiler brings a C library of its own, which gets no security
@@ -83,4 +83,5 @@ for platform in "$@"; do
   # shellcheck disable=SC2086 # its columns
   build_platform $row
 done
+scripts/release/npm.py "$folder" "$work" "$@"
 scripts/release/bill.py "$folder" "$work" "$@"

@@ -15,7 +15,7 @@ which Debian has.
 - Every program in each of them writes one golden case, to the byte.
 - The version is the same in the names, in the source archive's CMakeLists.txt,
   CHANGELOG.md and MODULE.bazel, in the CMake package, the pkg-config file, the man
-  pages and the Debian package.
+  pages, the Debian and the npm packages.
 - The bill of materials is SPDX 2.3, and has each file and program with its
   checksum.
 
@@ -189,12 +189,13 @@ def expect_equal_contents(what, contents, others):
 def expected_files(version, platforms, signed):
     """The names of the files of a release."""
     name = f"qarn-rpc-gen-{version}"
-    files = {"SHA256SUMS", f"{name}.tar.gz", f"{name}.spdx.json"}
+    files = {"SHA256SUMS", f"{name}.tar.gz", f"{name}.tgz", f"{name}.spdx.json"}
     for platform in platforms:
-        debian, _, _, has_deb = project.platforms()[platform]
+        names = project.platforms()[platform]
         files |= {f"{name}-linux-{platform}.tar.gz", f"{name}-linux-{platform}.zip"}
-        if has_deb:
-            files.add(f"qarn-rpc-gen_{version}_{debian}.deb")
+        files.add(f"qarn-rpc-gen-{names.node}-{version}.tgz")
+        if names.has_deb:
+            files.add(f"qarn-rpc-gen_{version}_{names.debian}.deb")
     return files | ({"SHA256SUMS.minisig"} if signed else set())
 
 
@@ -335,6 +336,46 @@ def check_deb(path, inside, version, debian, epoch):
     return files
 
 
+def check_npm(path, inside, version, node, epoch):
+    """The npm package of a platform: whose it is, and that it has the programs of
+    the archives and nothing else. Returns what it holds."""
+    files = under_one_name(path, tar_gz_contents(path, epoch), "package")
+    fields = json.loads(files["package.json"][1])
+    expect(f"{path.name}: the name", fields["name"], f"qarn-rpc-gen-{node}")
+    expect(f"{path.name}: the version", fields["version"], version)
+    expect(f"{path.name}: os and cpu", fields["os"] + fields["cpu"], node.split("-"))
+    programs = {name: inside[name] for name in inside if name.split("/")[0] == "bin"}
+    found = {name: value for name, value in files.items() if name != "package.json"}
+    expect_equal_contents(path.name, found, programs)
+    return files
+
+
+def check_main_npm(path, version, source, epoch):
+    """The main npm package: it starts each program, takes those of this version,
+    and has the options schema."""
+    files = under_one_name(path, tar_gz_contents(path, epoch), "package")
+    fields = json.loads(files["package.json"][1])
+    expect(
+        f"{path.name}: the version", (fields["name"], fields["version"]), ("qarn-rpc-gen", version)
+    )
+    nodes = [names.node for names in project.platforms().values()]
+    expect(
+        f"{path.name}: what it takes besides",
+        fields["optionalDependencies"],
+        {f"qarn-rpc-gen-{node}": version for node in nodes},
+    )
+    for program in PROGRAMS:
+        script = files[fields["bin"][program]]
+        expect(f"{path.name}: the mode of {fields['bin'][program]}", script[0], 0o755)
+    schema = "morvane/qarn/rpc/service_options.proto"
+    for name, original in (
+        (f"include/{schema}", source / "proto" / schema),
+        ("run.js", source / "packaging/npm/run.js"),
+    ):
+        if files[name][1] != original.read_bytes():
+            raise Refusal(f"{path.name}: {name} is not that of the source archive")
+
+
 def check_bill(bill, files, programs):
     """The bill of materials: that it is SPDX 2.3, and right."""
     for field, pattern in (
@@ -404,7 +445,7 @@ def check_bill(bill, files, programs):
 
 def check_platform(folder, version, platform, source, epoch, work):
     """The archives and the Debian package of a platform. Returns its programs."""
-    debian, _, cpu, has_deb = project.platforms()[platform]
+    names = project.platforms()[platform]
     name = f"qarn-rpc-gen-{version}-linux-{platform}"
     tar_gz, packed_zip = folder / f"{name}.tar.gz", folder / f"{name}.zip"
     contents = tar_gz_contents(tar_gz, epoch)
@@ -412,12 +453,14 @@ def check_platform(folder, version, platform, source, epoch, work):
     expect_equal_contents(packed_zip.name, zip_contents(packed_zip, epoch), contents)
     check_tree_versions(tar_gz.name, inside, version)
     holders = {tar_gz.name: inside}
-    if has_deb:
-        deb = folder / f"qarn-rpc-gen_{version}_{debian}.deb"
-        holders[deb.name] = check_deb(deb, inside, version, debian, epoch)
+    if names.has_deb:
+        deb = folder / f"qarn-rpc-gen_{version}_{names.debian}.deb"
+        holders[deb.name] = check_deb(deb, inside, version, names.debian, epoch)
+    npm = folder / f"qarn-rpc-gen-{names.node}-{version}.tgz"
+    holders[npm.name] = check_npm(npm, inside, version, names.node, epoch)
     for what, files in holders.items():
         prefix = unpack(files, work / what)
-        check_programs(what, prefix, cpu, source, work)
+        check_programs(what, prefix, names.cpu, source, work)
     # As the bill of materials names them; its identifiers take no "_".
     prefix = platform.replace("_", "-")
     return {f"{prefix}-{program}": inside[f"bin/{program}"][1] for program in PROGRAMS}
@@ -448,13 +491,12 @@ def check(folder, only, public_key, work):
     for platform in platforms:
         programs.update(check_platform(folder, version, platform, tree, epoch, work / platform))
         print(f"{platform}: archives and programs hold")
+    check_main_npm(folder / f"qarn-rpc-gen-{version}.tgz", version, tree, epoch)
+    print("npm: the main package holds")
     bill = folder / f"qarn-rpc-gen-{version}.spdx.json"
-    try:
-        described = json.loads(bill.read_text(encoding="utf-8"))
-        files = [folder / name for name in expected if name.startswith("qarn-rpc-gen")]
-        check_bill(described, [path for path in files if path != bill], programs)
-    except (ValueError, KeyError, TypeError, AttributeError) as error:
-        raise Refusal(f"{bill.name} is no bill of materials: {error!r}") from error
+    described = json.loads(bill.read_text(encoding="utf-8"))
+    files = [folder / name for name in expected if name.startswith("qarn-rpc-gen")]
+    check_bill(described, [path for path in files if path != bill], programs)
     print(f"{bill.name} has {len(described['packages'])} packages")
     print(f"gate: {len(names)} files of {version} hold")
 
@@ -473,6 +515,10 @@ def main():
             check(arguments.folder, arguments.only, arguments.public_key, pathlib.Path(work))
     except (Refusal, project.Disagreement) as refusal:
         print(f"gate: REFUSED: {refusal}", file=sys.stderr)
+        return 1
+    except (KeyError, TypeError, ValueError) as error:
+        # What one of our own files must have, and this one lacks.
+        print(f"gate: REFUSED: a file is not of the form that it should have: {error!r}")
         return 1
     except Misuse as misuse:
         print(f"gate: {misuse}", file=sys.stderr)

@@ -9,12 +9,14 @@ CMakeLists.txt; what has it besides must agree, and CHANGELOG.md must have a
 section for it. Exit status: 0, 1 if something disagrees, 2 for wrong usage.
 """
 
+import collections
 import datetime
 import pathlib
 import re
 import sys
 
 NUMBER = r"\d+\.\d+\.\d+"
+Platform = collections.namedtuple("Platform", "debian triple cpu node has_deb")
 
 
 class Disagreement(Exception):
@@ -77,11 +79,13 @@ def epoch_of(date):
 
 
 def platforms():
-    """The table platforms.txt: for each name, the names of Debian, of the compiler
-    and of qemu, and whether there is a .deb."""
+    """The table platforms.txt: what the others call each name of ours."""
     table = pathlib.Path(__file__).with_name("platforms.txt").read_text(encoding="utf-8")
     rows = [line.split() for line in table.splitlines() if line and not line.startswith("#")]
-    return {name: (debian, triple, cpu, deb == "deb") for name, debian, triple, cpu, deb in rows}
+    return {
+        name: Platform(debian, triple, cpu, node, deb == "deb")
+        for name, debian, triple, cpu, node, deb in rows
+    }
 
 
 def main(arguments):

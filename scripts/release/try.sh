@@ -38,7 +38,7 @@ consumer() {
 }
 
 for platform in "$@"; do
-  read -r _ debian _ cpu deb < <(grep "^$platform " scripts/release/platforms.txt)
+  read -r _ debian _ cpu _ deb < <(grep "^$platform " scripts/release/platforms.txt)
   echo "== $platform"
   consumers=$work/$platform
   # Where the tests of users' builds look for what is installed.

@@ -1,5 +1,5 @@
 """Makes the signed files of a release for x86_64 from this tree, and tries the
-gate, the page for users and the image with them.
+gate, the page for users, the image and the npm packages with them.
 
   python3 -m release.files_test ROOT WORK
 """
@@ -69,7 +69,7 @@ class Files:
 
 def check_gate_passes(files):
     """The gate lets what was made pass, and wants the key of what is signed."""
-    expect_in("the gate", files.gate(files.folder), f"7 files of {files.version} hold")
+    expect_in("the gate", files.gate(files.folder), f"9 files of {files.version} hold")
     text = files.gate(files.folder, status=2, public_key=False)
     expect_in("the gate without a key", text, "SHA256SUMS is signed: give the public key")
     text = run([files.checkout / "scripts/release/gate.py", files.folder], status=1)
@@ -183,6 +183,18 @@ def check_page(files):
     )
 
 
+def expect_golden(files, plugin):
+    """Fails unless protoc writes the golden case with the plugin."""
+    case = files.checkout / "tests/golden/all_four_kinds"
+    protos = [path.relative_to(case / "proto") for path in (case / "proto").rglob("*.*")]
+    output = fresh_folder(files.work / "output")
+    run(
+        ["protoc", f"-I{files.checkout}/proto", f"-I{case}/proto"]
+        + [f"--plugin=protoc-gen-qarn-rpc={plugin}", f"--qarn-rpc_out={output}", *protos]
+    )
+    run(["diff", "-r", case / "plain", output])
+
+
 def check_image(files):
     """The image, as a folder that holds what its COPY names and nothing else: the
     programs in it answer protoc."""
@@ -200,18 +212,68 @@ def check_image(files):
         sorted(path.name for path in image.rglob("*") if path.is_file()),
         ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"],
     )
-    case = files.checkout / "tests/golden/all_four_kinds"
-    protos = [path.relative_to(case / "proto") for path in (case / "proto").rglob("*.*")]
     for program in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
         plugin = files.work / "in-image"
         plugin.write_text(f'#!/bin/sh\nexec chroot "{image}" /{copy.group(1)}/{program}\n')
         plugin.chmod(0o755)
-        output = fresh_folder(files.work / "output")
-        run(
-            ["protoc", f"-I{files.checkout}/proto", f"-I{case}/proto"]
-            + [f"--plugin=protoc-gen-qarn-rpc={plugin}", f"--qarn-rpc_out={output}", *protos]
-        )
-        run(["diff", "-r", case / "plain", output])
+        expect_golden(files, plugin)
+
+
+def check_buf(files, programs):
+    """The buf project of the tests, with the programs of that folder."""
+    # The tests of users' builds look for what is installed here.
+    prefix = files.work / "consumers/moved/prefix"
+    shutil.rmtree(prefix, ignore_errors=True)
+    prefix.mkdir(parents=True)
+    run(
+        ["tar", "-xf", next(files.folder.glob("*-x86_64.tar.gz")), "-C", prefix]
+        + ["--strip-components=1"]
+    )
+    shutil.rmtree(prefix / "bin")
+    (prefix / "bin").symlink_to(programs)
+    tools = files.root / "build/tools/node_modules/.bin"
+    path = f"{tools}:{os.environ['PATH']}"
+    if not shutil.which("buf", path=path):
+        print("buf is not installed, so its project is not built")
+        return
+    output = run(
+        [sys.executable, "-B", "-m", "consumers.consumers", "buf", "--source", files.root]
+        + ["--build", files.work, "--work", files.work / "consumers"],
+        cwd=files.root / "tests",
+        env={"PATH": path},
+    )
+    print(output)
+
+
+def check_npm(files):
+    """The npm packages, installed from the files without a network by the command
+    that the page prints, serve protoc and the buf project of the tests."""
+    if not shutil.which("npm"):
+        print("npm is not installed, so its packages are not tried")
+        return
+    page = (files.checkout / "docs/using.md").read_text(encoding="utf-8")
+    section = page.split("\n## npm\n")[1].split("\n## ")[0]
+    install = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)[0]
+    folder = files.copy()
+    run(
+        ["unshare", "--net", "sh", "-e", "-c", install.replace("VERSION", files.version)],
+        cwd=folder,
+        env={"HOME": str(folder), "npm_config_cache": str(folder / "cache")},
+    )
+    for program in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
+        expect_golden(files, folder / "node_modules/.bin" / program)
+    schema = "morvane/qarn/rpc/service_options.proto"
+    run(
+        ["cmp", folder / "node_modules/qarn-rpc-gen/include" / schema]
+        + [files.root / "proto" / schema]
+    )
+
+    check_buf(files, folder / "node_modules/.bin")
+
+    # Without the package of the platform, a text says what is missing.
+    shutil.rmtree(folder / "node_modules/qarn-rpc-gen-linux-x64")
+    text = run([folder / "node_modules/.bin/protoc-gen-qarn-rpc"], status=1)
+    expect_in("without its program", text, "the package qarn-rpc-gen-linux-x64 is not installed")
 
 
 def main(arguments):
@@ -226,6 +288,7 @@ def main(arguments):
     check_gate_sees_more_than_sums(files)
     check_page(files)
     check_image(files)
+    check_npm(files)
 
 
 if __name__ == "__main__":
