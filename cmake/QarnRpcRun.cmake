@@ -66,6 +66,7 @@ function(_qarn_rpc_add_runs result)
   set(depends "${input}")
   set(depfile "")
   if(arg_BATCH AND count GREATER 1)
+    # protoc writes no depfile for several files.
     set(is_batch TRUE)
     set(input ${arg_PROTOS})
     set(input_name "${count} files")

@@ -146,6 +146,17 @@ def cases(context):
         "Leave the argument out, or name the library that has the schema's message code.",
     )
     yield (
+        "the library of the options in two shared libraries",
+        FIND + "foreach(name IN ITEMS text echo)\n"
+        "add_library(${name}_rpc SHARED main.cc)\n"
+        "qarn_rpc_generate(TARGET ${name}_rpc PROTOS ${name}.proto)\n"
+        "endforeach()\n"
+        "target_link_libraries(echo text_rpc echo_rpc)\n",
+        None,
+        "qarn-rpc-gen: 'echo' would hold the library of the options, 'qarn_rpc_service_options', "
+        "twice: in 'text_rpc' and 'echo_rpc'. The program would end when it starts.",
+    )
+    yield (
         "no export set",
         f"{FIND}qarn_rpc_install_options()\n",
         None,
