@@ -201,8 +201,9 @@ function(qarn_rpc_generate)
     set_property(TARGET "${arg_TARGET}" APPEND PROPERTY QARN_RPC_IMPORT_DIRS ${import_dirs})
     # For the lists of files that editors show.
     target_sources("${arg_TARGET}" PRIVATE ${protos} ${messages_only_protos})
-    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}" "${arg_PRIVATE}" "${arg_SYSTEM}"
-      "${boost_dirs}" "${options_target};protobuf::libprotobuf;${arg_RUNTIME_TARGET}" "${folders}"
+    _qarn_rpc_extend_target("${arg_TARGET}" "${generated}" "${out_dir}"
+      "${arg_PRIVATE}" "${arg_SYSTEM}" "${boost_dirs}"
+      "${options_target};protobuf::libprotobuf;${arg_RUNTIME_TARGET}" "${folders}"
       "${arg_PRECOMPILE}" "${protoc}" "${plugin}")
   else()
     _qarn_rpc_check_users_of("${generated}")
