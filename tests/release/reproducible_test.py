@@ -1,7 +1,7 @@
 """Makes all files of a release twice, from one source archive, with nothing alike
 that may differ between two machines: the place, the user, the time, the language,
 the time zone, the umask, the home folder, the modes of the sources and the order
-of the platforms. The files must be equal, byte for byte; the source archive too.
+of the platforms. The files must be equal, byte for byte.
 
   python3 -m release.reproducible_test ROOT WORK [PLATFORM...]
 
@@ -113,8 +113,6 @@ def main(arguments):
         if shutil.which("diffoscope"):
             subprocess.run(["diffoscope", one / name, two / name], check=False)
     expect("files that differ", different, [])
-    if not filecmp.cmp(archive, one / archive.name, shallow=False):
-        raise Failure("the source archive, packed again from what it holds, is another one")
     for name in made:
         size = (one / name).stat().st_size
         print(f"{name}: {size} bytes, twice the same")
