@@ -92,8 +92,10 @@ changes=$(git status --porcelain)
 if [[ -n "$changes" ]]; then
   fail "these files are not committed, so no commit has what would be released:"$'\n'"$changes"
 fi
-if [[ -e "$out" && ! -e "$out/SHA256SUMS" ]] && ! rmdir "$out" 2>/dev/null; then
-  fail "$out is there and holds no files of a release; name another folder with --out"
+# An earlier run's files are replaced; anything else is somebody's.
+others=$(cd "$out" 2>/dev/null && ls --almost-all --ignore='SHA256SUMS*' --ignore='qarn-rpc-gen[-_]*') || true
+if [[ -e "$out" && ( -n "$others" || ! -d "$out" ) ]]; then
+  fail "$out is there and holds other files than those of a release; name another folder with --out"
 fi
 [[ $(id -u) -eq 0 ]] || fail "making a Debian root needs the user root"
 

@@ -95,7 +95,7 @@ class RefusalsTest(unittest.TestCase):
         self.expect_refusal(
             ["1.2.3", "--out", str(self.tree / "scripts")],
             1,
-            f"release.sh: {self.tree}/scripts is there and holds no files of a release; "
+            f"release.sh: {self.tree}/scripts is there and holds other files than those of a release; "
             "name another folder with --out\n",
         )
 
