@@ -15,13 +15,11 @@ root=$2
 suite=$(platform_suite "$name")
 mapfile -t packages < <(platform_packages "$name" | xargs -n 1)
 
-# The address of the archive with the label $1, as this machine's apt knows it.
-archive() {
-  # shellcheck disable=SC2016 # apt's own variables
-  apt-get indextargets --format '$(LABEL) $(COMPONENT) $(REPO_URI)' \
-    'Created-By: Packages' | sed -n "/^$1 main /{s///p;q}"
-}
-mirror=$(archive Debian)
+# Debian's main archive, as this machine's apt knows it; its security archive
+# and others have other labels.
+# shellcheck disable=SC2016 # apt's own variables
+mirror=$(apt-get indextargets --format '$(LABEL) $(COMPONENT) $(REPO_URI)' \
+  'Created-By: Packages' | sed -n '/^Debian main /{s///p;q}')
 if [[ -z "$mirror" ]]; then
   echo "make_root.sh: apt has no lists of Debian here; run apt-get update" >&2
   exit 1
@@ -46,11 +44,6 @@ Acquire::Languages "none";
 $proxies
 END
 echo "deb $mirror $suite main" >"$root/etc/apt/sources.list"
-security=$(archive Debian-Security)
-if [[ "$(platform_kind "$name")" == release && -n "$security" ]]; then
-  # Released programs have in them what they are linked with.
-  echo "deb $security $suite-security main" >>"$root/etc/apt/sources.list"
-fi
 if [[ "$name" == sid-protobuf36 ]]; then
   # protobuf alone is taken from there: its own libabsl is of another release
   # than the one that protobuf was built with.
@@ -72,9 +65,6 @@ states=$("${in_root[@]}" dpkg-query --show --showformat '${db:Status-Status}\n' 
   "${packages[@]}" 2>/dev/null) || states=missing
 if grep -qv '^installed$' <<<"$states"; then
   "${in_root[@]}" apt-get update -qq
-  if [[ "$(platform_kind "$name")" == release ]]; then
-    "${in_root[@]}" apt-get upgrade -y -qq
-  fi
   "${in_root[@]}" apt-get install -y -qq "${packages[@]}"
   "${in_root[@]}" apt-get clean
 fi

@@ -42,8 +42,8 @@ build_platform() {
   local platform=$1 debian=$2 triple=$3 cpu=$4 deb=$6
   local place=$work/$platform tree=$work/$platform/tree/$name-linux-$platform foreign=()
   if [[ "$debian" != "$(dpkg --print-architecture)" ]]; then
-    # The cross compiler brings a C library of its own, which gets no security
-    # updates. The architecture's own one comes before it.
+    # The cross compiler brings a C library of its own, an older one. That of the
+    # architecture comes before it.
     foreign=(-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$cpu"
       -DCMAKE_EXE_LINKER_FLAGS="-B/usr/lib/$triple -L/usr/lib/$triple")
   fi
