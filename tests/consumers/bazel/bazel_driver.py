@@ -77,7 +77,7 @@ class Bazel:
             "--host_jvm_args=-Xmx1g",
         ]
         if registry:
-            flags = os.path.join(output, "bazelrc")
+            flags = os.path.join(registry, "bazelrc")
             with open(flags, "w", encoding="utf-8") as file:
                 file.write(f"common --registry=file://{registry}\ncommon --lockfile_mode=off\n")
             self._command.append(f"--bazelrc={flags}")
