@@ -45,7 +45,8 @@ const std::map<std::string, std::vector<const char*>>& Statements() {
            "// file: @/@.protodevel\n",
            "// file: @\n",
            "// parameter: services_namespace=@\n",
-           "// parameter: @=@\n",
+           "// parameter: services_namespace\n",
+           "// parameter: services_namespace=@,@=@\n",
            "syntax = \"proto3\";\n",
            "syntax = \"proto2\";\n",
 #ifdef QARN_RPC_HAS_EDITIONS
