@@ -130,7 +130,7 @@ class Builds:
         return (
             *("cmake", "-G", "Ninja", "-S", project, "-B", project / "build"),
             f"-DCMAKE_PREFIX_PATH={self.prefix}",
-            f"-DRPC_RUNTIME_DIR={ROOT / 'tests' / 'support' / 'runtime'}",
+            f"-DRPC_RUNTIME_DIR={ROOT / 'examples' / 'runtime'}",
             "-DCMAKE_BUILD_TYPE=Debug",
             "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
             # No cache answers in the compiler's place.

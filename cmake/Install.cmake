@@ -38,9 +38,12 @@ foreach(plugin IN LISTS plugins)
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 endforeach()
 # As they lie in the source tree, so that their links to each other hold.
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}"
-  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.proto" PATTERN "main.cc")
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+  USE_SOURCE_PERMISSIONS)
 install(FILES
   "${PROJECT_SOURCE_DIR}/README.md"
   "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
@@ -55,11 +58,11 @@ install(CODE [==[
   if(NOT IS_ABSOLUTE "${docs}")
     string(PREPEND docs "${CMAKE_INSTALL_PREFIX}/")
   endif()
-  file(GLOB pages RELATIVE "${source}" "${source}/docs/*.md")
+  file(GLOB pages RELATIVE "${source}" "${source}/docs/*.md" "${source}/examples/*/*.md")
   foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
     file(READ "$ENV{DESTDIR}${docs}/${page}" text)
     string(REGEX REPLACE
-      "\\[([^]\n]+)\\]\\((\\.\\./)?(packaging|proto|scripts|tests)/[^)]+\\)" "\\1" text "${text}")
+      "\\[([^]\n]+)\\]\\((\\.\\./)*(packaging|proto|scripts|tests)/[^)]+\\)" "\\1" text "${text}")
     file(WRITE "$ENV{DESTDIR}${docs}/${page}" "${text}")
   endforeach()
 ]==])

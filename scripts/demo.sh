@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the plugin, generates the code of the example
-# in examples/echo, shows it, and runs the example: a client and a server that
-# talk to each other.
+# in examples/echo, shows it, and builds and runs the example as a project of its
+# own: a server and a client, two processes that talk over TCP.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,6 +16,10 @@ show() {
   printf ' %s' "$@"
   printf '\n'
   "$@"
+}
+# The same without the command's own output.
+show_alone() {
+  show "$@" | sed -n '1,2p'
 }
 
 scripts/setup.sh build
@@ -32,8 +36,6 @@ show protoc -I examples/echo -I proto \
   --cpp_out="$out" \
   --qarn-rpc_out="$out" --qarn-rpc_opt=services_namespace=api \
   text.proto echo.proto
-# The example imports the options schema, so it needs its message code too.
-show protoc -I proto --cpp_out="$out" morvane/qarn/rpc/service_options.proto
 
 printf '\nThe files:\n'
 (cd "$out" && find . -type f -printf '  %P\n' | sort)
@@ -45,11 +47,10 @@ printf '    ...\n'
 printf '\nWhat a server implements:\n\n'
 sed -n '/^  class Service /,/^  };/p' "$out/echo.rpc.h"
 
-# The RPC runtime is the user's. The example runs on the small one of the tests.
-show c++ -std=c++17 -I "$out" -I tests/support/runtime \
-  examples/echo/main.cc \
-  "$out/echo.rpc.cpp" "$out/echo.pb.cc" "$out/text.pb.cc" \
-  "$out/morvane/qarn/rpc/service_options.pb.cc" \
-  -lprotobuf -pthread -o "$out/echo"
+# The RPC runtime is the user's. The example comes with a small one.
+printf '\nThe server and the client are a CMake project, which uses the installed plugin:\n'
+show_alone cmake --install build/release --prefix "$PWD/$out/prefix"
+show_alone cmake -S examples/echo -B "$out/build" "-DCMAKE_PREFIX_PATH=$PWD/$out/prefix"
+show_alone cmake --build "$out/build" --parallel 2
 
-show "$out/echo"
+show examples/echo/talk.sh "$out/build/echo_server" "$out/build/echo_client"

@@ -500,7 +500,7 @@ class CaseProject:
     of CMake in it."""
 
     def __init__(self, context):
-        self.folder = context.project("errors", context.example)
+        self.folder = context.echo_project("errors")
         self.build = os.path.join(self.folder, "build")
         self.command = ["cmake", "-S", self.folder, "-B", self.build, "-G", "Ninja"]
         run([*self.command, f"-DCMAKE_PREFIX_PATH={context.prefix}", "-DCASE="])

@@ -77,7 +77,15 @@ class Context:
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
         )
         self.example = os.path.join(self.source, "examples", "echo")
-        self.runtime = os.path.join(self.source, "tests", "support", "runtime")
+        # What a program in one process has of it; that over TCP is a project.
+        self.main_files = [
+            os.path.join(self.example, name)
+            for name in ("main.cc", "echo_calls.h", "echo_service.h")
+        ]
+        self.proto_files = [
+            os.path.join(self.example, name) for name in ("echo.proto", "text.proto")
+        ]
+        self.runtime = os.path.join(self.source, "examples", "runtime")
         self.projects = os.path.join(self.source, "tests", "consumers")
         self.pkg_config = {"PKG_CONFIG_PATH": os.path.join(self.prefix, "share", "pkgconfig")}
 
@@ -89,7 +97,7 @@ class Context:
 
     def echo_project(self, name, folder=None):
         """The project `name` with the example's sources."""
-        return self.project(name, self.example, folder=folder)
+        return self.project(name, *self.main_files, *self.proto_files, folder=folder)
 
     def cmake(self, project, *arguments, generator="Ninja", config=None, env=None):
         """Configures `project` in its folder `build`, and watches that."""

@@ -108,7 +108,7 @@ def test_cmake_exported(context):
         for place in (os.path.join(moved, "prefix"), build.folder):
             user = fresh_folder(os.path.join(context.work, "user"))
             copy_into(user, os.path.join(context.projects, "exported", "user"))
-            copy_into(user, os.path.join(context.example, "main.cc"))
+            copy_into(user, *context.main_files)
             user_build = context.cmake(user, f"-DCMAKE_PREFIX_PATH={place}")
             user_build.build()
             context.expect_conversation(os.path.join(user_build.folder, "echo"))

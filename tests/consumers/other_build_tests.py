@@ -1,9 +1,9 @@
 """Make, Meson and buf."""
 
 import os
-import shutil
 
 from consumers.context import (
+    copy_into,
     ECHO,
     SCHEMA,
     TEXT,
@@ -76,9 +76,8 @@ def test_buf(context):
     need("buf", "protoc", "pkg-config")
     project = context.project("buf")
     os.makedirs(os.path.join(project, "proto"))
-    for name in ("echo.proto", "text.proto"):
-        shutil.copy(os.path.join(context.example, name), os.path.join(project, "proto"))
-    shutil.copy(os.path.join(context.example, "main.cc"), project)
+    copy_into(os.path.join(project, "proto"), *context.proto_files)
+    copy_into(project, *context.main_files)
     home = fresh_folder(os.path.join(context.work, "home"))
     env = {
         **context.pkg_config,

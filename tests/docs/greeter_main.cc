@@ -62,7 +62,8 @@ class Printer : public qarn_rpc::CallObserver<Greeting> {
 
 int main() {
   Server server;
-  const boost::shared_ptr<qarn_rpc::Channel> channel(new qarn_rpc::Channel);
+  const boost::shared_ptr<qarn_rpc::LocalChannel> channel(
+      new qarn_rpc::LocalChannel);
   if (!channel->Register(server.service())) return 1;
   Greeter::Stub stub("test", "in-process", qarn_rpc::ClientContext(), channel);
 

@@ -11,27 +11,33 @@ using ::lab::kinds::api::Kinds;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class FourKindsTest : public ::testing::Test, protected KindsFixture {
+class FourKindsTest : public ::testing::TestWithParam<Way>,
+                      protected KindsFixture {
  protected:
+  FourKindsTest() : KindsFixture(GetParam()) {}
+
   Recorder<Answer> answers_;
 };
 
-TEST_F(FourKindsTest, SimpleCallIsAnsweredOnce) {
+INSTANTIATE_TEST_SUITE_P(Ways, FourKindsTest,
+                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+
+TEST_P(FourKindsTest, SimpleCallIsAnsweredOnce) {
   stub.Ask(MakeQuery("what?"), &answers_);
-  EXPECT_THAT(Texts(answers_), ElementsAre("server: what?"));
   EXPECT_TRUE(answers_.succeeded());
+  EXPECT_THAT(Texts(answers_), ElementsAre("server: what?"));
   EXPECT_THAT(server.calls(), ElementsAre("lab.kinds.Kinds/Ask"));
 }
 
-TEST_F(FourKindsTest, ServerStreamingCallIsAnsweredManyTimes) {
+TEST_P(FourKindsTest, ServerStreamingCallIsAnsweredManyTimes) {
   stub.Watch(MakeQuery("tick"), &answers_);
+  EXPECT_TRUE(answers_.succeeded());
   EXPECT_THAT(Texts(answers_), ElementsAre("server: tick 1", "server: tick 2",
                                            "server: tick 3"));
-  EXPECT_TRUE(answers_.succeeded());
   EXPECT_THAT(server.calls(), ElementsAre("lab.kinds.Kinds/Watch"));
 }
 
-TEST_F(FourKindsTest, ClientStreamingCallIsAnsweredWhenTheClientIsDone) {
+TEST_P(FourKindsTest, ClientStreamingCallIsAnsweredWhenTheClientIsDone) {
   const Kinds::UploadClientCallPtr call = stub.Upload(&answers_);
   EXPECT_TRUE(call->Send(MakeQuery("a")));
   EXPECT_TRUE(call->Send(MakeQuery("b")));
@@ -39,16 +45,18 @@ TEST_F(FourKindsTest, ClientStreamingCallIsAnsweredWhenTheClientIsDone) {
   EXPECT_THAT(answers_.ends, IsEmpty());
 
   call->Close();
-  EXPECT_THAT(Texts(answers_), ElementsAre("server: a b"));
   EXPECT_TRUE(answers_.succeeded());
+  EXPECT_THAT(Texts(answers_), ElementsAre("server: a b"));
   EXPECT_THAT(server.calls(), ElementsAre("lab.kinds.Kinds/Upload"));
 }
 
-TEST_F(FourKindsTest, BidirectionalCallIsAnsweredWhileTheClientGoesOn) {
+TEST_P(FourKindsTest, BidirectionalCallIsAnsweredWhileTheClientGoesOn) {
   const Kinds::ChatClientCallPtr call = stub.Chat(&answers_);
   call->Send(MakeQuery("a"));
+  ASSERT_TRUE(answers_.WaitForMessages(1));
   EXPECT_THAT(Texts(answers_), ElementsAre("server: a"));
   call->Send(MakeQuery("b"));
+  ASSERT_TRUE(answers_.WaitForMessages(2));
   EXPECT_THAT(Texts(answers_), ElementsAre("server: a", "server: b"));
   EXPECT_THAT(answers_.ends, IsEmpty());
 
@@ -57,16 +65,17 @@ TEST_F(FourKindsTest, BidirectionalCallIsAnsweredWhileTheClientGoesOn) {
   EXPECT_THAT(server.calls(), ElementsAre("lab.kinds.Kinds/Chat"));
 }
 
-TEST_F(FourKindsTest, StreamWithoutAnyRequestIsAnswered) {
+TEST_P(FourKindsTest, StreamWithoutAnyRequestIsAnswered) {
   stub.Upload(&answers_)->Close();
-  EXPECT_THAT(Texts(answers_), ElementsAre("server:"));
   EXPECT_TRUE(answers_.succeeded());
+  EXPECT_THAT(Texts(answers_), ElementsAre("server:"));
 }
 
-TEST_F(FourKindsTest, HandleOfCallWithOneRequestIsClosed) {
+TEST_P(FourKindsTest, HandleOfCallWithOneRequestIsClosed) {
   const Kinds::AskClientCallPtr ask = stub.Ask(MakeQuery("q"), &answers_);
   EXPECT_TRUE(ask->closed());
   EXPECT_FALSE(ask->Send(MakeQuery("one more")));
+  EXPECT_TRUE(answers_.succeeded());
   EXPECT_THAT(Texts(answers_), ElementsAre("server: q"));
 }
 

@@ -10,6 +10,7 @@
 #include "depot/shipment.rpc.h"
 #include "qarn/rpc.h"
 #include "recorder.h"
+#include "ways.h"
 
 namespace {
 
@@ -68,33 +69,40 @@ class ShippingServer : public Shipping::Service {
   };
 };
 
-TEST(ImportsTest, ServicesOfBothFilesWorkInOneProgram) {
+class ImportsTest : public ::testing::TestWithParam<Way> {};
+
+INSTANTIATE_TEST_SUITE_P(Ways, ImportsTest,
+                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+
+TEST_P(ImportsTest, ServicesOfBothFilesWorkInOneProgram) {
   DepotServer depot;
   ShippingServer shipping;
-  const boost::shared_ptr<qarn::rpc::Channel> channel(new qarn::rpc::Channel);
-  ASSERT_TRUE(channel->Register(depot.service()));
-  ASSERT_TRUE(channel->Register(shipping.service()));
+  Reach reach(GetParam());
+  ASSERT_TRUE(reach.Register(depot.service()));
+  ASSERT_TRUE(reach.Register(shipping.service()));
   const qarn::rpc::ClientContext context("me");
-  Depot::Stub depot_stub("client", "endpoint", context, channel);
-  Shipping::Stub shipping_stub("client", "endpoint", context, channel);
+  Depot::Stub depot_stub("client", "endpoint", context, reach.channel());
+  Shipping::Stub shipping_stub("client", "endpoint", context, reach.channel());
 
   Parcel parcel;
   parcel.mutable_label()->set_address("Main Street 1");
   Recorder<Parcel> weighed;
   depot_stub.Weigh(parcel, &weighed);
+  EXPECT_TRUE(weighed.succeeded());
   ASSERT_EQ(weighed.messages.size(), 1u);
   EXPECT_EQ(weighed.messages[0].grams(), 250);
 
   Recorder<Parcel_Label> printed;
   shipping_stub.Print(weighed.messages[0], &printed);
+  EXPECT_TRUE(printed.succeeded());
   ASSERT_EQ(printed.messages.size(), 1u);
   EXPECT_EQ(printed.messages[0].address(), "Main Street 1");
 
   Recorder<Receipt> shipped;
   shipping_stub.Ship(std::list<Parcel>(3, parcel), &shipped);
+  EXPECT_TRUE(shipped.succeeded());
   ASSERT_EQ(shipped.messages.size(), 1u);
   EXPECT_EQ(shipped.messages[0].parcels(), 3);
-  EXPECT_TRUE(shipped.succeeded());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #define QARN_RPC_TESTS_GENERATED_KINDS_SERVER_H_
 
 #include <boost/shared_ptr.hpp>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "kinds.rpc.h"
 #include "qarn/rpc.h"
 #include "recorder.h"
+#include "ways.h"
 
 inline lab::kinds::Query MakeQuery(const std::string& text) {
   lab::kinds::Query query;
@@ -40,9 +42,15 @@ class KindsServer : public lab::kinds::api::Kinds::Service {
   explicit KindsServer(std::string name = "server") : name_(std::move(name)) {}
 
   // Labels of the contexts that arrived, in order.
-  const std::vector<std::string>& labels() const { return labels_; }
+  std::vector<std::string> labels() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return labels_;
+  }
   // Full names of the methods that were called, in order.
-  const std::vector<std::string>& calls() const { return calls_; }
+  std::vector<std::string> calls() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return calls_;
+  }
 
   void Ask(qarn::rpc::CallContext* context, const Query& request,
            const AskCallHandle& handle) override {
@@ -107,11 +115,13 @@ class KindsServer : public lab::kinds::api::Kinds::Service {
   };
 
   void Note(const qarn::rpc::CallContext& context) {
+    const std::lock_guard<std::mutex> lock(mutex_);
     labels_.push_back(context.client().label());
     calls_.push_back(context.method());
   }
 
   std::string name_;
+  mutable std::mutex mutex_;
   std::vector<std::string> labels_;
   std::vector<std::string> calls_;
 };
@@ -119,13 +129,13 @@ class KindsServer : public lab::kinds::api::Kinds::Service {
 // A server, a channel that reaches it, and a stub whose own context has the
 // label "stub".
 struct KindsFixture {
-  KindsFixture()
-      : channel(new qarn::rpc::Channel),
-        stub("client", "endpoint", qarn::rpc::ClientContext("stub"), channel) {
-    channel->Register(server.service());
-  }
+  explicit KindsFixture(Way way = Way::kLocal)
+      : reach(way),
+        channel((reach.Register(server.service()), reach.channel())),
+        stub("client", "endpoint", qarn::rpc::ClientContext("stub"), channel) {}
 
   KindsServer server;
+  Reach reach;
   boost::shared_ptr<qarn::rpc::Channel> channel;
   lab::kinds::api::Kinds::Stub stub;
 };

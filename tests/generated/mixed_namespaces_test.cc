@@ -32,39 +32,51 @@ class PurseServer : public ::Purse::Service {
   }
 };
 
-TEST(MixedNamespacesTest, AllAnswerOverOneChannel) {
-  KindsFixture kinds;
+class MixedNamespacesTest : public ::testing::TestWithParam<Way> {};
+
+INSTANTIATE_TEST_SUITE_P(Ways, MixedNamespacesTest,
+                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+
+TEST_P(MixedNamespacesTest, AllAnswerOverOneChannel) {
+  KindsServer kinds;
   NotesServer notes;
   PurseServer purse;
-  ASSERT_TRUE(kinds.channel->Register(notes.service()));
-  ASSERT_TRUE(kinds.channel->Register(purse.service()));
+  Reach reach(GetParam());
+  ASSERT_TRUE(reach.Register(kinds.service()));
+  ASSERT_TRUE(reach.Register(notes.service()));
+  ASSERT_TRUE(reach.Register(purse.service()));
   const qarn::rpc::ClientContext context;
 
+  lab::kinds::api::Kinds::Stub kinds_stub("client", "endpoint", context,
+                                          reach.channel());
   Recorder<lab::kinds::Answer> answers;
-  kinds.stub.Ask(MakeQuery("q"), &answers);
+  kinds_stub.Ask(MakeQuery("q"), &answers);
+  EXPECT_TRUE(answers.succeeded());
   EXPECT_THAT(Texts(answers), ElementsAre("server: q"));
 
   lab::plain::Notes::Stub notes_stub("client", "endpoint", context,
-                                     kinds.channel);
+                                     reach.channel());
   lab::plain::Note note;
   note.set_text("milk");
   Recorder<lab::plain::Note> copies;
   notes_stub.Copy(note, &copies);
+  EXPECT_TRUE(copies.succeeded());
   ASSERT_EQ(copies.messages.size(), 1u);
   EXPECT_EQ(copies.messages[0].text(), "milk");
 
-  ::Purse::Stub purse_stub("client", "endpoint", context, kinds.channel);
+  ::Purse::Stub purse_stub("client", "endpoint", context, reach.channel());
   ::Coin coin;
   coin.set_value(5);
   Recorder<::Coin> coins;
   purse_stub.Put(coin, &coins);
+  EXPECT_TRUE(coins.succeeded());
   ASSERT_EQ(coins.messages.size(), 1u);
   EXPECT_EQ(coins.messages[0].value(), 5);
 }
 
 // The services namespace is a matter of C++ alone: it is in no name that goes
 // over the wire.
-TEST(MixedNamespacesTest, NamesKnowNothingOfTheServicesNamespace) {
+TEST(NamesTest, KnowNothingOfTheServicesNamespace) {
   EXPECT_STREQ(lab::kinds::api::Kinds::full_name(), "lab.kinds.Kinds");
   EXPECT_STREQ(lab::plain::Notes::full_name(), "lab.plain.Notes");
   EXPECT_STREQ(lab::plain::Notes::package(), "lab.plain");

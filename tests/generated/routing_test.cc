@@ -32,45 +32,55 @@ Kinds::Stub KindsStub(const boost::shared_ptr<Channel>& channel) {
   return Kinds::Stub("client", "endpoint", ClientContext(), channel);
 }
 
-TEST(RoutingTest, SeveralServicesShareAChannel) {
+class RoutingTest : public ::testing::TestWithParam<Way> {};
+
+INSTANTIATE_TEST_SUITE_P(Ways, RoutingTest,
+                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+
+TEST_P(RoutingTest, SeveralServicesShareAChannel) {
   KindsServer kinds;
   OracleServer oracle;
-  const boost::shared_ptr<Channel> channel(new Channel);
-  ASSERT_TRUE(channel->Register(kinds.service()));
-  ASSERT_TRUE(channel->Register(oracle.service()));
-  Oracle::Stub oracle_stub("client", "endpoint", ClientContext(), channel);
+  Reach reach(GetParam());
+  ASSERT_TRUE(reach.Register(kinds.service()));
+  ASSERT_TRUE(reach.Register(oracle.service()));
+  Oracle::Stub oracle_stub("client", "endpoint", ClientContext(),
+                           reach.channel());
 
   // Both methods are called Ask.
   Recorder<Answer> from_kinds;
   Recorder<Answer> from_oracle;
-  KindsStub(channel).Ask(MakeQuery("q"), &from_kinds);
+  KindsStub(reach.channel()).Ask(MakeQuery("q"), &from_kinds);
   oracle_stub.Ask(MakeQuery("q"), &from_oracle);
+  ASSERT_TRUE(from_kinds.succeeded());
+  ASSERT_TRUE(from_oracle.succeeded());
   EXPECT_THAT(Texts(from_kinds), ElementsAre("server: q"));
   EXPECT_THAT(Texts(from_oracle), ElementsAre("oracle: perhaps"));
 }
 
-TEST(RoutingTest, SeveralInstancesOfOneServiceAnswerForThemselves) {
+TEST_P(RoutingTest, SeveralInstancesOfOneServiceAnswerForThemselves) {
   KindsServer one("one");
   KindsServer two("two");
-  const boost::shared_ptr<Channel> to_one(new Channel);
-  const boost::shared_ptr<Channel> to_two(new Channel);
-  to_one->Register(one.service());
-  to_two->Register(two.service());
+  Reach to_one(GetParam());
+  Reach to_two(GetParam());
+  to_one.Register(one.service());
+  to_two.Register(two.service());
 
   Recorder<Answer> from_one;
   Recorder<Answer> from_two;
-  const auto call_one = KindsStub(to_one).Chat(&from_one);
-  const auto call_two = KindsStub(to_two).Chat(&from_two);
+  const auto call_one = KindsStub(to_one.channel()).Chat(&from_one);
+  const auto call_two = KindsStub(to_two.channel()).Chat(&from_two);
   call_one->Send(MakeQuery("a"));
   call_two->Send(MakeQuery("b"));
   call_one->Close();
   call_two->Close();
+  ASSERT_TRUE(from_one.succeeded());
+  ASSERT_TRUE(from_two.succeeded());
   EXPECT_THAT(Texts(from_one), ElementsAre("one: a"));
   EXPECT_THAT(Texts(from_two), ElementsAre("two: b"));
 }
 
-TEST(RoutingTest, SeveralStubsAndCallsShareAServer) {
-  KindsFixture fixture;
+TEST_P(RoutingTest, SeveralStubsAndCallsShareAServer) {
+  KindsFixture fixture(GetParam());
   Kinds::Stub other = KindsStub(fixture.channel);
   Recorder<Answer> first;
   Recorder<Answer> second;
@@ -81,13 +91,15 @@ TEST(RoutingTest, SeveralStubsAndCallsShareAServer) {
   first_call->Send(MakeQuery("c"));
   second_call->Close();
   first_call->Close();
+  ASSERT_TRUE(first.succeeded());
+  ASSERT_TRUE(second.succeeded());
   EXPECT_THAT(Texts(first), ElementsAre("server: a c"));
   EXPECT_THAT(Texts(second), ElementsAre("server: b"));
 }
 
-TEST(RoutingTest, UnknownServiceEndsEveryKindOfCall) {
-  const boost::shared_ptr<Channel> nowhere(new Channel);
-  Kinds::Stub stub = KindsStub(nowhere);
+TEST_P(RoutingTest, UnknownServiceEndsEveryKindOfCall) {
+  Reach nowhere(GetParam());
+  Kinds::Stub stub = KindsStub(nowhere.channel());
   const std::vector<lab::kinds::Query> batch(2);
   Recorder<Answer> answers[5];
   stub.Ask(MakeQuery("q"), &answers[0]);
@@ -96,7 +108,8 @@ TEST(RoutingTest, UnknownServiceEndsEveryKindOfCall) {
   const auto chat = stub.Chat(&answers[3]);
   stub.Chat(batch, &answers[4]);
 
-  for (const Recorder<Answer>& seen : answers) {
+  for (Recorder<Answer>& seen : answers) {
+    ASSERT_TRUE(seen.WaitForEnd());
     ASSERT_EQ(seen.ends.size(), 1u);
     EXPECT_EQ(seen.code(), StatusCode::kUnknownService);
     EXPECT_EQ(seen.ends[0].message(),
@@ -108,27 +121,28 @@ TEST(RoutingTest, UnknownServiceEndsEveryKindOfCall) {
   EXPECT_TRUE(chat->closed());
 }
 
-TEST(RoutingTest, UnknownMethodEndsTheCall) {
+TEST_P(RoutingTest, UnknownMethodEndsTheCall) {
   RpcService without_methods(Kinds::full_name());
-  const boost::shared_ptr<Channel> channel(new Channel);
-  ASSERT_TRUE(channel->Register(&without_methods));
+  Reach reach(GetParam());
+  ASSERT_TRUE(reach.Register(&without_methods));
   Recorder<Answer> answers;
-  KindsStub(channel).Ask(MakeQuery("q"), &answers);
-  ASSERT_EQ(answers.ends.size(), 1u);
+  KindsStub(reach.channel()).Ask(MakeQuery("q"), &answers);
   EXPECT_EQ(answers.code(), StatusCode::kUnknownMethod);
+  ASSERT_EQ(answers.ends.size(), 1u);
   EXPECT_EQ(answers.ends[0].message(),
             "no method lab.kinds.Kinds/Ask is known");
   EXPECT_THAT(answers.messages, IsEmpty());
 }
 
-TEST(RoutingTest, NameCanBeRegisteredOnce) {
+TEST_P(RoutingTest, NameCanBeRegisteredOnce) {
   KindsServer one("one");
   KindsServer two("two");
-  const boost::shared_ptr<Channel> channel(new Channel);
-  EXPECT_TRUE(channel->Register(one.service()));
-  EXPECT_FALSE(channel->Register(two.service()));
+  Reach reach(GetParam());
+  EXPECT_TRUE(reach.Register(one.service()));
+  EXPECT_FALSE(reach.Register(two.service()));
   Recorder<Answer> answers;
-  KindsStub(channel).Ask(MakeQuery("q"), &answers);
+  KindsStub(reach.channel()).Ask(MakeQuery("q"), &answers);
+  EXPECT_TRUE(answers.succeeded());
   EXPECT_THAT(Texts(answers), ElementsAre("one: q"));
 }
 

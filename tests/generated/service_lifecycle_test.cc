@@ -25,7 +25,7 @@ class Witness : public ::qarn::rpc::RpcServiceMethod {
         deleted_(deleted) {}
   ~Witness() override { *deleted_ = true; }
   ::qarn::rpc::ByteObserverPtr Start(const ::qarn::rpc::ClientContext&,
-                                     ::qarn::rpc::ByteObserverPtr) override {
+                                     ::qarn::rpc::ByteSenderPtr) override {
     return nullptr;
   }
 

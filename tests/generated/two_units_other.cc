@@ -9,7 +9,8 @@ using ::lab::kinds::api::Kinds;
 
 boost::shared_ptr<qarn::rpc::Channel> ServeFromOtherUnit(
     Kinds::Service* server) {
-  boost::shared_ptr<qarn::rpc::Channel> channel(new qarn::rpc::Channel);
+  boost::shared_ptr<qarn::rpc::LocalChannel> channel(
+      new qarn::rpc::LocalChannel);
   channel->Register(server->service());
   return channel;
 }

@@ -114,7 +114,7 @@ function(qarn_rpc_write_compile_config file build)
   \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
-  \"runtime\": \"${PROJECT_SOURCE_DIR}/tests/support/runtime\",
+  \"runtime\": \"${PROJECT_SOURCE_DIR}/examples/runtime\",
   \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
 }
 ")

@@ -189,7 +189,8 @@ void ExerciseService(int method_count, Methods calls) {
          name + " has all its methods");
 
   Server server;
-  const boost::shared_ptr<qarn::rpc::Channel> channel(new qarn::rpc::Channel);
+  const boost::shared_ptr<qarn::rpc::LocalChannel> channel(
+      new qarn::rpc::LocalChannel);
   Expect(channel->Register(server.service()), name + " can be registered");
   typename Service::Stub stub("client", "endpoint", qarn::rpc::ClientContext(),
                               channel);

@@ -29,7 +29,7 @@ PROJECT_PARTS = [
     "proto",
     "tests/consumers/bazel/repositories",
     "tests/consumers/bazel/workspace",
-    "tests/support/runtime",
+    "examples/runtime",
 ]
 WORKSPACE = "tests/consumers/bazel/workspace"
 GENERATE = "QarnRpcGenerate"

@@ -44,7 +44,8 @@ int main() {
   PrintMethods(shop::order::v1::Receipt::descriptor()->file(),
                Orders::full_name());
 
-  const boost::shared_ptr<qarn_rpc::Channel> channel(new qarn_rpc::Channel);
+  const boost::shared_ptr<qarn_rpc::LocalChannel> channel(
+      new qarn_rpc::LocalChannel);
   const qarn_rpc::ClientContext context("a friend");
   const Stock::Stub stock("shop", "in-process", context, channel);
   const Orders::Stub orders("shop", "in-process", context, channel);

@@ -133,7 +133,8 @@ class ReadingPrinter : public Weather::Stub::ReadingCallObserverPtr {
 int main() {
   RegistryServer registry_server;
   WeatherServer weather_server;
-  const boost::shared_ptr<qarn_rpc::Channel> channel(new qarn_rpc::Channel);
+  const boost::shared_ptr<qarn_rpc::LocalChannel> channel(
+      new qarn_rpc::LocalChannel);
   if (!channel->Register(registry_server.service()) ||
       !channel->Register(weather_server.service())) {
     return 1;

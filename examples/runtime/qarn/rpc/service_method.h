@@ -1,8 +1,8 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): the adapter from
+// Part of the example runtime (see qarn/rpc.h): the adapter from
 // a call's bytes to a handler of a generated Service. The generated traits say
 // at compile time which of the two forms the handler has.
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_METHOD_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_METHOD_H_
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_METHOD_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_METHOD_H_
 
 #include <boost/intrusive_ptr.hpp>
 #include <memory>
@@ -126,7 +126,7 @@ class RpcServiceMethodT : public RpcServiceMethod {
         handler_(handler) {}
 
   ByteObserverPtr Start(const ClientContext& context,
-                        ByteObserverPtr responses) override {
+                        ByteSenderPtr responses) override {
     const boost::intrusive_ptr<CallHandle<Response>> handle(
         new CallHandle<Response>(std::move(responses)));
     std::unique_ptr<CallObserver<Request>> call(
@@ -143,4 +143,4 @@ class RpcServiceMethodT : public RpcServiceMethod {
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_METHOD_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_METHOD_H_

@@ -1,4 +1,4 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): the two ends of
+// Part of the example runtime (see qarn/rpc.h): the two ends of
 // one direction of a call. A handle sends, an observer receives.
 //
 // A call has two directions. The client holds a CallHandle<Request> and owns a
@@ -9,11 +9,11 @@
 //   client's handle -> server's observer -> server's handle ..> client's
 //   observer
 //                owns                  owns               borrows
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CALL_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CALL_H_
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CALL_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CALL_H_
 
+#include <atomic>
 #include <boost/intrusive_ptr.hpp>
-#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,7 +23,8 @@
 namespace qarn {
 namespace rpc {
 
-// Receives one direction of a call: each message, then the end, once.
+// Receives one direction of a call: each message, then the end, once. It is
+// called by one thread at a time.
 //
 // The client's observer stays the client's: it must live until its OnEnd. The
 // server's observer, which a handler returned, belongs to the call: the runtime
@@ -36,12 +37,23 @@ class CallObserver {
   virtual void OnEnd(const Status& status) = 0;
 };
 
-// A direction of a call as it crosses the channel: serialised messages.
+// A direction of a call as it crosses the channel: serialised messages. What
+// comes in goes to an observer, what goes out to a sender.
 typedef CallObserver<std::string> ByteObserver;
 typedef std::unique_ptr<ByteObserver> ByteObserverPtr;
 
-// What all handles share: the reference count, and the delivery of bytes in
-// order, one at a time. Use CallHandle<T>.
+// Any thread may call it. See CallHandle for what the members do.
+class ByteSender {
+ public:
+  virtual ~ByteSender() {}
+  virtual bool Send(const std::string& bytes) = 0;
+  virtual void Close(const Status& status) = 0;
+  virtual void Cancel() = 0;
+  virtual bool closed() const = 0;
+};
+typedef std::shared_ptr<ByteSender> ByteSenderPtr;
+
+// What all handles share. Use CallHandle<T>.
 class CallHandleBase {
  public:
   CallHandleBase(const CallHandleBase&) = delete;
@@ -50,13 +62,16 @@ class CallHandleBase {
   // Ends this direction. The observer sees the status, after all that was sent
   // before. A second Close has no effect.
   void Close(const Status& status = Status()) {
-    if (closed_) return;
-    closed_ = true;
-    status_ = status;
-    Deliver();
+    if (sender_) sender_->Close(status);
   }
 
-  bool closed() const { return closed_; }
+  // Ends both directions with kCancelled, as far as they have not ended.
+  void Cancel() {
+    if (sender_) sender_->Cancel();
+  }
+
+  // Whether this direction has ended, by Close or because the call is over.
+  bool closed() const { return !sender_ || sender_->closed(); }
 
   friend void intrusive_ptr_add_ref(CallHandleBase* handle) {
     ++handle->references_;
@@ -66,54 +81,22 @@ class CallHandleBase {
   }
 
  protected:
-  // Without a receiver the handle is closed from the start.
-  explicit CallHandleBase(ByteObserverPtr receiver)
-      : references_(0),
-        closed_(!receiver),
-        delivering_(false),
-        receiver_(std::move(receiver)) {}
+  // Without a sender the handle is closed from the start.
+  explicit CallHandleBase(ByteSenderPtr sender)
+      : references_(0), sender_(std::move(sender)) {}
 
-  // A direction that nobody can close any more has ended, too. Nothing is left
-  // to deliver here: a delivery under way holds a reference.
+  // A direction that nobody can close any more has ended, too.
   virtual ~CallHandleBase() {
-    if (!closed_) {
-      receiver_->OnEnd(
-          Status(StatusCode::kAbandoned, "the handle was dropped, not closed"));
-    }
+    Close(Status(StatusCode::kAbandoned, "the handle was dropped, not closed"));
   }
 
   bool SendBytes(const std::string& bytes) {
-    if (closed_) return false;
-    pending_.push_back(bytes);
-    Deliver();
-    return true;
+    return sender_ && sender_->Send(bytes);
   }
 
  private:
-  void Deliver() {
-    if (delivering_) return;  // the delivery further up the stack goes on
-    // An observer may drop the last reference to the handle that feeds it.
-    boost::intrusive_ptr<CallHandleBase> self(this);
-    delivering_ = true;
-    while (!pending_.empty()) {
-      const std::string bytes = std::move(pending_.front());
-      pending_.pop_front();
-      receiver_->OnMessage(bytes);
-    }
-    if (closed_) {
-      // The receiver goes with its end, even if the handle is kept.
-      const ByteObserverPtr receiver = std::move(receiver_);
-      receiver->OnEnd(status_);
-    }
-    delivering_ = false;
-  }
-
-  long references_;
-  bool closed_;
-  bool delivering_;
-  Status status_;
-  std::deque<std::string> pending_;
-  ByteObserverPtr receiver_;
+  std::atomic<long> references_;
+  const ByteSenderPtr sender_;
 };
 
 // Sends one direction of a call. Held by boost::intrusive_ptr; may be kept for
@@ -123,10 +106,11 @@ template <class T>
 class CallHandle : public CallHandleBase {
  public:
   // For the runtime: the caller must put the handle into an intrusive_ptr.
-  explicit CallHandle(ByteObserverPtr receiver)
-      : CallHandleBase(std::move(receiver)) {}
+  explicit CallHandle(ByteSenderPtr sender)
+      : CallHandleBase(std::move(sender)) {}
 
-  // Any number of times. Returns false, and sends nothing, once it is closed.
+  // Any number of times. Over TCP it waits while the other side is behind.
+  // Returns false, and sends nothing, once the direction has ended.
   bool Send(const T& message) {
     return SendBytes(message.SerializePartialAsString());
   }
@@ -166,4 +150,4 @@ class ParsingObserver : public ByteObserver {
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CALL_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CALL_H_

@@ -1,7 +1,7 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): the base of the
+// Part of the example runtime (see qarn/rpc.h): the base of the
 // generated Stub classes, and the functions with which a Stub makes its calls.
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CLIENT_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CLIENT_H_
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CLIENT_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CLIENT_H_
 
 #include <boost/intrusive_ptr.hpp>
 #include <boost/shared_ptr.hpp>
@@ -45,9 +45,9 @@ class StubBase {
 namespace client {
 
 // Starts a call, and leaves it to the client to send requests through the
-// handle and to close it. The observer must live until its OnEnd, which an
-// unknown service or method causes before this returns; the handle, never null,
-// is then closed. A null observer means that the client does not look at the
+// handle and to close it. The observer must live until its OnEnd, which comes
+// before this returns if the call cannot be started; the handle, never null, is
+// then closed. A null observer means that the client does not look at the
 // answers.
 template <class Request, class Response>
 boost::intrusive_ptr<CallHandle<Request>> AsyncStreamingCall(
@@ -65,6 +65,7 @@ boost::intrusive_ptr<CallHandle<Request>> AsyncBatchCall(
     const boost::shared_ptr<Channel>& channel, const RpcMethod& method,
     const ClientContext& context, const Container& requests,
     CallObserver<Response>* response_observer) {
+  const Channel::Gather gather(channel.get());
   const boost::intrusive_ptr<CallHandle<Request>> handle =
       AsyncStreamingCall<Request, Response>(channel, method, context,
                                             response_observer);
@@ -79,6 +80,7 @@ boost::intrusive_ptr<CallHandle<Request>> AsyncSimpleCall(
     const boost::shared_ptr<Channel>& channel, const RpcMethod& method,
     const ClientContext& context, const Request& request,
     CallObserver<Response>* response_observer) {
+  const Channel::Gather gather(channel.get());
   const boost::intrusive_ptr<CallHandle<Request>> handle =
       AsyncStreamingCall<Request, Response>(channel, method, context,
                                             response_observer);
@@ -91,4 +93,4 @@ boost::intrusive_ptr<CallHandle<Request>> AsyncSimpleCall(
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CLIENT_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CLIENT_H_

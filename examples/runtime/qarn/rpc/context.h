@@ -1,24 +1,33 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): what travels with
+// Part of the example runtime (see qarn/rpc.h): what travels with
 // a call beside its messages.
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CONTEXT_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CONTEXT_H_
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CONTEXT_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CONTEXT_H_
 
+#include <chrono>
 #include <string>
 
 namespace qarn {
 namespace rpc {
 
-// What the client says about a call. Here it is one label, so that a test can
-// tell which context arrived; a real runtime has deadlines, metadata and so on.
+// What the client says about a call: a label, which is there to show that the
+// context arrives, and how long the client waits. A real runtime has metadata
+// and so on.
 class ClientContext {
  public:
-  ClientContext() {}
-  explicit ClientContext(const std::string& label) : label_(label) {}
+  ClientContext() : timeout_(0) {}
+  // A timeout of zero is none. The channel within the process has no clock and
+  // only passes it on; over TCP the call is cancelled when it is over.
+  explicit ClientContext(
+      const std::string& label,
+      std::chrono::milliseconds timeout = std::chrono::milliseconds(0))
+      : label_(label), timeout_(timeout) {}
 
   const std::string& label() const { return label_; }
+  std::chrono::milliseconds timeout() const { return timeout_; }
 
  private:
   std::string label_;
+  std::chrono::milliseconds timeout_;
 };
 
 // What the server's handler learns about a call. The handler gets a pointer: it
@@ -42,4 +51,4 @@ class CallContext {
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_CONTEXT_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_CONTEXT_H_

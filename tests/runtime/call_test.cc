@@ -1,6 +1,6 @@
-// What the runtime double promises about delivery and lifetime. The messages
-// here are no protobuf ones, so that bytes can be anything; run this under
-// AddressSanitizer for its full worth.
+// What the runtime promises within the process about delivery and lifetime. The
+// messages here are no protobuf ones, so that bytes can be anything; run this
+// under AddressSanitizer for its full worth.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,14 +18,14 @@ namespace {
 using ::qarn::rpc::CallContext;
 using ::qarn::rpc::CallHandle;
 using ::qarn::rpc::CallObserver;
-using ::qarn::rpc::Channel;
 using ::qarn::rpc::ClientContext;
+using ::qarn::rpc::LocalChannel;
 using ::qarn::rpc::Status;
 using ::qarn::rpc::StatusCode;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// A message as the double needs it. The text "garbled" does not parse.
+// A message as the runtime needs it. The text "garbled" does not parse.
 struct Text {
   Text() = default;
   explicit Text(std::string t) : text(std::move(t)) {}
@@ -101,7 +101,8 @@ struct TalkTraits {
 
 class CallTest : public ::testing::Test {
  protected:
-  CallTest() : service_("Desk"), channel_(new Channel), client_(&client_log_) {
+  CallTest()
+      : service_("Desk"), channel_(new LocalChannel), client_(&client_log_) {
     using ::qarn::rpc::RpcServiceMethodT;
     service_.AddMethod(
         new RpcServiceMethodT<Desk, AskTraits>(&desk_, &Desk::Service::Ask));
@@ -137,7 +138,7 @@ class CallTest : public ::testing::Test {
 
   Desk::Service desk_;
   ::qarn::rpc::RpcService service_;
-  boost::shared_ptr<Channel> channel_;
+  boost::shared_ptr<LocalChannel> channel_;
   std::vector<std::string> client_log_;
   std::vector<std::string> server_log_;
   Observer client_;
@@ -197,7 +198,7 @@ TEST_F(CallTest, HandlesOutliveTheServerAndTheChannel) {
     ::qarn::rpc::RpcService service("Desk");
     service.AddMethod(new ::qarn::rpc::RpcServiceMethodT<Desk, TalkTraits>(
         &short_lived, &Desk::Service::Talk));
-    channel_.reset(new Channel);
+    channel_.reset(new LocalChannel);
     channel_->Register(&service);
     call = Talk();
     channel_.reset();

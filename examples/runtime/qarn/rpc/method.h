@@ -1,7 +1,7 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): the description
+// Part of the example runtime (see qarn/rpc.h): the description
 // of one method, made from the generated traits.
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_METHOD_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_METHOD_H_
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_METHOD_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_METHOD_H_
 
 namespace qarn {
 namespace rpc {
@@ -60,4 +60,4 @@ RpcMethod make_rpc_method(CallSide side) {
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_METHOD_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_METHOD_H_

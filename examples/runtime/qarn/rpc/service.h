@@ -1,16 +1,19 @@
-// Part of the runtime double (see qarn/rpc.h; not installed): a service as the
-// channel sees it, a list of methods that calls can be started on.
-#ifndef QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
-#define QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
+// Part of the example runtime (see qarn/rpc.h): a service as a
+// server sees it, a list of methods that calls can be started on.
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_H_
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qarn/rpc/call.h"
 #include "qarn/rpc/context.h"
 #include "qarn/rpc/method.h"
+#include "qarn/rpc/status.h"
 
 namespace qarn {
 namespace rpc {
@@ -40,7 +43,7 @@ class RpcServiceMethod {
   // Starts a call whose answers go to `responses`. The result takes the
   // requests.
   virtual ByteObserverPtr Start(const ClientContext& context,
-                                ByteObserverPtr responses) = 0;
+                                ByteSenderPtr responses) = 0;
 
  private:
   RpcMethod method_;
@@ -80,7 +83,44 @@ class RpcService {
   std::vector<std::unique_ptr<RpcServiceMethod>> methods_;
 };
 
+// The services of one server, by full name: two objects of the same service
+// need two servers.
+class ServiceTable {
+ public:
+  ServiceTable() {}
+  ServiceTable(const ServiceTable&) = delete;
+  ServiceTable& operator=(const ServiceTable&) = delete;
+
+  // Makes the service reachable under its full name. Returns false, and changes
+  // nothing, if that name is taken. The service stays its owner's.
+  bool Register(RpcService* service) {
+    return services_.insert(std::make_pair(service->full_name(), service))
+        .second;
+  }
+
+  // Null if there is no such service or method; `status` then says which.
+  RpcServiceMethod* Find(const std::string& service, const std::string& method,
+                         Status* status) const {
+    const std::map<std::string, RpcService*>::const_iterator found =
+        services_.find(service);
+    if (found == services_.end()) {
+      *status = Status(StatusCode::kUnknownService,
+                       "no service " + service + " is registered");
+      return nullptr;
+    }
+    RpcServiceMethod* const target = found->second->FindMethod(method);
+    if (!target) {
+      *status = Status(StatusCode::kUnknownMethod,
+                       "no method " + method + " is known");
+    }
+    return target;
+  }
+
+ private:
+  std::map<std::string, RpcService*> services_;  // by full name
+};
+
 }  // namespace rpc
 }  // namespace qarn
 
-#endif  // QARN_RPC_TESTS_SUPPORT_RUNTIME_QARN_RPC_SERVICE_H_
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_SERVICE_H_

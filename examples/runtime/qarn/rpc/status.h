@@ -1,0 +1,46 @@
+// Part of the example runtime (see qarn/rpc.h): how a call ended.
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_STATUS_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_STATUS_H_
+
+#include <string>
+
+namespace qarn {
+namespace rpc {
+
+// The values are those of the wire.
+enum class StatusCode {
+  kOk = 0,
+  kUnknownService = 1,  // no service of that name is registered at the server
+  kUnknownMethod = 2,   // the service is there, the method is not
+  kAbandoned = 3,       // the sender dropped its handle without closing it
+  kBadMessage = 4,  // bytes arrived that are not a message of the right type
+  kFailed = 5,      // the application says so
+  kCancelled = 6,   // somebody called Cancel
+  kDeadlinePassed = 7,  // the client's timeout passed before the answers ended
+  kConnectionLost = 8,  // there is no connection, or it broke
+  kOverloaded = 9,      // the server has no room for the call
+  kStopping = 10,       // the server takes no new calls
+  kTooLarge = 11,       // a message is above the limit of a frame
+};
+
+// How one direction of a call ended. A default Status is success.
+class Status {
+ public:
+  Status() : code_(StatusCode::kOk) {}
+  Status(StatusCode code, const std::string& message)
+      : code_(code), message_(message) {}
+
+  bool ok() const { return code_ == StatusCode::kOk; }
+  StatusCode code() const { return code_; }
+  // For people; empty on success.
+  const std::string& message() const { return message_; }
+
+ private:
+  StatusCode code_;
+  std::string message_;
+};
+
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_STATUS_H_

@@ -1,0 +1,42 @@
+// The two channels of the example runtime, for tests that hold for both.
+#ifndef QARN_RPC_TESTS_GENERATED_WAYS_H_
+#define QARN_RPC_TESTS_GENERATED_WAYS_H_
+
+#include <gtest/gtest.h>
+
+#include <boost/shared_ptr.hpp>
+#include <memory>
+#include <string>
+
+#include "qarn/rpc.h"
+
+enum class Way { kLocal, kTcp };
+
+// For INSTANTIATE_TEST_SUITE_P: names a test after its way.
+inline std::string WayName(const ::testing::TestParamInfo<Way>& info) {
+  return info.param == Way::kTcp ? "Tcp" : "Local";
+}
+
+// A server of one of the two sorts, and a channel to it. What is registered
+// must outlive it.
+class Reach {
+ public:
+  explicit Reach(Way way);
+  ~Reach();
+
+  // Before channel().
+  bool Register(qarn::rpc::RpcService* service);
+
+  // The first call makes the server listen. Nobody may keep the result beyond
+  // this object.
+  boost::shared_ptr<qarn::rpc::Channel> channel();
+
+ private:
+  // In ways.cc alone, since Boost.Asio takes long to compile.
+  struct Tcp;
+
+  boost::shared_ptr<qarn::rpc::LocalChannel> local_;
+  std::unique_ptr<Tcp> tcp_;
+};
+
+#endif  // QARN_RPC_TESTS_GENERATED_WAYS_H_
