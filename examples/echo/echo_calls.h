@@ -47,7 +47,7 @@ class Progress {
   // Waits for that many answers, or the end.
   void WaitForAnswers(int count) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [=] { return ended_ || answers_ >= count; });
+    changed_.wait(lock, [this, count] { return ended_ || answers_ >= count; });
   }
   // Waits for the end; says whether it was a success.
   bool WaitForEnd() {

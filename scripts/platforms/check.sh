@@ -163,7 +163,7 @@ build_by_script() {
 test_by_script() {
   local compiler=$1 log="$folder/tests.log"
   mapfile -t sources < <(find tests/unit tests/golden tests/support -name '*.cc' \
-    ! -path '*/proto/*' ! -path '*/runtime/*')
+    ! -path '*/proto/*')
   compile_all "$compiler" "${sources[@]}" || return
   sources=("${sources[@]/#/$objects/}")
   "$compiler" "${library[@]}" "${sources[@]/%/.o}" \

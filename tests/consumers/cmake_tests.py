@@ -11,6 +11,7 @@ from consumers.context import (
     OPTIONS,
     SCHEMA,
     TEXT,
+    copy_into,
     expect_deleted_files_back,
     add_spare_service,
     expect_only_what_changed,
@@ -19,7 +20,16 @@ from consumers.context import (
     write_program,
 )
 from consumers.watched_build import WatchedBuild
-from support.testkit import Skip, expect, expect_in, fresh_folder, run
+from support.testkit import Failure, Skip, expect, expect_in, fresh_folder, run
+
+
+def fails(command):
+    """Whether the command ends with a status other than 0."""
+    try:
+        run(command)
+    except Failure:
+        return True
+    return False
 
 
 def expect_exact_rebuilds(context, project, build):
@@ -46,6 +56,27 @@ def test_cmake_ninja(context):
     with open(os.path.join(build.folder, "text.pb.h"), encoding="utf-8") as file:
         expect_in("text.pb.h", file.read(), "set_number(")
     expect_deleted_files_back(build.folder, build)
+
+
+def test_cmake_example(context):
+    """The example that is installed with the documents: a server and a client, which
+    talk over TCP, and a conversation that is not the right one is refused."""
+    examples = fresh_folder(os.path.join(context.work, "examples"))
+    copy_into(examples, os.path.join(context.prefix, "share", "doc", "qarn-rpc-gen", "examples"))
+    echo = os.path.join(examples, "echo")
+    build = os.path.join(context.work, "build")
+    # What its README says.
+    run(["cmake", "-S", echo, "-B", build, f"-DCMAKE_PREFIX_PATH={context.prefix}"])
+    run(["cmake", "--build", build, "--parallel", "2"])
+    talk = [os.path.join(echo, "talk.sh")]
+    talk += [os.path.join(build, name) for name in ("echo_server", "echo_client")]
+    output = run(talk)
+    for line in ("server: you said: then good night", '(server: a call from "a guest")', "stopped"):
+        expect_in("output of talk.sh", output, line)
+    conversation = os.path.join(echo, "conversation.txt")
+    with open(conversation, "a", encoding="utf-8") as file:
+        file.write("server: and good night to you\n")
+    expect("whether another conversation is refused", fails(talk), True)
 
 
 def test_cmake_makefiles(context):

@@ -22,7 +22,15 @@ INSTALLED = {
     "share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets.cmake",
     "share/doc/qarn-rpc-gen/README.md",
     "share/doc/qarn-rpc-gen/docs/using.md",
+    "share/doc/qarn-rpc-gen/examples/echo/CMakeLists.txt",
+    "share/doc/qarn-rpc-gen/examples/echo/conversation.txt",
+    "share/doc/qarn-rpc-gen/examples/echo/echo_client.cc",
+    "share/doc/qarn-rpc-gen/examples/echo/echo_server.cc",
     "share/doc/qarn-rpc-gen/examples/echo/main.cc",
+    "share/doc/qarn-rpc-gen/examples/echo/talk.sh",
+    "share/doc/qarn-rpc-gen/examples/runtime/README.md",
+    "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc.h",
+    "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc/tcp.h",
     "share/man/man1/protoc-gen-qarn-rpc-any.1",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
@@ -34,7 +42,7 @@ INSTALLED = {
 # the names that generated code uses.
 ALSO_INSTALLED = re.compile(
     r"share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets-\w+\.cmake$"
-    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc)$"
+    r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc|h)$"
     r"|share/qarn-rpc-gen/check_runtime/(files|probes)/[\w.]+\.(h|cc|proto)$"
 )
 

@@ -203,7 +203,9 @@ def copy_of_runtime(context, changes, name="runtime"):
     parts = os.path.join(folder, "qarn", "rpc")
     for file, old, new in changes:
         changed = 0
-        for part in [file] if file else sorted(os.listdir(parts)):
+        # What is over TCP, in a folder of its own, no generated file includes.
+        headers = sorted(name for name in os.listdir(parts) if name.endswith(".h"))
+        for part in [file] if file else headers:
             path = os.path.join(parts, part)
             with open(path, encoding="utf-8") as stream:
                 text = stream.read()

@@ -31,13 +31,19 @@ class Recorder : public qarn::rpc::CallObserver<T> {
   // there. Within the process it always is.
   bool WaitForMessages(std::size_t count) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::minutes(1),
-                             [=] { return messages.size() >= count; });
+    return changed_.wait_for(lock, std::chrono::minutes(1), [this, count] {
+      return messages.size() >= count;
+    });
   }
   bool WaitForEnd() {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, std::chrono::minutes(1),
                              [this] { return !ends.empty(); });
+  }
+
+  bool ended() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return !ends.empty();
   }
 
   // Waits for the end. True if there was one and it was a success.

@@ -93,7 +93,8 @@ TEST(FrameTest, IsReadWhateverThePiecesItArrivesIn) {
   frame.payload = large;
   AppendFrame(frame, &bytes);
   bytes += Hello();
-  for (const std::size_t most : {1, 2, 3, 11, 12, 13, 17, 4096, 1 << 20}) {
+  for (const std::size_t most :
+       std::vector<std::size_t>{1, 2, 3, 11, 12, 13, 17, 4096, 1 << 20}) {
     EXPECT_THAT(
         Read(bytes, most),
         ElementsAre("2 0 0 1 hello", "2 0 0 2 " + large, "2 0 0 1 hello"))

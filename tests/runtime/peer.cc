@@ -245,7 +245,7 @@ class Arrivals : public qarn::rpc::CallObserver<Answer> {
   void OnEnd(const qarn::rpc::Status&) override {}
   void WaitFor(int count) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [=] { return count_ >= count; });
+    changed_.wait(lock, [this, count] { return count_ >= count; });
   }
 
  private:

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <boost/shared_ptr.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -21,6 +22,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "generated/recorder.h"
@@ -258,7 +260,7 @@ TEST_P(KilledServerTest, EndsTheCallOnce) {
     EXPECT_TRUE(handle->Send(MakeQuery("a")));
     ASSERT_TRUE(answers.WaitForMessages(1));
   }
-  EXPECT_THAT(answers.ends, SizeIs(0));
+  EXPECT_FALSE(answers.ended());
 
   server.process().Kill();
   EXPECT_EQ(answers.code(), StatusCode::kConnectionLost);
@@ -621,7 +623,7 @@ TEST_F(TcpTest, SlowHandlerKeepsNoOtherCallOfItsConnectionWaiting) {
     }
   }
   for (Recorder<Answer>& each : quick) EXPECT_TRUE(each.succeeded());
-  EXPECT_THAT(slow.ends, SizeIs(0));
+  EXPECT_FALSE(slow.ended());
   EXPECT_TRUE(slow.succeeded());
 }
 
@@ -693,6 +695,62 @@ TEST_F(TcpTest, FrameAboveTheReceiversLimitEndsTheConnection) {
   client.stub.Ask(MakeQuery(std::string(5 << 20, 'x')), &answers);
   EXPECT_EQ(answers.code(), StatusCode::kConnectionLost);
   EXPECT_TRUE(Serves(&server));
+}
+
+// The limits of a call alone would let many calls hold very much.
+TEST_F(TcpTest, MoreThanAConnectionMayHoldEndsIt) {
+  IoThreads server_threads(20);
+  TcpOptions options;
+  options.bytes_per_connection = 300000;
+  // Observers that stand still.
+  class Holder : public Kinds::Service {
+   public:
+    void Ask(qarn::rpc::CallContext*, const Query&,
+             const AskCallHandle&) override {}
+    void Watch(qarn::rpc::CallContext*, const Query&,
+               const WatchCallHandle&) override {}
+    QueryCallObserverPtr Upload(qarn::rpc::CallContext*,
+                                const UploadCallHandle& handle) override {
+      class Still : public CallObserver<Query> {
+       public:
+        explicit Still(const UploadCallHandle& answer) : answer_(answer) {}
+        void OnMessage(const Query&) override {
+          while (!answer_->closed()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+          }
+        }
+        void OnEnd(const Status&) override {}
+
+       private:
+        const UploadCallHandle answer_;
+      };
+      return new Still(handle);
+    }
+    QueryCallObserverPtr Chat(qarn::rpc::CallContext*,
+                              const ChatCallHandle&) override {
+      return nullptr;
+    }
+  };
+  Holder holder;
+  qarn::rpc::TcpServer server(&server_threads, options);
+  ASSERT_TRUE(server.Register(holder.service()));
+  std::string reason;
+  ASSERT_TRUE(server.Listen("127.0.0.1", 0, &reason)) << reason;
+  Client client(&threads_, server.port());
+  Recorder<Answer> answers[8];
+  std::vector<Kinds::UploadClientCallPtr> uploads;
+  for (Recorder<Answer>& each : answers) {
+    uploads.push_back(client.stub.Upload(&each));
+  }
+  // Each is within its own limit.
+  for (const Kinds::UploadClientCallPtr& upload : uploads) {
+    for (int i = 0; i < 10; ++i) {
+      upload->Send(MakeQuery(std::string(5000, 'x')));
+    }
+  }
+  for (Recorder<Answer>& each : answers) {
+    EXPECT_EQ(each.code(), StatusCode::kConnectionLost);
+  }
 }
 
 TEST_F(TcpTest, GarbageEndsItsConnectionAlone) {

@@ -12,8 +12,8 @@
 //  - Every observer sees its messages and then exactly one OnEnd, whatever
 //    becomes of the other side: kConnectionLost if it went away.
 //  - A sender that is faster than its receiver waits in Send. On their way to
-//    an observer are at most 64 KiB of a direction of a call (or one message,
-//    if it is larger), and 64 bytes of that for each message. While more than
+//    an observer are at most 64 KiB of a direction of a call and one message
+//    more, where each message counts 64 bytes beside its own. While more than
 //    1 MiB waits for a socket, Send and new calls wait, too. So do not make an
 //    observer wait for what another observer of the same call must do.
 //  - A frame above the limit, and anything else that this side would not send,
@@ -165,20 +165,22 @@ class TcpServer {
   // kConnectionLost. Returns when all handlers and observers have returned, so
   // none of them may call it.
   void Stop(std::chrono::milliseconds patience) {
+    const std::chrono::steady_clock::time_point until =
+        std::chrono::steady_clock::now() + patience;
     endpoint_->stopping = true;
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       acceptor_.reset();
       retry_.reset();
     }
-    endpoint_->WaitUntilIdle(patience);
+    endpoint_->WaitUntilIdle(until);
     std::set<tcp::ConnectionPtr> connections;
     {
       std::unique_lock<std::mutex> lock(mutex_);
       connections = connections_;
     }
     for (const tcp::ConnectionPtr& connection : connections) {
-      connection->Close("the server was stopped");
+      connection->Close("the server was stopped", until);
     }
     endpoint_->WaitUntilIdle();
     // What is called when a connection closes uses this object.

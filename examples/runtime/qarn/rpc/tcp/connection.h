@@ -15,6 +15,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -43,6 +44,9 @@ struct TcpOptions {
   std::size_t frame_limit = 4 << 20;
   // A server ends what is above that with kOverloaded.
   std::size_t calls_per_connection = 4096;
+  // What may have come over a connection and not been seen by observers. More
+  // ends the connection; well-behaved calls need 64 KiB each, or one message.
+  std::size_t bytes_per_connection = 256 << 20;
 };
 
 namespace tcp {
@@ -78,10 +82,10 @@ struct Endpoint {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (--calls_ == 0) idle_.notify_all();
   }
-  // Waits until no call runs, for at most so long; says whether that is so.
-  bool WaitUntilIdle(std::chrono::milliseconds patience) {
+  // Waits until no call runs, but not for longer than `until`.
+  void WaitUntilIdle(std::chrono::steady_clock::time_point until) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return idle_.wait_for(lock, patience, [this] { return calls_ == 0; });
+    idle_.wait_until(lock, until, [this] { return calls_ == 0; });
   }
   void WaitUntilIdle() {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -151,15 +155,7 @@ class Gathering {
   static void Start() { ++held().depth; }
   static void Stop();
   // Takes over the connection's Flush, if this thread gathers.
-  static bool Take(const ConnectionPtr& connection) {
-    Held& mine = held();
-    if (mine.depth == 0) return false;
-    for (const ConnectionPtr& other : mine.connections) {
-      if (other == connection) return true;
-    }
-    mine.connections.push_back(connection);
-    return true;
-  }
+  static bool Take(Connection* connection);
 
  private:
   struct Held {
@@ -204,9 +200,15 @@ class Connection : public std::enable_shared_from_this<Connection> {
     Read();
   }
 
-  // Ends the connection: of all calls, both directions.
-  void Close(const std::string& why) {
+  // Ends the connection: of all calls, both directions. What waits for the
+  // socket is written before, as far as the other side takes it until then.
+  void Close(const std::string& why,
+             std::chrono::steady_clock::time_point until = {}) {
     std::unique_lock<std::mutex> lock(mutex_);
+    FlushLocked();
+    closing_ = true;
+    writable_.wait_until(lock, until,
+                         [this] { return closed_ || queue_.empty(); });
     CloseLocked(why);
     Unlock(&lock);
   }
@@ -278,14 +280,15 @@ class Connection : public std::enable_shared_from_this<Connection> {
       Unlock(&lock);
       return false;
     }
-    if (call->credit_ <= 0 || QueueFull()) {
-      FlushLocked();
+    const auto can_go_on = [this, call] {
+      return !call->sending_ || (call->credit_ > 0 && !QueueFull());
+    };
+    if (!can_go_on()) FlushLocked();
+    if (!can_go_on()) {
       const IoThreads::Waiting waiting;
       if (waiting.allowed()) {
-        writable_.wait(lock, [this, call] {
-          return !call->sending_ || (call->credit_ > 0 && !QueueFull());
-        });
-      } else if (call->sending_) {
+        writable_.wait(lock, can_go_on);
+      } else {
         EndSending(call, Status(StatusCode::kOverloaded, kNoThread));
       }
     }
@@ -355,7 +358,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
       return;
     }
     if (blocked_) return;
-    if (Gathering::Take(shared_from_this())) {
+    if (Gathering::Take(this)) {
       Hold();
     } else if (kind == FrameKind::kMessage && wrote_message_ &&
                queue_.size() - written_ < kHoldSize) {
@@ -368,7 +371,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     }
   }
 
-  // Has what is in the queue written soon.
+  // Has what is in the queue written soon, and helps where a handler keeps
+  // other calls waiting.
   void Hold() {
     if (holding_) return;
     holding_ = true;
@@ -379,7 +383,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
           self->holding_ = false;
           self->wrote_message_ = false;
           self->FlushLocked();
+          const BatchPtr batch = self->UnfinishedBatch();
           self->Unlock(&lock);
+          if (batch) batch->Work();
         });
   }
 
@@ -422,7 +428,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
       queue_.erase(0, written_);
       written_ = 0;
     }
-    if (was_full && !QueueFull()) writable_.notify_all();
+    if ((was_full && !QueueFull()) || closing_) writable_.notify_all();
   }
 
   // ---------------------------------------------------------------------------
@@ -440,7 +446,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   }
 
   void OnRead(const boost::system::error_code& error, std::size_t count) {
-    std::vector<CallPtr> ready;
+    BatchPtr batch;
     {
       std::unique_lock<std::mutex> lock(mutex_);
       if (closed_) return;
@@ -452,15 +458,15 @@ class Connection : public std::enable_shared_from_this<Connection> {
         reader_.Filled(count);
         wrote_message_ = false;
         if (!TakeFrames()) {
-          CloseLocked("the other side sent what is no frame of this protocol");
+          CloseLocked("the other side sent what it may not");
         }
         // From here on another thread may read.
         if (!closed_) Read();
       }
-      ready.swap(ready_);
+      batch = MakeBatch();
       TellClosed(&lock);
     }
-    RunAll(std::move(ready));
+    batch->Work();
   }
 
   bool TakeFrames() {
@@ -487,12 +493,16 @@ class Connection : public std::enable_shared_from_this<Connection> {
     if (found == calls_.end()) return true;
     // What follows may finish the call.
     const CallPtr call = found->second;
-    const Status status(frame.status, std::string(frame.payload));
     switch (frame.kind) {
       case FrameKind::kMessage: {
         if (call->peer_ended_ || call->unseen_ >= kWindow) return false;
         if (call->ended_) return true;
         call->unseen_ += Cost(frame.payload.size());
+        unseen_ += Cost(frame.payload.size());
+        if (unseen_ > static_cast<std::int64_t>(
+                          endpoint_->options.bytes_per_connection)) {
+          return false;
+        }
         call->inbox_.emplace_back(frame.payload);
         Schedule(call);
         return true;
@@ -500,12 +510,14 @@ class Connection : public std::enable_shared_from_this<Connection> {
       case FrameKind::kEnd:
         if (call->peer_ended_) return false;
         call->peer_ended_ = true;
-        End(call.get(), status, /*discard=*/false);
+        End(call.get(), Status(frame.status, std::string(frame.payload)),
+            /*discard=*/false);
         return true;
       case FrameKind::kAbort:
         call->peer_ended_ = true;
         call->sending_ = false;
-        End(call.get(), status, /*discard=*/true);
+        End(call.get(), Status(frame.status, std::string(frame.payload)),
+            /*discard=*/true);
         FinishIfDone(call.get());
         writable_.notify_all();
         return true;
@@ -554,7 +566,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   }
 
   // ---------------------------------------------------------------------------
-  // Calls. The mutex is held, but in Run and RunAll.
+  // Calls. The mutex is held, but in Run.
 
   // Sets how the incoming direction ends, if that is not known yet.
   void End(Call* call, const Status& status, bool discard) {
@@ -608,11 +620,13 @@ class Connection : public std::enable_shared_from_this<Connection> {
   // Ends a stretch of work under the mutex: what became ready is run by the
   // pool, since this may be a thread of the user's.
   void Unlock(std::unique_lock<std::mutex>* lock) {
-    if (!ready_.empty()) {
-      boost::asio::post(
-          *io_, [batch = MakeBatch(std::move(ready_))] { Work(batch); });
-      ready_.clear();
+    for (CallPtr& call : ready_) {
+      boost::asio::post(*io_, [ready = std::move(call)] {
+        const Gathering gathering;
+        ready->connection_->Run(ready);
+      });
     }
+    ready_.clear();
     TellClosed(lock);
   }
 
@@ -624,44 +638,57 @@ class Connection : public std::enable_shared_from_this<Connection> {
     if (on_closed) on_closed(this);
   }
 
-  // Calls that wait for a thread. Whoever has one free takes the next, so that
-  // a slow handler keeps none of the others waiting.
+  // Calls whose frames arrived together. The thread that read them runs them
+  // one after the other, which is fastest as long as their handlers are quick.
+  // When one is not, another thread takes those that are left.
   struct Batch {
-    boost::asio::io_context* io;
+    explicit Batch(std::vector<CallPtr> all) : calls(std::move(all)) {}
+    void Work() {
+      const Gathering gathering;
+      for (std::size_t i = next++; i < calls.size(); i = next++) {
+        const CallPtr call = std::move(calls[i]);
+        call->connection_->Run(call);
+      }
+    }
+
     std::vector<CallPtr> calls;
     std::atomic<std::size_t> next{0};
   };
   typedef std::shared_ptr<Batch> BatchPtr;
 
-  BatchPtr MakeBatch(std::vector<CallPtr> calls) const {
-    const BatchPtr batch = std::make_shared<Batch>();
-    batch->io = io_;
-    batch->calls = std::move(calls);
+  // Makes a batch of what is ready, and sees to it that it gets help.
+  BatchPtr MakeBatch() {
+    const BatchPtr batch = std::make_shared<Batch>(std::move(ready_));
+    ready_.clear();
+    if (batch->calls.size() > 1) {
+      batches_.push_back(batch);
+      WatchBatches();
+    }
     return batch;
   }
 
-  void RunAll(std::vector<CallPtr> calls) {
-    if (calls.size() == 1) {
-      const Gathering gathering;
-      Run(calls[0]);
-    } else if (!calls.empty()) {
-      Work(MakeBatch(std::move(calls)));
+  // A batch with calls that no thread has taken, or null.
+  BatchPtr UnfinishedBatch() {
+    while (!batches_.empty() &&
+           batches_.front()->next >= batches_.front()->calls.size()) {
+      batches_.pop_front();
     }
+    if (batches_.empty()) return BatchPtr();
+    WatchBatches();
+    return batches_.front();
   }
 
-  static void Work(const BatchPtr& batch) {
-    const Gathering gathering;
-    bool helper = false;
-    for (;;) {
-      const std::size_t index = batch->next++;
-      if (index >= batch->calls.size()) return;
-      if (!helper && index + 1 < batch->calls.size()) {
-        helper = true;
-        boost::asio::post(*batch->io, [batch] { Work(batch); });
-      }
-      const CallPtr call = std::move(batch->calls[index]);
-      call->connection_->Run(call);
+  void WatchBatches() {
+    if (!closed_) {
+      Hold();
+      return;
     }
+    boost::asio::post(*io_, [self = shared_from_this()] {
+      std::unique_lock<std::mutex> lock(self->mutex_);
+      const BatchPtr batch = self->UnfinishedBatch();
+      lock.unlock();
+      if (batch) batch->Work();
+    });
   }
 
   // Calls the observer with all that is there. Only for the thread that set
@@ -684,6 +711,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
           if (!call->discard_) call->receiver_->OnMessage(bytes);
         }
         lock.lock();
+        unseen_ -= cost;
         GiveCredit(call.get(), cost);
       } else if (call->ended_ && call->receiving_) {
         call->receiving_ = false;
@@ -715,12 +743,15 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
   mutable std::mutex mutex_;          // of all that follows
   std::condition_variable writable_;  // a Send that waits may go on, perhaps
+  bool closing_ = false;              // Close waits until all is written
   bool closed_ = false;
   std::string why_closed_;
   std::function<void(Connection*)> on_closed_;
   std::uint32_t last_number_ = 0;  // of the calls that were started
   std::unordered_map<std::uint32_t, CallPtr> calls_;
-  std::vector<CallPtr> ready_;  // to be run when the mutex is free
+  std::vector<CallPtr> ready_;    // to be run when the mutex is free
+  std::deque<BatchPtr> batches_;  // the oldest first; some may be done
+  std::int64_t unseen_ = 0;       // of all calls
 
   std::string queue_;  // what is to be written, of which ...
   std::size_t written_ = 0;
@@ -732,6 +763,16 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::optional<boost::asio::ip::tcp::socket> socket_;  // until it is closed
   std::optional<boost::asio::steady_timer> hold_timer_;
 };
+
+inline bool Gathering::Take(Connection* connection) {
+  Held& mine = held();
+  if (mine.depth == 0) return false;
+  for (const ConnectionPtr& other : mine.connections) {
+    if (other.get() == connection) return true;
+  }
+  mine.connections.push_back(connection->shared_from_this());
+  return true;
+}
 
 inline void Gathering::Stop() {
   Held& mine = held();
