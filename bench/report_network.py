@@ -63,7 +63,7 @@ def section(measured):
     )
     yield (
         f"Measured on {measured['date']} on {measured['machine']}, by `scripts/bench.sh "
-        f"--network`: {measured['rounds']} rounds, in which the programs take turns, "
+        f"--network`. Rounds: {measured['rounds']}, in which the programs take turns, with "
         f"{measured['seconds']:g} s for each row. Client and server are two processes with "
         f"{measured['threads']} threads each, on the loopback. The rates are of all rounds, those "
         "of the streams medians."
