@@ -172,7 +172,7 @@ def check_page(files):
     for path in (files.root / "examples/echo", files.root / "tests/consumers/cmake"):
         shutil.copytree(path, folder, dirs_exist_ok=True)
     run(["sh", "-e", "-c", download.replace("VERSION", files.version)], cwd=folder)
-    runtime = files.root / "tests/support/runtime"
+    runtime = files.root / "examples/runtime"
     configure = configure.strip().replace("VERSION", files.version)
     run(["sh", "-e", "-c", f"{configure} -DRPC_RUNTIME_DIR='{runtime}'"], cwd=folder)
     run(["cmake", "--build", "build"], cwd=folder)
