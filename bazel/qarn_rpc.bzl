@@ -165,8 +165,6 @@ def _sources_rule(toolchains):
                 mandatory = True,
                 doc = "The protoc program, or what stands for that of the toolchain.",
             ),
-            # protoc starts the plugin: both have to be of one platform.
-            "_use_auto_exec_groups": attr.bool(default = False),
         },
         toolchains = toolchains,
     )
