@@ -95,8 +95,8 @@ class RefusalsTest(unittest.TestCase):
         self.expect_refusal(
             ["1.2.3", "--out", str(self.tree / "scripts")],
             1,
-            f"release.sh: {self.tree}/scripts is there and holds other files than those of a release; "
-            "name another folder with --out\n",
+            f"release.sh: {self.tree}/scripts is there and holds other files than those of a "
+            "release; name another folder with --out\n",
         )
 
     def test_knows_the_date_of_the_release(self):
