@@ -101,6 +101,10 @@ command -v "${compiler[0]}" >/dev/null ||
 echo >"$work/empty.cc"
 compile empty -fsyntax-only "$work/empty.cc" ||
   fail 4 "the compiler '${compiler[*]}' does not compile an empty file: $(first_error empty)"
+# g++ 16 sets the reason of an error apart by bullets, unless it is told not to.
+if compile plain -fdiagnostics-plain-output -fsyntax-only "$work/empty.cc"; then
+  flags+=(-fdiagnostics-plain-output)
+fi
 
 # The first of the files that exists.
 first_of() {
