@@ -502,7 +502,7 @@ def test_cmake_check_runtime(context):
             (
                 "status.h",
                 "enum class StatusCode",
-                'static_assert(__cplusplus == 201402L, "14");\n'
+                'static_assert(__cplusplus == 202002L, "20");\n'
                 'static_assert(sizeof(WORDS) == 4, "a b");\n'
                 "#if !defined(ON) || !defined(ARGUMENT_OF_CXX)\n#error\n#endif\n"
                 "enum class StatusCode",

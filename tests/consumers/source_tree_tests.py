@@ -5,7 +5,7 @@ import re
 import shutil
 
 from consumers.context import ECHO, TEXT, runs
-from support.testkit import expect, expect_in, fresh_folder, run
+from support.testkit import Skip, expect, expect_in, fresh_folder, run
 
 
 def copy_of_source_tree(context, folder):
@@ -72,6 +72,13 @@ def test_own_protobuf(context):
     run(["cmake", "--build", build.folder, "--target", "qarn_rpc_options"])
 
 
+def skip_with_package_of_protobuf(build):
+    """Skips where protobuf has a CMake package: what it finds then, CMake's own
+    module does not put into the cache."""
+    if not cached(build, "Protobuf_INCLUDE_DIR"):
+        raise Skip("protobuf was found through its CMake package")
+
+
 def test_boost(context):
     """Boost's headers are found with and without its CMake package."""
     for option in ("OFF", "ON"):
@@ -88,6 +95,7 @@ def test_boost(context):
             ]
         )
     found = cached(build, "Boost_INCLUDE_DIR")
+    skip_with_package_of_protobuf(build)
     (protobuf,) = cached(build, "Protobuf_INCLUDE_DIR")
     output = run(
         [
@@ -120,6 +128,7 @@ def test_static_option(context):
         (["-DQARN_RPC_STATIC=ON"], ".a"),
     ):
         run(["cmake", "-S", context.source, "-B", build, "-DQARN_RPC_BUILD_TESTS=OFF", *option])
+        skip_with_package_of_protobuf(build)
         found = cached(build, "Protobuf_(?:PROTOC_)?LIBRARY_RELEASE")
         expect(
             f"libraries with {option}",
