@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "support/read_frames.h"
+
 namespace {
 
 using ::qarn::rpc::StatusCode;
@@ -29,31 +31,16 @@ constexpr std::size_t kLimit = 1 << 20;
 // Gives the reader `bytes`, `most` at a time, and describes what comes out.
 std::vector<std::string> Read(const std::string& bytes, std::size_t most,
                               std::size_t limit = kLimit) {
-  FrameReader reader(limit);
   std::vector<std::string> read;
-  Frame frame;
-  for (std::size_t at = 0; at < bytes.size();) {
-    char* const room = reader.room();
-    EXPECT_GT(reader.room_size(), 0u);
-    const std::size_t count =
-        std::min({most, reader.room_size(), bytes.size() - at});
-    std::memcpy(room, bytes.data() + at, count);
-    reader.Filled(count);
-    at += count;
-    for (;;) {
-      const FrameReader::Result result = reader.Next(&frame);
-      if (result == FrameReader::Result::kIncomplete) break;
-      if (result == FrameReader::Result::kMalformed) {
-        read.emplace_back("malformed");
-        return read;
-      }
-      read.push_back(std::to_string(static_cast<int>(frame.kind)) + " " +
-                     std::to_string(static_cast<int>(frame.direction)) + " " +
-                     std::to_string(static_cast<int>(frame.status)) + " " +
-                     std::to_string(frame.call) + " " +
-                     std::string(frame.payload));
-    }
-  }
+  const bool is_well_formed = ::qarn::rpc::testing::ReadFrames(
+      bytes, most, limit, [&read](const Frame& frame) {
+        read.push_back(std::to_string(static_cast<int>(frame.kind)) + " " +
+                       std::to_string(static_cast<int>(frame.direction)) + " " +
+                       std::to_string(static_cast<int>(frame.status)) + " " +
+                       std::to_string(frame.call) + " " +
+                       std::string(frame.payload));
+      });
+  if (!is_well_formed) read.emplace_back("malformed");
   return read;
 }
 

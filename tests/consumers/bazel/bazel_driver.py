@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import time
 
 from support.testkit import Failure, run
 
@@ -155,3 +156,15 @@ class Bazel:
         return [
             PlannedAction(action, targets, paths, input_sets) for action in graph.get("actions", [])
         ]
+
+
+def run_steps(test, steps):
+    """Calls each step with the test, says how long it took, and ends the servers."""
+    try:
+        for step in steps:
+            start = time.monotonic()
+            print(f"{step.__name__}: {step.__doc__}", flush=True)
+            step(test)
+            print(f"  passed, {time.monotonic() - start:.1f} s", flush=True)
+    finally:
+        test.bazel.shutdown()

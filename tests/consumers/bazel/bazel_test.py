@@ -12,9 +12,8 @@ import re
 import shutil
 import subprocess
 import sys
-import time
 
-from consumers.bazel.bazel_driver import Bazel
+from consumers.bazel.bazel_driver import Bazel, run_steps
 from consumers.bazel.registry import write_registry
 from consumers.bazel.servers import http_cache
 from support.testkit import Failure, Skip, expect, run, status_of
@@ -917,15 +916,7 @@ def main():
         raise Skip("for lack of " + ", ".join(missing))
     remove_tree(options.work)
     os.makedirs(options.work)
-    test = Test(options)
-    try:
-        for step in STEPS + (SID_STEPS if options.sid else []):
-            start = time.monotonic()
-            print(f"{step.__name__}: {step.__doc__}", flush=True)
-            step(test)
-            print(f"  passed, {time.monotonic() - start:.1f} s", flush=True)
-    finally:
-        test.bazel.shutdown()
+    run_steps(Test(options), STEPS + (SID_STEPS if options.sid else []))
 
 
 if __name__ == "__main__":

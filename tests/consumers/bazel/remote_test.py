@@ -19,7 +19,7 @@ import subprocess
 import sys
 import time
 
-from consumers.bazel.bazel_driver import Bazel
+from consumers.bazel.bazel_driver import Bazel, run_steps
 from consumers.bazel.bazel_test import GENERATE, WORKSPACE
 from consumers.bazel.servers import remote_execution
 from support.testkit import Failure, Skip, expect, fresh_folder, need, run, status_of
@@ -396,15 +396,7 @@ def main():
     need("bazel", package="bazel-bootstrap")
     need("buildbox-casd", "trexe", package="buildbox")
     need("siso")
-    test = Test(options)
-    try:
-        for step in STEPS:
-            start = time.monotonic()
-            print(f"{step.__name__}: {step.__doc__}", flush=True)
-            step(test)
-            print(f"  passed, {time.monotonic() - start:.1f} s", flush=True)
-    finally:
-        test.bazel.shutdown()
+    run_steps(Test(options), STEPS)
 
 
 if __name__ == "__main__":

@@ -1,21 +1,19 @@
 // The bytes are what arrives at a connection of the example runtime. The first
 // says in what pieces.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <string>
 #include <string_view>
 
 #include "qarn/rpc/tcp/frame.h"
+#include "support/read_frames.h"
 
 namespace {
 
 using qarn::rpc::tcp::Frame;
-using qarn::rpc::tcp::FrameReader;
 
 constexpr std::size_t kLimit = 1000;
 
@@ -28,35 +26,20 @@ void Expect(bool holds, const char* what) {
 // Reads as a connection does, and describes what it saw: the frames, written
 // once more, and whether more could follow.
 std::string Read(std::string_view bytes, std::size_t most) {
-  FrameReader reader(kLimit);
   std::string written;
-  Frame frame;
-  for (std::size_t at = 0; at < bytes.size();) {
-    char* const room = reader.room();
-    Expect(reader.room_size() > 0, "there is no room to read into");
-    const std::size_t count =
-        std::min({most, reader.room_size(), bytes.size() - at});
-    std::memcpy(room, bytes.data() + at, count);
-    reader.Filled(count);
-    at += count;
-    for (;;) {
-      const FrameReader::Result result = reader.Next(&frame);
-      if (result == FrameReader::Result::kIncomplete) break;
-      if (result == FrameReader::Result::kMalformed) {
-        return written + "malformed";
-      }
-      Expect(frame.payload.size() <= kLimit, "a payload is above the limit");
-      AppendFrame(frame, &written);
-      Expect(bytes.substr(0, written.size()) == written,
-             "a frame is not written as it was read");
-      qarn::rpc::tcp::StartPayload start;
-      if (ParseStart(frame.payload, &start)) {
-        Expect(StartBytes(start) == frame.payload,
-               "a start is not written as it was read");
-      }
-    }
-  }
-  return written;
+  const bool is_well_formed = qarn::rpc::testing::ReadFrames(
+      bytes, most, kLimit, [&](const Frame& frame) {
+        Expect(frame.payload.size() <= kLimit, "a payload is above the limit");
+        AppendFrame(frame, &written);
+        Expect(bytes.substr(0, written.size()) == written,
+               "a frame is not written as it was read");
+        qarn::rpc::tcp::StartPayload start;
+        if (ParseStart(frame.payload, &start)) {
+          Expect(StartBytes(start) == frame.payload,
+                 "a start is not written as it was read");
+        }
+      });
+  return is_well_formed ? written : written + "malformed";
 }
 
 }  // namespace

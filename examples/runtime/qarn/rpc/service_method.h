@@ -6,6 +6,7 @@
 
 #include <boost/intrusive_ptr.hpp>
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "qarn/rpc/call.h"
@@ -16,12 +17,6 @@
 namespace qarn {
 namespace rpc {
 namespace server {
-
-// The server's end of a call of the kind `type`: hands the requests that arrive
-// to the handler. Its member type Handler is the handler's form. Kinds whose
-// server may answer many times differ from the others in nothing here.
-template <RpcMethodType type, class Service, class Request, class Response>
-class Call;
 
 // The handler gets the one request.
 template <class Service, class Request, class Response>
@@ -83,29 +78,14 @@ class RequestStreamCall : public CallObserver<Request> {
   const std::unique_ptr<CallObserver<Request>> observer_;
 };
 
-template <class Service, class Request, class Response>
-class Call<RMT_SIMPLE, Service, Request, Response>
-    : public OneRequestCall<Service, Request, Response> {
-  using OneRequestCall<Service, Request, Response>::OneRequestCall;
-};
-
-template <class Service, class Request, class Response>
-class Call<RMT_SERVER_STREAMING, Service, Request, Response>
-    : public OneRequestCall<Service, Request, Response> {
-  using OneRequestCall<Service, Request, Response>::OneRequestCall;
-};
-
-template <class Service, class Request, class Response>
-class Call<RMT_CLIENT_STREAMING, Service, Request, Response>
-    : public RequestStreamCall<Service, Request, Response> {
-  using RequestStreamCall<Service, Request, Response>::RequestStreamCall;
-};
-
-template <class Service, class Request, class Response>
-class Call<RMT_BIDI_STREAMING, Service, Request, Response>
-    : public RequestStreamCall<Service, Request, Response> {
-  using RequestStreamCall<Service, Request, Response>::RequestStreamCall;
-};
+// The server's end of a call of the kind `type`: hands the requests that arrive
+// to the handler. Its member type Handler is the handler's form. Kinds whose
+// server may answer many times differ from the others in nothing here.
+template <RpcMethodType type, class Service, class Request, class Response>
+using Call = typename std::conditional<
+    type == RMT_SIMPLE || type == RMT_SERVER_STREAMING,
+    OneRequestCall<Service, Request, Response>,
+    RequestStreamCall<Service, Request, Response>>::type;
 
 }  // namespace server
 
