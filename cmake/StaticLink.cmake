@@ -1,11 +1,13 @@
 # The static link of the plugin, with QARN_RPC_STATIC. A build starts the plugin
 # once for each .proto file, so what the loader does at every start counts: a
 # dynamic start takes more than twice as long. The plugin opens no sockets, asks
-# for no users and switches no locale, so the C library can be in it too.
+# for no users and switches no locale, so the C library can be in it too. For Windows
+# it means that the plugin needs no library but those that each Windows has.
 
-if(QARN_RPC_STATIC AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(QARN_RPC_STATIC AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT MINGW)
   message(FATAL_ERROR
-    "QARN_RPC_STATIC is for Linux. Set it to OFF to build with shared libraries.")
+    "QARN_RPC_STATIC is for Linux, and for Windows with MinGW. "
+    "Set it to OFF to build with shared libraries.")
 endif()
 
 # Not for another system: lld does not link for all of them, and the list below
@@ -37,7 +39,16 @@ function(qarn_rpc_link_statically program)
     # pages are touched. The program reads one request, from protoc.
     -static
     # Drops what nothing calls, a sixth of the file.
-    -Wl,--gc-sections
+    -Wl,--gc-sections)
+  if(MINGW)
+    target_link_options(${program} PRIVATE
+      # Links what it calls, which no library has by itself here.
+      -fstack-protector-strong
+      # The time of the link would make each build another file.
+      -Wl,--no-insert-timestamp)
+    return()
+  endif()
+  target_link_options(${program} PRIVATE
     # One segment for code and constants instead of three: fewer page faults.
     # It makes constants executable, which adds nothing of use to an attacker
     # beside 2 MB of code.

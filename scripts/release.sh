@@ -15,7 +15,8 @@
 #   scripts/release.sh VERSION [--out DIR] [--only PLATFORM]
 #                      [--key FILE [--public-key FILE]]
 #
-#   --only PLATFORM    the files of one platform: x86_64, aarch_64 or s390_64
+#   --only PLATFORM    the files of one platform: linux-x86_64, linux-aarch_64,
+#                      linux-s390_64 or win64
 #   --key FILE         signs the checksums with this secret key of minisign
 #   --public-key FILE  what the signature is checked with; packaging/minisign.pub
 #                      if it is not given
@@ -102,7 +103,7 @@ fi
 scripts/setup.sh release
 root=$PWD/build/platforms/release
 root_name=release
-[[ "$only" != x86_64 ]] || root_name=release-x86_64
+[[ "$only" != linux-x86_64 ]] || root_name=release-x86_64
 mkdir -p "$(dirname "$root")" "$(dirname "$out")"
 log=$root.log
 echo "release.sh: the log is $log"

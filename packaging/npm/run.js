@@ -6,9 +6,10 @@ const { spawnSync } = require("child_process");
 
 module.exports = (program) => {
   const platform = `qarn-rpc-gen-${process.platform}-${process.arch}`;
+  const suffix = process.platform === "win32" ? ".exe" : "";
   let file;
   try {
-    file = require.resolve(`${platform}/bin/${program}`);
+    file = require.resolve(`${platform}/bin/${program}${suffix}`);
   } catch {
     console.error(
       `${program}: the package ${platform} is not installed. npm leaves it out with ` +

@@ -85,7 +85,9 @@ platform_packages() {
         echo "crossbuild-essential-$architecture libprotobuf-dev:$architecture"
         echo "libprotoc-dev:$architecture zlib1g-dev:$architecture"
       done
-      if [[ "$1" == release ]]; then echo qemu-user; fi
+      if [[ "$1" == release ]]; then
+        echo g++-mingw-w64-x86-64-posix qemu-user wine wine64
+      fi
       ;;
   esac
 }

@@ -25,7 +25,6 @@ import linked
 import project
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 
 
 def sha256(path):
@@ -60,23 +59,36 @@ def checksums(path):
     return [{"algorithm": "SHA256", "checksumValue": sha256(path)}]
 
 
+def purl(name, version, architecture):
+    """The field that names a package as Debian has it."""
+    version = version.replace(":", "%3A").replace("+", "%2B")
+    return [
+        {
+            "referenceCategory": "PACKAGE-MANAGER",
+            "referenceType": "purl",
+            "referenceLocator": f"pkg:deb/debian/{name}@{version}?arch={architecture}",
+        }
+    ]
+
+
 def debian_entry(package):
-    """The bill's entry of a Debian package."""
+    """The bill's entry of a Debian package, or of what was built from its source."""
+    if package.name == linked.BUILT_HERE:
+        return entry(
+            reference("Built", package.name),
+            package.name,
+            package.version,
+            sourceInfo=f"built with mingw-w64 from Debian's source package {package.source} "
+            + package.source_version,
+            externalRefs=purl(package.source, package.source_version, "source"),
+        )
     return entry(
         reference("Debian", package.name, package.architecture),
         package.name,
         package.version,
         supplier="Organization: Debian",
         sourceInfo=f"Debian's source package {package.source} {package.source_version}",
-        externalRefs=[
-            {
-                "referenceCategory": "PACKAGE-MANAGER",
-                "referenceType": "purl",
-                "referenceLocator": f"pkg:deb/debian/{package.name}@"
-                + package.version.replace(":", "%3A").replace("+", "%2B")
-                + f"?arch={package.architecture}",
-            }
-        ],
+        externalRefs=purl(package.name, package.version, package.architecture),
     )
 
 
@@ -111,6 +123,7 @@ class Bill:
     def add_program(self, platform, program, work):
         """Adds a program with what it is made of, and returns its identifier."""
         folder = work / platform
+        names = project.platforms()[platform]
         (path,) = folder.glob(f"tree/*/bin/{program}")
         spdx_id = self.add(
             entry(
@@ -119,14 +132,13 @@ class Bill:
                 self.version,
                 primaryPackagePurpose="APPLICATION",
                 checksums=checksums(path),
-                comment=f"for Linux on {platform}",
+                comment=f"for {names.system} on {names.cpu}",
             )
         )
         taken = set(linked.owners(linked.linked_files(folder / f"{program}.trace")).values())
         for package in sorted(taken):
             self.relate(spdx_id, "STATIC_LINK", self.add(debian_entry(package)))
-        debian = project.platforms()[platform].debian
-        included = set(linked.owners(headers(folder / "build"), debian).values())
+        included = set(linked.owners(headers(folder / "build"), names.debian).values())
         for package in sorted(included - taken):
             self.relate(self.add(debian_entry(package)), "BUILD_DEPENDENCY_OF", spdx_id)
         return spdx_id
@@ -154,13 +166,11 @@ class Bill:
         }
 
 
-def purpose_of(name):
-    """What SPDX calls a file of a release."""
-    if name.endswith(".deb"):
+def purpose_of(name, source):
+    """What SPDX calls a file of a release whose source archive is `source`."""
+    if name.endswith((".deb", ".tgz")):
         return "INSTALL"
-    if name.endswith(".tgz"):
-        return "INSTALL"
-    return "ARCHIVE" if "-linux-" in name else "SOURCE"
+    return "SOURCE" if name == source else "ARCHIVE"
 
 
 def main(arguments):
@@ -172,6 +182,7 @@ def main(arguments):
     version = project.version_of(ROOT)
     bill = Bill(version)
     files = {path.name: path for path in sorted(folder.iterdir())}
+    source = f"qarn-rpc-gen-{version}.tar.gz"
     for name, path in files.items():
         spdx_id = bill.add(
             entry(
@@ -179,19 +190,18 @@ def main(arguments):
                 name,
                 version,
                 packageFileName=name,
-                primaryPackagePurpose=purpose_of(name),
+                primaryPackagePurpose=purpose_of(name, source),
                 checksums=checksums(path),
             )
         )
         bill.relate("SPDXRef-DOCUMENT", "DESCRIBES", spdx_id)
-    source = reference("File", f"qarn-rpc-gen-{version}.tar.gz")
     for platform in sorted(arguments[2:]):
         names = project.platforms()[platform]
-        holders = (f"-linux-{platform}.tar.gz", f"-linux-{platform}.zip", f"_{names.debian}.deb")
+        holders = (f"-{platform}.tar.gz", f"-{platform}.zip", f"_{names.debian}.deb")
         holders += (f"-{names.node}-{version}.tgz",)
-        for program in PROGRAMS:
+        for program in names.programs:
             spdx_id = bill.add_program(platform, program, work)
-            bill.relate(spdx_id, "GENERATED_FROM", source)
+            bill.relate(spdx_id, "GENERATED_FROM", reference("File", source))
             for name in files:
                 if name.endswith(holders):
                     bill.relate(reference("File", name), "CONTAINS", spdx_id)

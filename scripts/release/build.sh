@@ -37,28 +37,32 @@ pack_source() {
   scripts/release/pack.py "$work/source/$name" "$folder/$name.tar.gz"
 }
 
-# build_platform PLATFORM DEBIAN TRIPLE CPU NODE DEB: the columns of platforms.txt.
+# build_platform PLATFORM SYSTEM DEBIAN TRIPLE CPU NODE DEB: the columns of
+# platforms.txt.
 build_platform() {
-  local platform=$1 debian=$2 triple=$3 cpu=$4 deb=$6
-  local place=$work/$platform tree=$work/$platform/tree/$name-linux-$platform foreign=()
-  if [[ "$debian" != "$(dpkg --print-architecture)" ]]; then
+  local platform=$1 system=$2 debian=$3 triple=$4 cpu=$5 deb=$7
+  local place=$work/$platform tree=$work/$platform/tree/$name-$platform
+  local target=(-DCMAKE_CXX_COMPILER="$triple-g++")
+  if [[ "$system" == Windows ]]; then
+    scripts/release/windows_protobuf.sh
+    target=(--toolchain "$here/mingw.cmake")
+  elif [[ "$debian" != "$(dpkg --print-architecture)" ]]; then
     # The cross compiler brings a C library of its own, an older one. That of the
     # architecture comes before it.
-    foreign=(-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$cpu"
+    target+=(-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$cpu"
       -DCMAKE_EXE_LINKER_FLAGS="-B/usr/lib/$triple -L/usr/lib/$triple")
   fi
   mkdir -p "$place"
-  cmake -S . -B "$place/build" -G Ninja "${foreign[@]}" \
+  cmake -S . -B "$place/build" -G Ninja "${target[@]}" \
     -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_CXX_COMPILER="$triple-g++" \
     -DCMAKE_CXX_FLAGS="-ffile-prefix-map=$PWD=." \
     -DCMAKE_CXX_LINKER_LAUNCHER="$here/record_link.sh;$place" \
     -DQARN_RPC_BUILD_TESTS=OFF \
     -DQARN_RPC_WARNINGS_AS_ERRORS=ON
   cmake --build "$place/build"
   cmake --install "$place/build" --prefix "$tree" --strip
-  scripts/release/pack.py "$tree" "$folder/$name-linux-$platform.tar.gz" \
-    "$folder/$name-linux-$platform.zip"
+  scripts/release/pack.py "$tree" "$folder/$name-$platform.tar.gz" \
+    "$folder/$name-$platform.zip"
   if [[ "$deb" == deb ]]; then
     build_deb "$place" "$debian"
   fi

@@ -5,14 +5,15 @@
 
 FOLDER holds exactly the files of a release, or with --only those of one platform.
 Everybody who has them can run this: it needs protoc, dpkg-deb, qemu-user for the
-platforms that are not this one, and minisign if the checksums are signed, all of
-which Debian has.
+processors that are not this one, wine and objdump for the programs for Windows, and
+minisign if the checksums are signed, all of which Debian has.
 
 - SHA256SUMS is what is computed again, and its signature is of the public key.
 - Every archive and package opens; its times, owners and modes are those of the
   release; what one platform's archives and its Debian package have in common is
   equal.
-- Every program in each of them writes one golden case, to the byte.
+- Every program in each of them writes one golden case, to the byte. Those for
+  Windows take nothing from libraries that Windows lacks.
 - The version is the same in the names, in the source archive's CMakeLists.txt,
   CHANGELOG.md and MODULE.bazel, in the CMake package, the pkg-config file, the man
   pages, the Debian and the npm packages.
@@ -24,13 +25,16 @@ usage or a tool that is missing.
 """
 
 import argparse
+import contextlib
 import gzip
 import hashlib
 import io
 import json
+import os
 import pathlib
 import platform as machine
 import re
+import shlex
 import shutil
 import stat
 import subprocess
@@ -41,9 +45,12 @@ import time
 import zipfile
 
 import project
+from linked import BUILT_HERE
 
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 GOLDEN = "all_four_kinds"
+RUN_FOREIGN = pathlib.Path(__file__).with_name("run_foreign.sh")
+# Each Windows has them.
+WINDOWS_LIBRARIES = {"ADVAPI32.dll", "KERNEL32.dll", "msvcrt.dll"}
 
 
 class Refusal(Exception):
@@ -192,7 +199,7 @@ def expected_files(version, platforms, signed):
     files = {"SHA256SUMS", f"{name}.tar.gz", f"{name}.tgz", f"{name}.spdx.json"}
     for platform in platforms:
         names = project.platforms()[platform]
-        files |= {f"{name}-linux-{platform}.tar.gz", f"{name}-linux-{platform}.zip"}
+        files |= {f"{name}-{platform}.tar.gz", f"{name}-{platform}.zip"}
         files.add(f"qarn-rpc-gen-{names.node}-{version}.tgz")
         if names.has_deb:
             files.add(f"qarn-rpc-gen_{version}_{names.debian}.deb")
@@ -253,7 +260,7 @@ def check_tree_versions(what, contents, version):
         "share/pkgconfig/qarn-rpc-gen.pc": rf"^Version: {number}$",
         "share/doc/qarn-rpc-gen/CHANGELOG.md": rf"^## {number} - ",
     }
-    for program in PROGRAMS:
+    for program in project.PROGRAMS:
         found[f"share/man/man1/{program}.1"] = rf'^\.TH .* "qarn-rpc-gen {number}"$'
     for name, pattern in found.items():
         text = contents[name][1].decode() if name in contents else ""
@@ -261,19 +268,39 @@ def check_tree_versions(what, contents, version):
         expect(f"{what}: the version in {name}", match and match.group(1), version)
 
 
-def check_programs(what, prefix, cpu, source, work):
+def runnable(plugin, names, work):
+    """What runs the plugin here: itself, or a script with an emulator."""
+    if names.system == "Windows":
+        tool("wine", package="wine")
+    elif names.cpu == machine.machine():
+        return plugin
+    else:
+        tool(f"qemu-{names.cpu}", f"qemu-{names.cpu}-static", package="qemu-user")
+    script = work / f"run-{plugin.name}"
+    command = shlex.join(map(str, [RUN_FOREIGN, names.system, names.cpu, plugin]))
+    script.write_text(f"#!/bin/sh\nexec {command}\n", encoding="utf-8")
+    script.chmod(0o755)
+    return script
+
+
+def check_libraries(what, plugin):
+    """A program for Windows takes nothing from libraries that Windows lacks."""
+    objdump = tool("objdump", "x86_64-w64-mingw32-objdump", package="binutils")
+    text = run([objdump, "-p", plugin], f"{what}: objdump cannot read {plugin.name}").decode()
+    libraries = set(re.findall(r"^\s*DLL Name: (\S+)$", text, re.MULTILINE))
+    if not libraries or libraries - WINDOWS_LIBRARIES:
+        raise Refusal(f"{what}: {plugin.name} needs the libraries {sorted(libraries)}")
+
+
+def check_programs(what, prefix, names, source, work):
     """Each program below the prefix writes the golden case."""
     case = source / "tests" / "golden" / GOLDEN
     protos = case / "proto"
     files = sorted(path.relative_to(protos) for path in protos.rglob("*") if path.is_file())
-    for program in PROGRAMS:
+    for program in names.programs:
         plugin = prefix / "bin" / program
-        if cpu != machine.machine():
-            emulator = tool(f"qemu-{cpu}", f"qemu-{cpu}-static", package="qemu-user")
-            script = work / f"run-{program}"
-            script.write_text(f"#!/bin/sh\nexec '{emulator}' '{plugin}'\n", encoding="utf-8")
-            script.chmod(0o755)
-            plugin = script
+        if names.system == "Windows":
+            check_libraries(what, plugin)
         output = work / "output"
         shutil.rmtree(output, ignore_errors=True)
         output.mkdir()
@@ -282,7 +309,7 @@ def check_programs(what, prefix, cpu, source, work):
                 tool("protoc", package="protobuf-compiler"),
                 f"-I{source / 'proto'}",
                 f"-I{protos}",
-                f"--plugin=protoc-gen-qarn-rpc={plugin}",
+                f"--plugin=protoc-gen-qarn-rpc={runnable(plugin, names, work)}",
                 f"--qarn-rpc_out={output}",
                 *files,
             ],
@@ -364,7 +391,7 @@ def check_main_npm(path, version, source, epoch):
         fields["optionalDependencies"],
         {f"qarn-rpc-gen-{node}": version for node in nodes},
     )
-    for program in PROGRAMS:
+    for program in project.PROGRAMS:
         script = files[fields["bin"][program]]
         expect(f"{path.name}: the mode of {fields['bin'][program]}", script[0], 0o755)
     schema = "morvane/qarn/rpc/service_options.proto"
@@ -438,7 +465,8 @@ def check_bill(bill, files, programs):
     for program, data in programs.items():
         spdx_id = f"SPDXRef-Program-{program}"
         expect(f"the checksum of {spdx_id}", checksum(spdx_id), ("SHA256", sha256(data)))
-        for name in ("libprotobuf-dev", "libprotoc-dev"):
+        needed = [BUILT_HERE] if program.endswith(".exe") else ["libprotobuf-dev", "libprotoc-dev"]
+        for name in needed:
             if name not in linked.get(spdx_id, ()):
                 raise Refusal(f"the bill of materials: {spdx_id} is not linked with {name}")
 
@@ -446,7 +474,7 @@ def check_bill(bill, files, programs):
 def check_platform(folder, version, platform, source, epoch, work):
     """The archives and the Debian package of a platform. Returns its programs."""
     names = project.platforms()[platform]
-    name = f"qarn-rpc-gen-{version}-linux-{platform}"
+    name = f"qarn-rpc-gen-{version}-{platform}"
     tar_gz, packed_zip = folder / f"{name}.tar.gz", folder / f"{name}.zip"
     contents = tar_gz_contents(tar_gz, epoch)
     inside = under_one_name(tar_gz, contents, name)
@@ -460,10 +488,10 @@ def check_platform(folder, version, platform, source, epoch, work):
     holders[npm.name] = check_npm(npm, inside, version, names.node, epoch)
     for what, files in holders.items():
         prefix = unpack(files, work / what)
-        check_programs(what, prefix, names.cpu, source, work)
+        check_programs(what, prefix, names, source, work)
     # As the bill of materials names them; its identifiers take no "_".
     prefix = platform.replace("_", "-")
-    return {f"{prefix}-{program}": inside[f"bin/{program}"][1] for program in PROGRAMS}
+    return {f"{prefix}-{program}": inside[f"bin/{program}"][1] for program in names.programs}
 
 
 def check(folder, only, public_key, work):
@@ -501,6 +529,19 @@ def check(folder, only, public_key, work):
     print(f"gate: {len(names)} files of {version} hold")
 
 
+@contextlib.contextmanager
+def work_folder():
+    """A folder that goes in the end. Wine's files are in it."""
+    with tempfile.TemporaryDirectory() as name:
+        os.environ["WINEPREFIX"] = f"{name}/wine"
+        try:
+            yield pathlib.Path(name)
+        finally:
+            if os.path.exists(f"{name}/wine"):
+                for option in ("--kill", "--wait"):
+                    subprocess.run(["wineserver", option], check=False)
+
+
 def main():
     """Runs the gate; the comment on top says what it checks."""
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
@@ -511,8 +552,8 @@ def main():
     if not arguments.folder.is_dir():
         parser.error(f"{arguments.folder} is no folder")
     try:
-        with tempfile.TemporaryDirectory() as work:
-            check(arguments.folder, arguments.only, arguments.public_key, pathlib.Path(work))
+        with work_folder() as work:
+            check(arguments.folder, arguments.only, arguments.public_key, work)
     except (Refusal, project.Disagreement) as refusal:
         print(f"gate: REFUSED: {refusal}", file=sys.stderr)
         return 1

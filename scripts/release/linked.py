@@ -14,6 +14,9 @@ import re
 import subprocess
 import sys
 
+# What windows_protobuf.sh installs: no package of Debian's.
+BUILT_HERE = "protobuf-mingw-w64"
+
 Package = collections.namedtuple("Package", "name version architecture source source_version")
 
 

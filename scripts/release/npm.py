@@ -18,7 +18,6 @@ import pack
 import project
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 NAME = "qarn-rpc-gen"
 
 
@@ -29,7 +28,7 @@ def write_package(folder, archive, fields, epoch):
     pack.pack_tar(folder, archive, epoch)
 
 
-def platform_package(tree, version, node):
+def platform_package(version, node):
     """The package.json of a platform's package; the programs go beside it."""
     system, cpu = node.split("-")
     return {
@@ -49,7 +48,7 @@ def main_package(version, nodes):
         "name": NAME,
         "version": version,
         "description": "A protoc plugin that generates asynchronous C++ RPC classes",
-        "bin": {program: f"bin/{program}.js" for program in PROGRAMS},
+        "bin": {program: f"bin/{program}.js" for program in project.PROGRAMS},
         "files": ["bin", "include", "run.js"],
         "engines": {"node": ">=14"},
         "optionalDependencies": {f"{NAME}-{node}": version for node in nodes},
@@ -64,17 +63,16 @@ def main(arguments):
     folder, work = map(pathlib.Path, arguments[:2])
     epoch = int(os.environ["SOURCE_DATE_EPOCH"])
     version = project.version_of(ROOT)
-    nodes = {platform: row.node for platform, row in project.platforms().items()}
+    platforms = project.platforms()
     for platform in arguments[2:]:
+        names = platforms[platform]
         (tree,) = (work / platform / "tree").iterdir()
         package = work / platform / "npm" / "package"
         (package / "bin").mkdir(parents=True)
-        for program in PROGRAMS:
+        for program in names.programs:
             shutil.copy2(tree / "bin" / program, package / "bin")
-        name = f"{NAME}-{nodes[platform]}-{version}.tgz"
-        write_package(
-            package, folder / name, platform_package(tree, version, nodes[platform]), epoch
-        )
+        name = f"{NAME}-{names.node}-{version}.tgz"
+        write_package(package, folder / name, platform_package(version, names.node), epoch)
 
     # It names the packages of all platforms, also when some are not made here.
     package = work / "npm" / "package"
@@ -83,14 +81,14 @@ def main(arguments):
     (package / "include" / schema).parent.mkdir(parents=True)
     shutil.copy2(ROOT / "proto" / schema, package / "include" / schema)
     (package / "bin").mkdir()
-    for program in PROGRAMS:
+    for program in project.PROGRAMS:
         script = package / "bin" / f"{program}.js"
         script.write_text(f'#!/usr/bin/env node\nrequire("../run.js")("{program}");\n')
         script.chmod(0o755)
     write_package(
         package,
         folder / f"{NAME}-{version}.tgz",
-        main_package(version, sorted(nodes.values())),
+        main_package(version, sorted(names.node for names in platforms.values())),
         epoch,
     )
     return 0

@@ -9,14 +9,31 @@ CMakeLists.txt; what has it besides must agree, and CHANGELOG.md must have a
 section for it. Exit status: 0, 1 if something disagrees, 2 for wrong usage.
 """
 
-import collections
 import datetime
 import pathlib
 import re
 import sys
+import typing
 
 NUMBER = r"\d+\.\d+\.\d+"
-Platform = collections.namedtuple("Platform", "debian triple cpu node has_deb")
+PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+
+
+class Platform(typing.NamedTuple):
+    """A row of platforms.txt."""
+
+    system: str
+    debian: str
+    triple: str
+    cpu: str
+    node: str
+    has_deb: bool
+
+    @property
+    def programs(self):
+        """The file names of the programs there."""
+        suffix = ".exe" if self.system == "Windows" else ""
+        return [program + suffix for program in PROGRAMS]
 
 
 class Disagreement(Exception):
@@ -83,8 +100,8 @@ def platforms():
     table = pathlib.Path(__file__).with_name("platforms.txt").read_text(encoding="utf-8")
     rows = [line.split() for line in table.splitlines() if line and not line.startswith("#")]
     return {
-        name: Platform(debian, triple, cpu, node, deb == "deb")
-        for name, debian, triple, cpu, node, deb in rows
+        name: Platform(system, debian, triple, cpu, node, deb == "deb")
+        for name, system, debian, triple, cpu, node, deb in rows
     }
 
 

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Tries the files of a release in FOLDER as users do, those of each PLATFORM: all
 # golden cases with its programs, the CMake project and the list of files of the
-# tests with its archive, lintian with its Debian package. A platform that is not
-# this one runs under qemu. Belongs to the tree of the source archive that it lies
+# tests with its archive, lintian with its Debian package, what is Windows' alone
+# with the programs for that. Those that are not for this machine run under qemu or
+# wine. Belongs to the tree of the source archive that it lies
 # in, and runs in a root of scripts/release.sh.
 #
 #   scripts/release/try.sh FOLDER PLATFORM...
@@ -13,17 +14,27 @@ shift
 cd "$here/../.."
 
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+export WINEPREFIX=$work/wine
+leave() {
+  if [[ -d "$WINEPREFIX" ]]; then
+    wineserver --kill || true
+    wineserver --wait
+  fi
+  rm -rf "$work"
+}
+trap leave EXIT
 
-# run_by_qemu PREFIX CPU: puts scripts in place of the programs, which run them.
-# The kernel would do the same for a program of another architecture, if somebody
+# run_foreign PREFIX SYSTEM CPU: puts scripts in place of the programs, which run
+# them. The kernel would do the same for a program of another system, if somebody
 # told it to.
-run_by_qemu() {
-  local prefix=$1 cpu=$2 program
+run_foreign() {
+  local prefix=$1 program
+  shift
   mkdir "$prefix/foreign"
   for program in "$prefix"/bin/*; do
     mv "$program" "$prefix/foreign"
-    printf '#!/bin/sh\nexec qemu-%s %q "$@"\n' "$cpu" "$prefix/foreign/${program##*/}" >"$program"
+    printf '#!/bin/sh\nexec %q %q %q %q "$@"\n' "$here/run_foreign.sh" "$@" \
+      "$prefix/foreign/${program##*/}" >"$program"
     chmod +x "$program"
   done
 }
@@ -38,17 +49,22 @@ consumer() {
 }
 
 for platform in "$@"; do
-  read -r _ debian _ cpu _ deb < <(grep "^$platform " scripts/release/platforms.txt)
+  read -r _ system debian _ cpu _ deb < <(grep "^$platform " scripts/release/platforms.txt)
   echo "== $platform"
   consumers=$work/$platform
   # Where the tests of users' builds look for what is installed.
   prefix=$consumers/moved/prefix
   mkdir -p "$prefix"
-  tar --extract --file "$folder"/*-linux-"$platform".tar.gz --directory "$prefix" --strip-components=1
+  tar --extract --file "$folder"/*-"$platform".tar.gz --directory "$prefix" --strip-components=1
   consumer installed_files
-  [[ "$debian" == "$(dpkg --print-architecture)" ]] || run_by_qemu "$prefix" "$cpu"
-  scripts/platforms/run_goldens.sh "$prefix"/bin/protoc-gen-qarn-rpc{,-any}
+  [[ "$debian" == "$(dpkg --print-architecture)" ]] || run_foreign "$prefix" "$system" "$cpu"
+  suffix=
+  [[ "$system" != Windows ]] || suffix=.exe
+  scripts/platforms/run_goldens.sh "$prefix"/bin/protoc-gen-qarn-rpc{,-any}"$suffix"
   consumer cmake_ninja
+  if [[ "$system" == Windows ]]; then
+    (cd tests && python3 -B -m release.windows_test "$PWD/.." "$folder" "$work/windows")
+  fi
   if [[ "$deb" == deb ]]; then
     # Only the owner of the project can settle this.
     lintian --allow-root --no-cfg --fail-on error,warning \

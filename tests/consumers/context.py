@@ -71,8 +71,10 @@ class Context:
         self.top = os.path.abspath(arguments.work)
         self.work = os.path.join(self.top, arguments.scenario)
         self.prefix = os.path.join(self.top, "moved", "prefix")
-        self.plugin = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
-        self.plugin_any = self.plugin + "-any"
+        programs = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
+        self.suffix = ".exe" if os.path.exists(programs + ".exe") else ""
+        self.plugin = programs + self.suffix
+        self.plugin_any = programs + "-any" + self.suffix
         self.schema = os.path.join(
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
         )

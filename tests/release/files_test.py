@@ -13,7 +13,7 @@ import sys
 from release.checkout import make_checkout
 from support.testkit import Failure, Skip, expect, expect_in, fresh_folder, need, run, status_of
 
-ONLY = ["--only", "x86_64"]
+ONLY = ["--only", "linux-x86_64"]
 
 
 class Files:

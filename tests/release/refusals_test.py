@@ -63,7 +63,7 @@ class RefusalsTest(unittest.TestCase):
         self.expect_usage(["1.2.3", "--out"], "--out needs a value")
         self.expect_usage(
             ["1.2.3", "--only", "vax"],
-            "there is no platform 'vax'; there are x86_64 aarch_64 s390_64",
+            "there is no platform 'vax'; there are linux-x86_64 linux-aarch_64 linux-s390_64 win64",
         )
 
     def test_refuses_keys_that_are_not_there(self):
