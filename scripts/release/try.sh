@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Tries the files of a release in FOLDER as users do, those of each PLATFORM: all
 # golden cases with its programs, the CMake project and the list of files of the
-# tests with its archive, lintian with its Debian package, what is Windows' alone
-# with the programs for that. Those that are not for this machine run under qemu or
-# wine. Belongs to the tree of the source archive that it lies
-# in, and runs in a root of scripts/release.sh.
+# tests with its archive, lintian with its Debian package, and with the programs
+# for Windows what they alone can have wrong. What is not for this machine runs under
+# qemu or wine. Belongs to the tree of the source archive that it lies in, and runs in
+# a root of scripts/release.sh.
 #
 #   scripts/release/try.sh FOLDER PLATFORM...
 set -euo pipefail

@@ -72,9 +72,9 @@ class Context:
         self.work = os.path.join(self.top, arguments.scenario)
         self.prefix = os.path.join(self.top, "moved", "prefix")
         programs = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
-        self.suffix = ".exe" if os.path.exists(programs + ".exe") else ""
-        self.plugin = programs + self.suffix
-        self.plugin_any = programs + "-any" + self.suffix
+        suffix = ".exe" if os.path.exists(programs + ".exe") else ""
+        self.plugin = programs + suffix
+        self.plugin_any = programs + "-any" + suffix
         self.schema = os.path.join(
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
         )

@@ -270,6 +270,24 @@ def check_npm(files):
 
     check_buf(files, folder / "node_modules/.bin")
 
+    # On Windows, Node looks for a file with the suffix of that system.
+    windows = folder / "node_modules/qarn-rpc-gen-win32-x64/bin"
+    windows.mkdir(parents=True)
+    shutil.copy(
+        folder / "node_modules/qarn-rpc-gen-linux-x64/bin/protoc-gen-qarn-rpc",
+        windows / "protoc-gen-qarn-rpc.exe",
+    )
+    pretended = files.work / "pretended-windows"
+    pretended.write_text(
+        "#!/usr/bin/env node\n"
+        'for (const [name, value] of [["platform", "win32"], ["arch", "x64"]]) {\n'
+        "  Object.defineProperty(process, name, { value });\n"
+        "}\n"
+        f'require("{folder}/node_modules/qarn-rpc-gen/run.js")("protoc-gen-qarn-rpc");\n'
+    )
+    pretended.chmod(0o755)
+    expect_golden(files, pretended)
+
     # Without the package of the platform, a text says what is missing.
     shutil.rmtree(folder / "node_modules/qarn-rpc-gen-linux-x64")
     text = run([folder / "node_modules/.bin/protoc-gen-qarn-rpc"], status=1)
