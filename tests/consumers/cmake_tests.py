@@ -42,8 +42,18 @@ def expect_exact_rebuilds(context, project, build):
     build.expect_after(context.plugin_any, runs(TEXT | ECHO))
 
 
+def test_cmake_quick_start(context):
+    """The project of the quick start, whose RPC files are compiled joined."""
+    project = context.echo_project("quick_start")
+    build = context.cmake(project)
+    joined = {"compile unity_1", "compile apart_1"}
+    build.expect_all((TEXT | ECHO | OPTIONS) - {"compile text.rpc", "compile echo.rpc"} | joined)
+    context.expect_conversation(os.path.join(build.folder, "echo"))
+    build.expect_after(os.path.join(project, "text.proto"), runs(TEXT | ECHO))
+
+
 def test_cmake_ninja(context):
-    """The project of the quick start, with Ninja."""
+    """The example, with Ninja, each RPC file by itself."""
     project = context.echo_project("cmake")
     add_spare_service(project)
     build = context.cmake(project)

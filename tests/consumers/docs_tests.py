@@ -23,6 +23,7 @@ def test_docs(context):
     expect(
         "build files not shown",
         {
+            "quick_start/CMakeLists.txt",
             "cmake/CMakeLists.txt",
             "layers/CMakeLists.txt",
             "layers/stock/CMakeLists.txt",
@@ -40,6 +41,7 @@ def test_docs(context):
             "buf/build.sh",
             "check_runtime/CMakeLists.txt",
             "../../packaging/Containerfile",
+            "../../scripts/release/mingw.cmake",
         }
         - shown,
         set(),

@@ -169,7 +169,7 @@ def check_page(files):
     download, configure = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
     folder = files.copy()
     shutil.copy(files.public_key, folder / "minisign.pub")
-    for path in (files.root / "examples/echo", files.root / "tests/consumers/cmake"):
+    for path in (files.root / "examples/echo", files.root / "tests/consumers/quick_start"):
         shutil.copytree(path, folder, dirs_exist_ok=True)
     run(["sh", "-e", "-c", download.replace("VERSION", files.version)], cwd=folder)
     runtime = files.root / "examples/runtime"

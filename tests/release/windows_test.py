@@ -142,7 +142,7 @@ def check_cross_build(windows):
     """The project of the quick start, cross-compiled for Windows by the commands of
     the page, runs there. The plugin is this system's, the package Windows'."""
     folder = pathlib.Path(fresh_folder(windows.work / "cross"))
-    for path in (windows.root / "examples/echo", windows.root / "tests/consumers/cmake"):
+    for path in (windows.root / "examples/echo", windows.root / "tests/consumers/quick_start"):
         shutil.copytree(path, folder, dirs_exist_ok=True)
     shutil.copy(windows.root / "scripts/release/mingw.cmake", folder)
     commands = windows.commands("sh")
