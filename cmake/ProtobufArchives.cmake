@@ -20,7 +20,8 @@ function(qarn_rpc_use_protobuf_archives)
     return()
   endif()
   get_target_property(library protobuf::libprotobuf LOCATION)
-  if(library MATCHES "\\.a$")
+  # With MinGW, .dll.a is what a shared library is linked by.
+  if(library MATCHES "\\.a$" AND NOT library MATCHES "\\.dll\\.a$")
     return()
   endif()
 

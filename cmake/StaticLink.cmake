@@ -1,8 +1,10 @@
 # The static link of the plugin, with QARN_RPC_STATIC. A build starts the plugin
 # once for each .proto file, so what the loader does at every start counts: a
 # dynamic start takes more than twice as long. The plugin opens no sockets, asks
-# for no users and switches no locale, so the C library can be in it too. For Windows
-# it means that the plugin needs no library but those that each Windows has.
+# for no users and switches no locale, so the C library can be in it too.
+#
+# For Windows it means that the plugin needs no library but those that each
+# Windows has.
 
 if(QARN_RPC_STATIC AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT MINGW)
   message(FATAL_ERROR
@@ -42,7 +44,7 @@ function(qarn_rpc_link_statically program)
     -Wl,--gc-sections)
   if(MINGW)
     target_link_options(${program} PRIVATE
-      # Links what it calls, which no library has by itself here.
+      # With MinGW what it calls is in a library of its own, which this links.
       -fstack-protector-strong
       # The time of the link would make each build another file.
       -Wl,--no-insert-timestamp)

@@ -16,7 +16,7 @@
 #                           ROOT/src
 #
 # The roots of scripts/release.sh are no platforms, so platform_names lacks them:
-# "release" has what all files need, "release-x86_64" what those of that
+# "release" has what all files need, "release-x86_64" what those for Linux on that
 # architecture need.
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the names are used where this is sourced

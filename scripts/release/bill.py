@@ -8,7 +8,7 @@ build.sh made for each: the folder `tree` that is packed, the traces of the link
 and the folder `build`. Runs where the programs were linked.
 
 The bill says of each file of the release which programs it holds, of each program
-from which Debian packages the linker took code, and which other packages had
+from which packages the linker took code, and which other packages had
 headers for its sources. It is the same for the same files.
 """
 
@@ -71,13 +71,13 @@ def purl(name, version, architecture):
     ]
 
 
-def debian_entry(package):
+def package_entry(package):
     """The bill's entry of a Debian package, or of what was built from its source."""
     if package.name == linked.BUILT_HERE:
         return entry(
             reference("Built", package.name),
             package.name,
-            package.version,
+            package.source_version,
             sourceInfo=f"built with mingw-w64 from Debian's source package {package.source} "
             + package.source_version,
             externalRefs=purl(package.source, package.source_version, "source"),
@@ -137,10 +137,10 @@ class Bill:
         )
         taken = set(linked.owners(linked.linked_files(folder / f"{program}.trace")).values())
         for package in sorted(taken):
-            self.relate(spdx_id, "STATIC_LINK", self.add(debian_entry(package)))
+            self.relate(spdx_id, "STATIC_LINK", self.add(package_entry(package)))
         included = set(linked.owners(headers(folder / "build"), names.debian).values())
         for package in sorted(included - taken):
-            self.relate(self.add(debian_entry(package)), "BUILD_DEPENDENCY_OF", spdx_id)
+            self.relate(self.add(package_entry(package)), "BUILD_DEPENDENCY_OF", spdx_id)
         return spdx_id
 
     def document(self):
@@ -197,13 +197,14 @@ def main(arguments):
         bill.relate("SPDXRef-DOCUMENT", "DESCRIBES", spdx_id)
     for platform in sorted(arguments[2:]):
         names = project.platforms()[platform]
-        holders = (f"-{platform}.tar.gz", f"-{platform}.zip", f"_{names.debian}.deb")
-        holders += (f"-{names.node}-{version}.tgz",)
+        holders = [f"-{platform}.tar.gz", f"-{platform}.zip", f"-{names.node}-{version}.tgz"]
+        if names.has_deb:
+            holders.append(f"_{names.debian}.deb")
         for program in names.programs:
             spdx_id = bill.add_program(platform, program, work)
             bill.relate(spdx_id, "GENERATED_FROM", reference("File", source))
             for name in files:
-                if name.endswith(holders):
+                if name.endswith(tuple(holders)):
                     bill.relate(reference("File", name), "CONTAINS", spdx_id)
     text = json.dumps(bill.document(), indent=2) + "\n"
     (folder / f"qarn-rpc-gen-{version}.spdx.json").write_text(text, encoding="utf-8")

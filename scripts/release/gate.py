@@ -5,8 +5,8 @@
 
 FOLDER holds exactly the files of a release, or with --only those of one platform.
 Everybody who has them can run this: it needs protoc, dpkg-deb, qemu-user for the
-processors that are not this one, wine and objdump for the programs for Windows, and
-minisign if the checksums are signed, all of which Debian has.
+processors that are not this one, wine on x86_64 and objdump for the programs for
+Windows, and minisign if the checksums are signed, all of which Debian has.
 
 - SHA256SUMS is what is computed again, and its signature is of the public key.
 - Every archive and package opens; its times, owners and modes are those of the
@@ -271,7 +271,10 @@ def check_tree_versions(what, contents, version):
 def runnable(plugin, names, work):
     """What runs the plugin here: itself, or a script with an emulator."""
     if names.system == "Windows":
-        tool("wine", package="wine")
+        if names.cpu != machine.machine():
+            raise Misuse(f"wine runs the programs for Windows on {names.cpu} alone")
+        for program in ("wine", "wineserver"):
+            tool(program, package="wine")
     elif names.cpu == machine.machine():
         return plugin
     else:
@@ -285,7 +288,7 @@ def runnable(plugin, names, work):
 
 def check_libraries(what, plugin):
     """A program for Windows takes nothing from libraries that Windows lacks."""
-    objdump = tool("objdump", "x86_64-w64-mingw32-objdump", package="binutils")
+    objdump = tool("x86_64-w64-mingw32-objdump", "objdump", package="binutils")
     text = run([objdump, "-p", plugin], f"{what}: objdump cannot read {plugin.name}").decode()
     libraries = set(re.findall(r"^\s*DLL Name: (\S+)$", text, re.MULTILINE))
     if not libraries or libraries - WINDOWS_LIBRARIES:
@@ -531,7 +534,7 @@ def check(folder, only, public_key, work):
 
 @contextlib.contextmanager
 def work_folder():
-    """A folder that goes in the end. Wine's files are in it."""
+    """A folder that is removed at the end. Wine keeps its files in it."""
     with tempfile.TemporaryDirectory() as name:
         os.environ["WINEPREFIX"] = f"{name}/wine"
         try:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Which Debian packages the files come from that the linker took.
+"""Which packages the files come from that the linker took.
 
   scripts/release/linked.py TRACE...
 

@@ -1,5 +1,5 @@
 # CMake's toolchain file for Windows on x86_64, with Debian's mingw-w64 and what
-# windows_protobuf.sh installs.
+# scripts/release/windows_protobuf.sh installs.
 
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

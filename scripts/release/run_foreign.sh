@@ -11,9 +11,12 @@ shift 2
 if [[ "$system" == Windows ]]; then
   # Without a display, and without .NET and a browser, which it would look for
   # when it sets up its folder. Its own messages are not the program's.
-  unset DISPLAY
+  unset DISPLAY WAYLAND_DISPLAY
   export WINEDLLOVERRIDES='mscoree,mshtml=' WINEDEBUG=-all
   exec wine "$@"
 fi
-emulator=$(command -v "qemu-$cpu" "qemu-$cpu-static" | head -n 1)
+emulator=$(command -v "qemu-$cpu" || command -v "qemu-$cpu-static") || {
+  echo "run_foreign.sh: qemu-$cpu is not installed (Debian's package qemu-user)" >&2
+  exit 127
+}
 exec "$emulator" "$@"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Tries the files of a release in FOLDER as users do, those of each PLATFORM: all
 # golden cases with its programs, the CMake project and the list of files of the
-# tests with its archive, lintian with its Debian package, and with the programs
-# for Windows what they alone can have wrong. What is not for this machine runs under
+# tests with its archive, lintian with its Debian package. For Windows it also tries
+# what those programs alone can get wrong. What is not for this machine runs under
 # qemu or wine. Belongs to the tree of the source archive that it lies in, and runs in
 # a root of scripts/release.sh.
 #
@@ -18,7 +18,7 @@ export WINEPREFIX=$work/wine
 leave() {
   if [[ -d "$WINEPREFIX" ]]; then
     wineserver --kill || true
-    wineserver --wait
+    wineserver --wait || true
   fi
   rm -rf "$work"
 }

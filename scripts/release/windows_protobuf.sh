@@ -1,30 +1,42 @@
 #!/usr/bin/env bash
 # Builds protobuf for Windows with mingw-w64, from Debian's source package of the
-# release that is installed: archives, headers and protoc.exe, without a library
-# that Windows lacks. Installs them, with a link to Boost's headers, as the package
-# protobuf-mingw-w64, so that dpkg knows whose each file is. Does nothing if that
-# is there.
+# release that is installed: archives, headers and protoc.exe, which need no library
+# that Windows lacks. Installs them as the package protobuf-mingw-w64, so that dpkg
+# knows whose each file is. Beside the headers lies a link to Boost's, which the
+# plugin and generated code need too. Does nothing if what is installed was made
+# from the same source, by the same script and compiler.
 #
-# Runs in a root of scripts/release.sh, whose packages it needs.
+# For a root of scripts/release.sh, whose packages it needs, and the user root.
 #
 #   scripts/release/windows_protobuf.sh
 set -euo pipefail
 here=$(dirname "$(readlink -f "$0")")
 
 # shellcheck disable=SC2016 # dpkg-query's own variables
-version=$(dpkg-query --show --showformat '${source:Version}' protobuf-compiler)
-# shellcheck disable=SC2016
-if [[ "$(dpkg-query --show --showformat '${db:Status-Status} ${Version}' \
-  protobuf-mingw-w64 2>/dev/null)" == "installed $version" ]]; then
+{
+  source_version=$(dpkg-query --show --showformat '${source:Version}' protobuf-compiler)
+  recipe=$({
+    cat "$here/windows_protobuf.sh" "$here/mingw.cmake"
+    dpkg-query --show g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
+  } | sha256sum | head --bytes 16)
+  version=$source_version+$recipe
+  installed=$(dpkg-query --show --showformat '${db:Status-Status} ${Version}' \
+    protobuf-mingw-w64 2>/dev/null) || true
+}
+if [[ "$installed" == "installed $version" ]]; then
   exit 0
 fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
-sed -n 's/^deb /deb-src /p' /etc/apt/sources.list >/etc/apt/sources.list.d/source.list
-apt-get update -qq
-apt-get source -qq -o APT::Sandbox::User=root "protobuf=$version"
+# Lists of its own: the system's stay as they are.
+mkdir -p lists/partial
+sed -n 's/^deb /deb-src /p' /etc/apt/sources.list >source.list
+apt=(apt-get -qq -o "Dir::Etc::SourceList=$work/source.list" -o Dir::Etc::SourceParts=-
+  -o "Dir::State::Lists=$work/lists" -o APT::Sandbox::User=root)
+"${apt[@]}" update
+"${apt[@]}" source "protobuf=$source_version"
 source=$(echo protobuf-*/)
 
 prefix=/usr/lib/protobuf-mingw-w64
@@ -42,7 +54,7 @@ ln -s /usr/include/boost "staged$prefix/include/boost"
 mkdir staged/DEBIAN
 cat >staged/DEBIAN/control <<END
 Package: protobuf-mingw-w64
-Source: protobuf
+Source: protobuf ($source_version)
 Version: $version
 Architecture: all
 Maintainer: scripts/release <nobody@localhost>

@@ -164,6 +164,17 @@ def test_static_option(context):
         "libprotobuf-dev libprotoc-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf "
         "is installed, or set QARN_RPC_STATIC to OFF to build with shared libraries.",
     )
+    output = run(
+        ["cmake", "-S", context.source, "-B", fresh_folder(build)]
+        + ["-DQARN_RPC_BUILD_TESTS=OFF", "-DCMAKE_SYSTEM_NAME=FreeBSD", "-DQARN_RPC_STATIC=ON"],
+        status=None,
+    )
+    expect_in(
+        "for another system",
+        output,
+        "QARN_RPC_STATIC is for Linux, and for Windows with MinGW. Set it to OFF to build "
+        "with shared libraries.",
+    )
 
 
 def test_old_protobuf(context):

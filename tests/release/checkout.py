@@ -1,5 +1,6 @@
-"""A checkout to release: this tree as it is, committed."""
+"""A checkout to release: this tree as it is, committed, and what it says of itself."""
 
+import importlib.util
 import os
 import pathlib
 import shutil
@@ -14,6 +15,15 @@ GIT = [
     "-c", "commit.gpgsign=false",
     "-c", "init.defaultBranch=main",
 ]  # fmt: skip
+
+
+def project_of(source):
+    """The module scripts/release/project.py of the tree."""
+    path = source / "scripts/release/project.py"
+    spec = importlib.util.spec_from_file_location("project", path)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
 
 
 def files_of(source):

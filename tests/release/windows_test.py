@@ -14,9 +14,9 @@ import re
 import shutil
 import sys
 
+from release.checkout import project_of
 from support.testkit import Failure, expect, expect_in, fresh_folder, run, status_of, write
 
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 # protoc.exe is there.
 PROTOBUF = "/usr/lib/protobuf-mingw-w64"
 # Longer than the 260 characters that a path of Windows has without more ado.
@@ -30,7 +30,9 @@ class Windows:
     def __init__(self, root, folder, work):
         self.root = pathlib.Path(root)
         self.work = pathlib.Path(fresh_folder(work))
-        self.version = run([self.root / "scripts/release/project.py"]).split()[0]
+        project = project_of(self.root)
+        self.plain, self.any_syntax = project.PROGRAMS
+        self.version = project.version_of(self.root)
         self.name = f"qarn-rpc-gen-{self.version}-win64"
         shutil.unpack_archive(f"{folder}/{self.name}.zip", self.work)
         self.programs = self.work / self.name / "bin"
@@ -84,7 +86,7 @@ def check_streams(windows):
     request = record_request(windows)
     folder = windows.work / LONG
     folder.mkdir(parents=True)
-    for program in PROGRAMS:
+    for program in (windows.plain, windows.any_syntax):
         expected = run([windows.native / program], stdin=request, merge=False, text=False)
         expect_in("the answer", expected.decode(errors="replace"), f"{LONG}/all kinds.rpc.cpp")
         name = f"{program}.exe"
@@ -97,7 +99,7 @@ def check_streams(windows):
 
 def check_refusal(windows):
     """What is no request ends with the framework's words and status 1."""
-    program = windows.programs / f"{PROGRAMS[0]}.exe"
+    program = windows.programs / f"{windows.plain}.exe"
     text = run(windows.foreign(program), stdin=__file__, status=1)
     expect_in("the refusal", text, "protoc sent unparseable request to plugin.")
 
@@ -118,7 +120,7 @@ def check_page(windows):
     expected = fresh_folder(windows.work / "expected")
     run(
         ["protoc", f"-I{folder}", f"-I{windows.root}/proto", f"--cpp_out={expected}"]
-        + [f"--plugin=protoc-gen-qarn-rpc={windows.native / PROGRAMS[1]}"]
+        + [f"--plugin=protoc-gen-qarn-rpc={windows.native / windows.any_syntax}"]
         + [f"--qarn-rpc_out={expected}", "--qarn-rpc_opt=services_namespace=api"]
         + ["echo.proto", "text.proto"]
     )
