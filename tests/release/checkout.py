@@ -1,10 +1,11 @@
 """A checkout to release: this tree as it is, committed, and what it says of itself."""
 
-import importlib.util
 import os
 import pathlib
+import runpy
 import shutil
 import subprocess
+import types
 
 from support.testkit import run
 
@@ -19,11 +20,7 @@ GIT = [
 
 def project_of(source):
     """The module scripts/release/project.py of the tree."""
-    path = source / "scripts/release/project.py"
-    spec = importlib.util.spec_from_file_location("project", path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
+    return types.SimpleNamespace(**runpy.run_path(source / "scripts/release/project.py"))
 
 
 def files_of(source):
