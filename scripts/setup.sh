@@ -12,7 +12,7 @@ declare -A packages=(
   # The plugin itself. lld makes the static release start a little faster.
   [build]="g++ cmake ninja-build protobuf-compiler libprotobuf-dev libprotoc-dev libboost-dev lld"
   # The core suite.
-  [test]="diffutils libgmock-dev libgtest-dev pkg-config python3"
+  [test]="diffutils libgmock-dev libgtest-dev pkg-config python3-pytest"
   # The checks of style, the second compiler, sanitizers, coverage.
   [lint]="black clang clang-format-14 clang-tidy-14 cppcheck flake8 gcovr libclang-rt-14-dev
     nodejs npm shellcheck"

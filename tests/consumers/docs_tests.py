@@ -4,7 +4,6 @@ import os
 import re
 import shutil
 
-from docs import check_links
 from support.testkit import expect, fresh_folder, run
 
 
@@ -60,11 +59,6 @@ def test_docs_arguments(context):
         keywords = re.findall(r"^  set\((?:flags|values|lists) (.*)\)$", file.read(), re.MULTILINE)
     documented = re.findall(r"^\| `([A-Z_]+)", text, re.MULTILINE)
     expect("arguments in the table", set(documented), set(" ".join(keywords).split()))
-
-
-def test_docs_links(context):
-    """No link of an installed page leads nowhere."""
-    check_links.main([os.path.join(context.prefix, "share", "doc", "qarn-rpc-gen")])
 
 
 def test_docs_readme(context):

@@ -1,5 +1,5 @@
 # What the tests that are written in Python share: the interpreter, an entry of
-# CTest, the compilers, and a file that tells the scripts where everything is.
+# CTest, the compilers, and a file that tells the tests where everything is.
 #
 #   QARN_RPC_TEST_COMPILERS      the compilers that were found
 #   QARN_RPC_MISSING_COMPILERS   the names of those that were not
@@ -11,6 +11,46 @@ if(NOT Python3_Interpreter_FOUND)
     "On Debian or Ubuntu: apt-get install python3. "
     "To build without the tests, configure with -DQARN_RPC_BUILD_TESTS=OFF.")
 endif()
+
+# The system's pytest belongs to the system's Python, which another one on the PATH
+# may hide.
+set(QARN_RPC_PYTHON "")
+foreach(python IN ITEMS "${Python3_EXECUTABLE}" /usr/bin/python3)
+  if(NOT QARN_RPC_PYTHON)
+    execute_process(
+      COMMAND "${python}" -c "import pytest, sys; assert sys.version_info >= (3, 9)"
+      RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+    if(status EQUAL 0)
+      set(QARN_RPC_PYTHON "${python}")
+    endif()
+  endif()
+endforeach()
+if(NOT QARN_RPC_PYTHON)
+  message(FATAL_ERROR
+    "The tests need pytest, which '${Python3_EXECUTABLE}' does not have. "
+    "On Debian or Ubuntu: apt-get install python3-pytest. "
+    "To build without the tests, configure with -DQARN_RPC_BUILD_TESTS=OFF.")
+endif()
+
+set(QARN_RPC_BUILT_JSON "${PROJECT_BINARY_DIR}/tests/built.json")
+file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/tests/tmp")
+
+# qarn_rpc_add_pytest(NAME LABEL TESTS ARGUMENT...): one CTest entry, which runs
+# TESTS, a file below tests/ or one test of it, such as
+# docs/links_test.py::test_links. conftest.py says what the arguments are, and when
+# the entry is skipped. All that it writes is below the build folder. The time limit
+# is for a busy machine.
+function(qarn_rpc_add_pytest name label tests)
+  add_test(NAME ${name}
+    COMMAND "${QARN_RPC_PYTHON}" -X utf8 -X "pycache_prefix=${PROJECT_BINARY_DIR}/tests/pycache"
+      -m pytest "--basetemp=${PROJECT_BINARY_DIR}/tests/tmp/${name}"
+      "--built=${QARN_RPC_BUILT_JSON}" ${ARGN} "${tests}"
+    WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/tests")
+  set_tests_properties(${name} PROPERTIES
+    LABELS ${label} TIMEOUT 1200 SKIP_RETURN_CODE 77
+    # What else may be installed for pytest has no part here.
+    ENVIRONMENT "PYTEST_DISABLE_PLUGIN_AUTOLOAD=1;PYTEST_ADDOPTS=")
+endfunction()
 
 # qarn_rpc_add_script_test(NAME LABEL MODULE ARGUMENT...): one CTest entry, which
 # runs a module below tests/, such as compile.matrix.matrix. Exit status 77 means
@@ -89,6 +129,43 @@ function(qarn_rpc_taken_standards compiler result)
     set(${cached} "${taken}" CACHE INTERNAL "The standards that ${compiler} takes")
   endif()
   set(${result} "${${cached}}" PARENT_SCOPE)
+endfunction()
+
+# qarn_rpc_write_built_json(): what the fixture `built` of conftest.py reads.
+function(qarn_rpc_write_built_json)
+  set(compilers "")
+  foreach(compiler IN LISTS QARN_RPC_TEST_COMPILERS)
+    cmake_path(GET compiler FILENAME name)
+    qarn_rpc_taken_standards("${compiler}" standards)
+    list(JOIN standards "\", \"" standards)
+    list(APPEND compilers
+      "\"${name}\": {\"path\": \"${compiler}\", \"standards\": [\"${standards}\"]}")
+  endforeach()
+  list(JOIN compilers ",\n    " compilers)
+  set(libraries "$<TARGET_FILE:protobuf::libprotobuf>")
+  if(TARGET absl::base)
+    # Current protobuf's message code calls Abseil by itself.
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(QARN_RPC_PROTOBUF_LINK REQUIRED QUIET protobuf)
+    list(APPEND libraries ${QARN_RPC_PROTOBUF_LINK_LDFLAGS})
+  endif()
+  list(JOIN libraries "\", \"" libraries)
+  set(includes "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
+  string(APPEND includes ";$<TARGET_PROPERTY:Boost::headers,INTERFACE_INCLUDE_DIRECTORIES>")
+  file(GENERATE OUTPUT "${QARN_RPC_BUILT_JSON}" CONTENT "{
+  \"build\": \"${PROJECT_BINARY_DIR}\",
+  \"compilers\": {${compilers}},
+  \"config\": \"$<CONFIG>\",
+  \"cxx\": \"${CMAKE_CXX_COMPILER}\",
+  \"libraries\": [\"${libraries}\"],
+  \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
+  \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
+  \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
+  \"protoc_options\": [${optional_option}],
+  \"static\": \"${QARN_RPC_STATIC}\",
+  \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
+}
+")
 endfunction()
 
 # qarn_rpc_write_compile_config(FILE BUILD_FOLDER): the JSON file that the
