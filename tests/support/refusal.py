@@ -7,9 +7,8 @@ accepted, and if the words of the error are those of the cause.
 
 import os
 import re
+import shlex
 import subprocess
-
-from support.testkit import Failure, described
 
 
 class Attempt:
@@ -39,25 +38,24 @@ class Attempt:
         )
         return done.returncode, done.stdout
 
-    def failure(self, what, output):
-        return Failure(described(f"{self.what} {what}", self.command, output))
+    def about(self, what, output):
+        """The text about a run that went wrong."""
+        return f"{self.what} {what}\n  command: {shlex.join(self.command)}\n{output}"
 
     def expect_accepted(self):
         """Fails unless the tool accepts its input."""
         status, output = self.run()
-        if status != 0:
-            raise self.failure("is refused, and must not be", output)
+        assert status == 0, self.about("is refused, and must not be", output)
 
     def expect_refused(self, patterns):
         """Fails unless the tool refuses its input and each of the patterns
         matches a line of its errors."""
         status, output = self.run()
-        if status == 0:
-            raise self.failure("is accepted, and must not be", output)
+        assert status != 0, self.about("is accepted, and must not be", output)
         self.check_cause(output)
-        unmatched = unmatched_pattern(self.error_lines(output), patterns)
-        if unmatched:
-            raise self.failure(f"is refused, but no error matches '{unmatched}'", output)
+        lines = self.error_lines(output)
+        unmatched = [pattern for pattern in patterns if not has_match(lines, pattern)]
+        assert not unmatched, self.about(f"is refused, but no error matches {unmatched}", output)
 
     def check_cause(self, output):
         """Fails if another tool than this one refused."""
@@ -81,26 +79,30 @@ class Link(Attempt):
     def check_cause(self, output):
         """It must be the linker that refuses, not the compiler."""
         of_linker = ("error: linker command", "error: ld returned")
-        for line in output.splitlines():
-            if re.search(r": (fatal )?error: ", line) and not any(
-                words in line for words in of_linker
-            ):
-                raise self.failure("does not even compile", output)
+        of_compiler = [
+            line
+            for line in output.splitlines()
+            if re.search(r": (fatal )?error: ", line)
+            and not any(words in line for words in of_linker)
+        ]
+        assert not of_compiler, self.about("does not even compile", output)
 
 
+def has_match(lines, pattern):
+    """Whether the pattern matches one of the lines."""
+    return any(re.search(pattern, line) for line in lines)
+
+
+# For the scripts that do not know has_match yet.
 def unmatched_pattern(lines, patterns):
     """The first of the patterns that matches none of the lines, or None."""
-    for pattern in patterns:
-        if not any(re.search(pattern, line) for line in lines):
-            return pattern
-    return None
+    return next((pattern for pattern in patterns if not has_match(lines, pattern)), None)
 
 
 def expect_refused_for_its_cause(refused, accepted, patterns):
     """Fails unless each of the attempts `accepted` succeeds, which have not the
     cause, and each of `refused` fails with errors that match the patterns."""
-    if not refused or not patterns:
-        raise ValueError("nothing is refused, or for no reason")
+    assert refused and patterns, "nothing is refused, or for no reason"
     for attempt in accepted:
         attempt.expect_accepted()
     for attempt in refused:
