@@ -1,16 +1,14 @@
 #!/usr/bin/env bash
 # Builds and tests this tree in other releases of Debian and for other
 # architectures: in one root for each NAME, or for every name there is. A root
-# is made once, with debootstrap, and kept below build/platforms/; delete its
+# is made once, with mmdebstrap, and kept below build/platforms/; delete its
 # folder to have a fresh one. The log lies beside it.
 #
 # Prints one line a root, and writes what was run to docs/platforms.md; the rows
 # of other roots stay as they are. A root that cannot be made is not tried, and
-# the line says why. Needs the user root, git and debootstrap.
+# the line says why. Needs the user root, git and mmdebstrap.
 #
 #   scripts/platforms.sh [NAME...]
-#   scripts/platforms.sh --core NAME...   the build and the core suite alone;
-#                                         leaves the page as it is
 #
 # Exit status: 1 if something failed, 2 for wrong usage.
 set -euo pipefail
@@ -20,16 +18,10 @@ source scripts/platforms/roots.sh
 
 usage() {
   echo "platforms.sh: $1" >&2
-  echo "usage: scripts/platforms.sh [--core] [NAME...]   names: ${platform_names[*]}" >&2
+  echo "usage: scripts/platforms.sh [NAME...]   names: ${platform_names[*]}" >&2
   exit 2
 }
 
-core=()
-if [[ "${1:-}" == --core ]]; then
-  core=(--core)
-  shift
-  [[ $# -gt 0 ]] || usage "--core needs the name of a root"
-fi
 names=("$@")
 [[ $# -gt 0 ]] || names=("${platform_names[@]}")
 for name in "${names[@]}"; do
@@ -57,7 +49,7 @@ run_root() {
   fi
   copy_tree "$root"
   scripts/platforms/in_root.sh "$root" \
-    /src/scripts/platforms/check.sh "${core[@]}" "$name" /results >>"$log" 2>&1 || status=1
+    /src/scripts/platforms/check.sh "$name" /results >>"$log" 2>&1 || status=1
   cp "$root/results/"{versions,results} "$results"
   echo "$name: $(outcome "$results"), $(((SECONDS - since + 30) / 60)) minutes"
   if [[ "$status" -ne 0 ]]; then
@@ -129,8 +121,6 @@ END
 status=0
 for name in "${names[@]}"; do
   run_root "$name" || status=1
-  if [[ ${#core[@]} -eq 0 ]]; then
-    write_page "$name"
-  fi
+  write_page "$name"
 done
 exit "$status"

@@ -6,11 +6,11 @@
 # around it.
 #
 # What is released is the commit that is checked out; a tree with changes that are
-# not committed is refused. All is built in a Debian root, made with debootstrap
+# not committed is refused. All is built in a Debian root, made with mmdebstrap
 # below build/platforms/ and kept there, so that nothing depends on what is
 # installed here; delete the root to have a fresh one. DIR is written when all has
 # passed, in place of the files of an earlier run. Needs the user root, git and
-# debootstrap.
+# mmdebstrap.
 #
 #   scripts/release.sh VERSION [--out DIR] [--only PLATFORM]
 #                      [--key FILE [--public-key FILE]]

@@ -1,18 +1,22 @@
 #!/usr/bin/env bash
 # Installs the Debian and npm packages that the groups named as arguments need. Says
-# what it installs, and does nothing when all of it is there. On a system
-# without apt it lists what is needed instead, and succeeds if the tools of the
-# group "build" are present.
+# ahead what it installs, and does nothing when all of it is there. With --no-install
+# it only says it. On a system without apt it looks for what the groups "build" and
+# "test" need, and names what is missing.
 #
-#   scripts/setup.sh build test
+#   scripts/setup.sh [--no-install] GROUP...
+#
+# Exit status: 1 if something is missing that it cannot install, or if this tree
+# cannot be written; 2 for wrong usage.
 set -euo pipefail
+cd "$(dirname "$0")/.."
 
 # What each group needs. Several groups may name a package.
 declare -A packages=(
   # The plugin itself. lld makes the static release start a little faster.
   [build]="g++ cmake ninja-build protobuf-compiler libprotobuf-dev libprotoc-dev libboost-dev lld"
   # The core suite.
-  [test]="diffutils libgmock-dev libgtest-dev pkg-config python3-pytest"
+  [test]="diffutils libgmock-dev libgtest-dev pkg-config python3 python3-pytest"
   # The checks of style, the second compiler, sanitizers, coverage.
   [lint]="black clang clang-format-14 clang-tidy-14 cppcheck flake8 gcovr libclang-rt-14-dev
     nodejs npm shellcheck"
@@ -24,50 +28,130 @@ declare -A packages=(
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
+  # The test of buf.
+  [buf]="nodejs npm"
   # The source of protobuf, to build it with sanitizers.
   [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
-  [platforms]="debootstrap git tar util-linux"
+  [platforms]="git mmdebstrap tar util-linux"
   # The release, which is built in such a root.
-  [release]="debootstrap git minisign python3 tar util-linux"
+  [release]="git mmdebstrap minisign python3 tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.
   [bench]="libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"
   [ice]="zeroc-ice-compilers"
   [protobuf-c]="protobuf-c-compiler"
   [thrift]="thrift-compiler"
+
+  # In the roots that scripts/platforms/roots.sh names, beside "build" and "test":
+  # what is tried there, and what another suite calls otherwise.
+  [native]="clang libbenchmark-dev make meson"
+  [native-bookworm]="libclang-rt-14-dev"
+  [native-trixie]="libclang-rt-dev"
+  [native-sid]="libclang-rt-dev"
+  # protoc runs as it is, and starts the plugin under qemu.
+  [cross-arm64]="qemu-user crossbuild-essential-arm64 libboost-dev:arm64
+    libprotobuf-dev:arm64 libprotoc-dev:arm64"
+  [cross-s390x]="qemu-user crossbuild-essential-s390x libboost-dev:s390x
+    libprotobuf-dev:s390x libprotoc-dev:s390x"
+  # Bazel 7, and the servers of a cache and of remote execution.
+  [bazel]="bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
+    bazel-rules-proto bazel-skylib buildbox nginx python3 siso"
+  # To pack the files of a release, and for the gate.
+  [release-files]="dpkg-dev file lintian minisign pkg-config python3"
+  # The other architectures and Windows.
+  [release-foreign]="crossbuild-essential-arm64 libprotobuf-dev:arm64 libprotoc-dev:arm64
+    crossbuild-essential-s390x libprotobuf-dev:s390x libprotoc-dev:s390x
+    g++-mingw-w64-x86-64-posix qemu-user wine wine64"
 )
 
 # What Debian has not, from npm, into the folder build/tools of the project.
 declare -A npm_packages=(
+  [buf]="@bufbuild/buf@1.75.0"
   [lint]="@bazel/buildifier@8.2.1"
 )
 
-if [[ $# -eq 0 ]]; then
-  echo "usage: scripts/setup.sh GROUP...   groups: ${!packages[*]}" >&2
-  exit 2
-fi
+# What the groups need where there is no apt: group, kind, name.
+needs() {
+  cat <<'END'
+build program c++
+build program cmake
+build program ninja
+build program protoc
+build header boost/version.hpp
+build header google/protobuf/compiler/code_generator.h
+build library protobuf
+build library protoc
+test program diff
+test program pkg-config
+test program python3
+test module pytest
+test header gmock/gmock.h
+test header gtest/gtest.h
+test library gmock
+test library gtest
+END
+}
 
+# Whether the compiler, told where CMake looks besides, finds what is named.
+has() {
+  local kind=$1 name=$2 prefix prefixes flags=()
+  IFS=: read -ra prefixes <<<"${CMAKE_PREFIX_PATH:-}"
+  for prefix in "${prefixes[@]}"; do
+    flags+=("-I$prefix/include" "-L$prefix/lib")
+  done
+  case "$kind" in
+    program) command -v "$name" ;;
+    module) python3 -c "import $name" ;;
+    header) c++ "${flags[@]}" -x c++ -E - <<<"#include <$name>" ;;
+    library) c++ "${flags[@]}" -x c++ - "-l$name" -o /dev/null <<<'int main() {}' ;;
+  esac >/dev/null 2>&1
+}
+
+fail() {
+  printf 'setup.sh: %s\n' "$@" >&2
+  exit 1
+}
+
+usage() {
+  [[ $# -eq 0 ]] || echo "setup.sh: $1" >&2
+  echo "usage: scripts/setup.sh [--no-install] GROUP...   groups: ${!packages[*]}" >&2
+  exit 2
+}
+
+install=true
+if [[ "${1:-}" == --no-install ]]; then
+  install=false
+  shift
+fi
+[[ $# -gt 0 ]] || usage
 needed=()
 for group in "$@"; do
-  if [[ -z "${packages[$group]:-}" ]]; then
-    echo "setup.sh: there is no group '$group'; the groups are: ${!packages[*]}" >&2
-    exit 2
-  fi
-  mapfile -t names < <(xargs -n 1 <<<"${packages[$group]}")
+  [[ -n "${packages[$group]:-}" ]] || usage "there is no group '$group'"
+  read -r -d '' -a names <<<"${packages[$group]}" || true
   needed+=("${names[@]}")
 done
 
+# Builds and what comes from npm go there.
+written=build
+[[ -e build ]] || written=.
+[[ -w "$written" ]] ||
+  fail "$(readlink -f "$written") cannot be written by $(id -un); use a copy of this tree that can be"
+
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-  echo "This system has no apt. The build needs what Debian 12 calls:"
-  printf '  %s\n' "${needed[@]}" | sort -u
-  for tool in c++ cmake ninja protoc; do
-    if ! command -v "$tool" >/dev/null; then
-      echo "setup.sh: '$tool' is not on the path. Install the list above by the means of your system." >&2
-      exit 1
+  missing=()
+  while read -r group kind name; do
+    if [[ " $* " == *" $group "* ]] && ! has "$kind" "$name"; then
+      missing+=("$kind $name")
     fi
-  done
-  exit 0
+  done < <(needs)
+  if [[ ${#missing[@]} -gt 0 ]]; then
+    echo "This system has no apt. What is needed here is what Debian 12 calls:"
+    printf '  %s\n' "${needed[@]}" | sort -u
+    fail "not found: $(printf '%s, ' "${missing[@]}" | sed 's/, $//')" \
+      "install them by the means of your system; CMAKE_PREFIX_PATH may name where they are"
+  fi
+  exit
 fi
 
 missing=()
@@ -84,29 +168,34 @@ for package in "${needed[@]}"; do
   fi
 done
 if [[ ${#missing[@]} -gt 0 ]]; then
-  as_root=()
-  if [[ $(id -u) -ne 0 ]]; then
-    if ! command -v sudo >/dev/null; then
-      echo "setup.sh: these packages are missing: ${missing[*]}" >&2
-      echo "setup.sh: run 'apt-get install ${missing[*]}' as root, or install sudo." >&2
-      exit 1
+  mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+  echo "To be installed with apt: ${missing[*]}"
+  if $install; then
+    by_hand="run as root: apt-get update && apt-get install ${missing[*]}"
+    as_root=()
+    if [[ $(id -u) -ne 0 ]]; then
+      command -v sudo >/dev/null ||
+        fail "installing needs the user root or sudo, and neither is here; $by_hand"
+      as_root=(sudo)
     fi
-    as_root=(sudo)
+    if ! "${as_root[@]}" apt-get update -qq || ! "${as_root[@]}" \
+      env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; then
+      fail "apt-get failed, as it says above; $by_hand"
+    fi
   fi
-  echo "Installing with apt: ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-tools=$(dirname "$(readlink -f "$0")")/../build/tools
 for group in "$@"; do
   for package in ${npm_packages[$group]:-}; do
     # The folder has the name without the version, and says which it is.
     name=${package%@*}
-    if ! grep -qsF "\"version\": \"${package##*@}\"" "$tools/node_modules/$name/package.json"; then
-      echo "Installing with npm: $package"
-      npm install --silent --no-audit --no-fund --prefix "$tools" "$package"
+    if ! grep -qsF "\"version\": \"${package##*@}\"" "build/tools/node_modules/$name/package.json"; then
+      echo "To be installed with npm, in build/tools: $package"
+      if $install; then
+        npm install --silent --no-audit --no-fund --prefix build/tools "$package" ||
+          fail "npm could not install $package"
+      fi
     fi
   done
 done

@@ -20,12 +20,7 @@ esac
 scripts/setup.sh build test
 if $all; then
   scripts/setup.sh all
-  # For the consumer test of buf, which Debian has not. Without it that test is
-  # skipped.
-  if [[ ! -x build/tools/node_modules/.bin/buf ]]; then
-    npm install --silent --no-audit --no-fund --prefix build/tools @bufbuild/buf@1.75.0 ||
-      echo "test.sh: buf could not be installed; its test will be skipped" >&2
-  fi
+  scripts/setup.sh buf || echo "test.sh: without buf its test will be skipped" >&2
 fi
 
 cmake --preset dev

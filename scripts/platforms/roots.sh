@@ -5,12 +5,10 @@
 #                           sid-bazel, of scripts/bazel_sid.sh, is not among them
 #   platform_suite NAME     the Debian suite
 #   platform_kind NAME      how it is built there: by its CMake; by a script,
-#                           because its CMake is too old; for another
-#                           architecture; by Bazel; or, in the roots of
-#                           scripts/release.sh, for all that are released:
-#                           native, script, cross, bazel or release
+#                           because its CMake is too old; or for another
+#                           architecture: native, script or cross
 #   platform_foreign NAME   the architectures of the packages, besides its own
-#   platform_packages NAME  what is installed besides the smallest Debian
+#   platform_groups NAME    the groups of scripts/setup.sh that are installed in it
 #   reason_against_roots    why no root can be made here
 #   copy_tree ROOT          copies the project's tree, the current folder, to
 #                           ROOT/src
@@ -35,9 +33,7 @@ platform_suite() {
 platform_kind() {
   case "$1" in
     debian11-*) echo script ;;
-    sid-bazel) echo bazel ;;
     arm64 | s390x) echo cross ;;
-    release*) echo release ;;
     *) echo native ;;
   esac
 }
@@ -49,46 +45,14 @@ platform_foreign() {
   esac
 }
 
-platform_packages() {
-  local architecture
-  case "$(platform_kind "$1")" in
-    native)
-      echo clang cmake diffutils g++ git libbenchmark-dev libboost-dev ninja-build
-      echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make meson
-      echo pkg-config protobuf-compiler python3
-      # For the fuzzers.
-      if [[ "$1" == debian12 ]]; then echo libclang-rt-14-dev; else echo libclang-rt-dev; fi
-      ;;
-    script)
-      echo clang diffutils g++ libboost-dev libgmock-dev libgtest-dev libprotobuf-dev
-      echo libprotoc-dev protobuf-compiler python3
-      ;;
-    bazel)
-      # Bazel with its rules, the servers of a cache and of remote execution, and
-      # what the plugin is built with.
-      echo bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
-      echo bazel-rules-proto bazel-skylib buildbox cmake g++ libboost-dev
-      echo libprotobuf-dev libprotoc-dev nginx ninja-build protobuf-compiler
-      echo python3 siso zlib1g-dev
-      ;;
-    cross)
-      # protoc runs as it is, and starts the plugin under qemu.
-      echo cmake diffutils ninja-build protobuf-compiler python3 qemu-user
-      echo "crossbuild-essential-$1 libboost-dev:$1 libprotobuf-dev:$1 libprotoc-dev:$1"
-      echo "zlib1g-dev:$1"
-      ;;
-    release)
-      # To build and pack, and for the gate.
-      echo cmake dpkg-dev file g++ gzip libboost-dev libprotobuf-dev libprotoc-dev
-      echo lintian lld minisign ninja-build pkg-config protobuf-compiler python3 zlib1g-dev
-      for architecture in $(platform_foreign "$1"); do
-        echo "crossbuild-essential-$architecture libprotobuf-dev:$architecture"
-        echo "libprotoc-dev:$architecture zlib1g-dev:$architecture"
-      done
-      if [[ "$1" == release ]]; then
-        echo g++-mingw-w64-x86-64-posix qemu-user wine wine64
-      fi
-      ;;
+platform_groups() {
+  case "$1" in
+    release) echo build release-files release-foreign ;;
+    release-x86_64) echo build release-files ;;
+    sid-bazel) echo build bazel ;;
+    arm64 | s390x) echo build "cross-$1" ;;
+    debian11-*) echo build test native ;;
+    *) echo build test native "native-$(platform_suite "$1")" ;;
   esac
 }
 
@@ -97,7 +61,7 @@ reason_against_roots() {
   if [[ $(id -u) -ne 0 ]]; then
     echo "making a root needs the user root"
   elif ! scripts/setup.sh platforms >&2; then
-    echo "debootstrap could not be installed"
+    echo "mmdebstrap could not be installed"
   elif ! unshare --mount true 2>/dev/null; then
     echo "this system lets nobody mount"
   fi

@@ -57,7 +57,6 @@ build_platform() {
     -DCMAKE_BUILD_TYPE=Release \
     -DCMAKE_CXX_FLAGS="-ffile-prefix-map=$PWD=." \
     -DCMAKE_CXX_LINKER_LAUNCHER="$here/record_link.sh;$place" \
-    -DQARN_RPC_BUILD_TESTS=OFF \
     -DQARN_RPC_WARNINGS_AS_ERRORS=ON
   cmake --build "$place/build"
   cmake --install "$place/build" --prefix "$tree" --strip

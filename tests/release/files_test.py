@@ -299,7 +299,7 @@ def main(arguments):
     """Makes the files and tries them."""
     if os.geteuid() != 0:
         raise Skip("making a Debian root needs the user root")
-    need("git", "minisign", "debootstrap")
+    need("git", "minisign", "mmdebstrap")
     files = Files(pathlib.Path(arguments[0]), arguments[1])
     files.make()
     check_gate_passes(files)

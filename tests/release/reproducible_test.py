@@ -86,7 +86,7 @@ def main(arguments):
     """Builds twice and compares."""
     if os.geteuid() != 0:
         raise Skip("making a Debian root needs the user root")
-    need("debootstrap")
+    need("mmdebstrap")
     source, work = pathlib.Path(arguments[0]), pathlib.Path(fresh_folder(arguments[1]))
     known = project_of(source).platforms()
     platforms = arguments[2:] or list(known)
