@@ -55,7 +55,7 @@ platform_packages() {
     native)
       echo clang cmake diffutils g++ git libbenchmark-dev libboost-dev ninja-build
       echo libgmock-dev libgtest-dev libprotobuf-dev libprotoc-dev lld make meson
-      echo pkg-config protobuf-compiler python3
+      echo pkg-config protobuf-compiler python3-pytest
       # For the fuzzers.
       if [[ "$1" == debian12 ]]; then echo libclang-rt-14-dev; else echo libclang-rt-dev; fi
       ;;
@@ -69,7 +69,7 @@ platform_packages() {
       echo bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
       echo bazel-rules-proto bazel-skylib buildbox cmake g++ libboost-dev
       echo libprotobuf-dev libprotoc-dev nginx ninja-build protobuf-compiler
-      echo python3 siso zlib1g-dev
+      echo python3-pytest siso zlib1g-dev
       ;;
     cross)
       # protoc runs as it is, and starts the plugin under qemu.
@@ -80,7 +80,8 @@ platform_packages() {
     release)
       # To build and pack, and for the gate.
       echo cmake dpkg-dev file g++ gzip libboost-dev libprotobuf-dev libprotoc-dev
-      echo lintian lld minisign ninja-build pkg-config protobuf-compiler python3 zlib1g-dev
+      echo lintian lld minisign ninja-build pkg-config protobuf-compiler python3-pytest
+      echo zlib1g-dev
       for architecture in $(platform_foreign "$1"); do
         echo "crossbuild-essential-$architecture libprotobuf-dev:$architecture"
         echo "libprotoc-dev:$architecture zlib1g-dev:$architecture"
