@@ -162,7 +162,7 @@ function(qarn_rpc_write_built_json)
   \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
-  \"static\": \"${QARN_RPC_STATIC}\",
+  \"static\": $<BOOL:${QARN_RPC_STATIC}>,
   \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
 }
 ")
