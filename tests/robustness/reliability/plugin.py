@@ -16,8 +16,9 @@ class Result:
     """How a run ended, and the bytes that it wrote."""
 
     status: int
-    out: bytes
-    err: bytes
+    # Both may be too large to be shown.
+    out: bytes = dataclasses.field(repr=False)
+    err: bytes = dataclasses.field(repr=False)
     program: str
 
     def __str__(self):
