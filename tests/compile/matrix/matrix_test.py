@@ -322,7 +322,7 @@ def test_control(matrix, tmp_path):
     for fault, suffix, old, new, diagnostic in FAULTS:
         output = control.compile(control.broken_copy(fault, suffix, old, new), status=None)
         pattern = rf"four{re.escape(suffix)}:\d+:\d+: error: .*({diagnostic})"
-        assert has_match(output.splitlines(), pattern), fault
+        assert has_match(output.splitlines(), pattern), f"{fault}: {output}"
         print(f"{fault}: refused, as it must be")
 
     *fault, expected = FAULT_OF_CALLS

@@ -279,7 +279,8 @@ def test_compile(built, source, folder, tmp_path, compiler, standard):
             unit = rpc / f"{base}.rpc.cpp"
             if refused_at:
                 output = toolchain.compile(unit, [rpc, runtime], [packaged.messages], status=None)
-                assert has_match(output.splitlines(), rf"{refused_at}:\d+:\d+: error: "), reason
+                pattern = rf"{refused_at}:\d+:\d+: error: "
+                assert has_match(output.splitlines(), pattern), f"{reason}: {output}"
                 print(f"refused, as it must be ({reason}): {unit}")
                 continue
             number = len(functions)
