@@ -56,9 +56,9 @@ declare -A packages=(
     libprotobuf-dev:s390x libprotoc-dev:s390x"
   # Bazel 7, and the servers of a cache and of remote execution.
   [bazel]="bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
-    bazel-rules-proto bazel-skylib buildbox nginx python3 siso"
+    bazel-rules-proto bazel-skylib buildbox nginx python3-pytest siso"
   # To pack the files of a release, and for the gate.
-  [release-files]="dpkg-dev file lintian minisign pkg-config python3"
+  [release-files]="dpkg-dev file lintian minisign pkg-config python3-pytest"
   # The other architectures and Windows.
   [release-foreign]="crossbuild-essential-arm64 libprotobuf-dev:arm64 libprotoc-dev:arm64
     crossbuild-essential-s390x libprotobuf-dev:s390x libprotoc-dev:s390x

@@ -29,6 +29,12 @@ def pytest_addoption(parser):
         metavar="DIR",
         help="where the plugin is installed; without it, where consumers.install put it",
     )
+    group.addoption(
+        "--release",
+        type=pathlib.Path,
+        metavar="DIR",
+        help="the files of a release, for release/windows_test.py",
+    )
 
 
 def pytest_sessionfinish(session, exitstatus):
@@ -39,9 +45,9 @@ def pytest_sessionfinish(session, exitstatus):
         session.exitstatus = SKIPPED
 
 
-@pytest.fixture(autouse=True)
-def _tools_that_are_needed(request):
-    for mark in request.node.iter_markers("needs"):
+def pytest_runtest_setup(item):
+    """Skips a test that needs what is not here, before anything is made for it."""
+    for mark in item.iter_markers("needs"):
         for tool in mark.args:
             if not shutil.which(tool):
                 package = mark.kwargs.get("package", tool)

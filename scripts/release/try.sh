@@ -63,7 +63,7 @@ for platform in "$@"; do
   scripts/platforms/run_goldens.sh "$prefix"/bin/protoc-gen-qarn-rpc{,-any}"$suffix"
   consumer cmake_ninja
   if [[ "$system" == Windows ]]; then
-    (cd tests && python3 -B -m release.windows_test "$PWD/.." "$folder" "$work/windows")
+    python3 -B -m pytest --basetemp="$work/windows" --release="$folder" tests/release/windows_test.py
   fi
   if [[ "$deb" == deb ]]; then
     # Only the owner of the project can settle this.

@@ -1,8 +1,9 @@
 # What the tests that are written in Python share: the interpreter, an entry of
 # CTest, the compilers, and a file that tells the tests where everything is.
 #
-#   QARN_RPC_TEST_COMPILERS      the compilers that were found
-#   QARN_RPC_MISSING_COMPILERS   the names of those that were not
+#   QARN_RPC_TEST_COMPILERS        the compilers that were found
+#   QARN_RPC_TEST_COMPILER_NAMES   their names, in the same order: g++, clang++
+#   QARN_RPC_MISSING_COMPILERS     the names of those that were not
 
 find_package(Python3 3.9 COMPONENTS Interpreter)
 if(NOT Python3_Interpreter_FOUND)
@@ -68,6 +69,7 @@ find_program(QARN_RPC_CLANGXX clang++ DOC "The clang++ that generated code is tr
 mark_as_advanced(QARN_RPC_GXX QARN_RPC_CLANGXX)
 
 set(QARN_RPC_TEST_COMPILERS)
+set(QARN_RPC_TEST_COMPILER_NAMES)
 set(QARN_RPC_MISSING_COMPILERS)
 set(compilers_json)
 foreach(pair IN ITEMS g++=QARN_RPC_GXX clang++=QARN_RPC_CLANGXX)
@@ -75,6 +77,7 @@ foreach(pair IN ITEMS g++=QARN_RPC_GXX clang++=QARN_RPC_CLANGXX)
   set(path "${${CMAKE_MATCH_2}}")
   if(path)
     list(APPEND QARN_RPC_TEST_COMPILERS "${path}")
+    list(APPEND QARN_RPC_TEST_COMPILER_NAMES ${CMAKE_MATCH_1})
     list(APPEND compilers_json "\"${CMAKE_MATCH_1}\": \"${path}\"")
   else()
     list(APPEND QARN_RPC_MISSING_COMPILERS ${CMAKE_MATCH_1})
@@ -134,8 +137,7 @@ endfunction()
 # qarn_rpc_write_built_json(): what the fixture `built` of conftest.py reads.
 function(qarn_rpc_write_built_json)
   set(compilers "")
-  foreach(compiler IN LISTS QARN_RPC_TEST_COMPILERS)
-    cmake_path(GET compiler FILENAME name)
+  foreach(name compiler IN ZIP_LISTS QARN_RPC_TEST_COMPILER_NAMES QARN_RPC_TEST_COMPILERS)
     qarn_rpc_taken_standards("${compiler}" standards)
     list(JOIN standards "\", \"" standards)
     list(APPEND compilers
@@ -162,7 +164,7 @@ function(qarn_rpc_write_built_json)
   \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
-  \"static\": \"${QARN_RPC_STATIC}\",
+  \"static\": $<BOOL:${QARN_RPC_STATIC}>,
   \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
 }
 ")

@@ -1,6 +1,4 @@
-"""Checks that each row of docs/limits.md has its case, and each case its row.
-
-  python3 -m compile.limits.check_rows PAGE CASES_FOLDER
+"""Each row of docs/limits.md has its case, and each case its row.
 
 A case names its rows with `row`, in its case.ini: the words with which the first
 cell of the row begins. A row that no case can try stands in UNTRIED.
@@ -9,9 +7,6 @@ cell of the row begins. A row that no case can try stands in UNTRIED.
 import configparser
 import pathlib
 import re
-import sys
-
-from support.testkit import Failure, Misuse, status_of
 
 # The words with which each begins, and why there is no case.
 UNTRIED = {
@@ -29,16 +24,14 @@ UNTRIED = {
 
 def rows_of(page):
     """The first cells of the tables whose head is "Limit"."""
-    tables = re.findall(
-        r"^\| Limit \|.*\n\|[-|]+\n((?:\|.*\n)*)", page.read_text(encoding="utf-8"), re.MULTILINE
-    )
+    tables = re.findall(r"^\| Limit \|.*\n\|[-|]+\n((?:\|.*\n)*)", page.read_text(), re.MULTILINE)
     return [line.split("|")[1].strip() for table in tables for line in table.splitlines()]
 
 
 def rows_named_by(ini):
     """The words with which a case names its rows."""
     parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
-    parser.read(ini, encoding="utf-8")
+    parser.read(ini)
     text = parser.get("case", "row", fallback="")
     return [line for line in text.splitlines() if line.strip()]
 
@@ -61,29 +54,16 @@ def complaints(rows, cases):
     for row, names in namers.items():
         if not names:
             yield (
-                f"no case names the row '{row}': write one (run_case.py "
-                "says how), or say in UNTRIED why there is none"
+                f"no case names the row '{row}': write one (limits_test.py says how), "
+                "or say in UNTRIED why there is none"
             )
         if "UNTRIED" in names and len(names) > 1:
             yield f"{names[1]} tries the row '{row}': take it out of UNTRIED"
 
 
-def main(arguments):
-    if len(arguments) != 2:
-        raise Misuse(__doc__)
-    page, cases = map(pathlib.Path, arguments)
-    rows = rows_of(page)
-    found = list(
-        complaints(
-            rows, {ini.parent.name: rows_named_by(ini) for ini in sorted(cases.glob("*/case.ini"))}
-        )
-    )
-    print(f"{len(rows)} rows, {len(UNTRIED)} of them without a case")
-    if not rows:
-        raise Failure(f"{page} has no table whose head is Limit")
-    if found:
-        raise Failure("\n".join(found))
-
-
-if __name__ == "__main__":
-    sys.exit(status_of(main, sys.argv[1:]))
+def test_rows_and_cases_belong_together(source):
+    rows = rows_of(source / "docs/limits.md")
+    assert rows
+    inis = sorted(pathlib.Path(__file__).parent.glob("cases/*/case.ini"))
+    cases = {ini.parent.name: rows_named_by(ini) for ini in inis}
+    assert not list(complaints(rows, cases))

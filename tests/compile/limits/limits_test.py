@@ -1,15 +1,12 @@
-"""Shows that one row of docs/limits.md is true.
+"""Each row of docs/limits.md is true.
 
-    python3 -m compile.limits.run_case CONFIG CASE_FOLDER
-
-CONFIG is the JSON file that CMake writes. A case is a folder with an api.proto
-that shows the limit, other files that it needs (.proto files; a use.cc when the
-limit is met by code that uses the generated code), and a case.ini that says
-what is seen:
+A case is a folder with an api.proto that shows the limit, other files that it needs
+(.proto files; a use.cc when the limit is met by code that uses the generated code),
+and a case.ini that says what is seen:
 
     [case]
     row = A method named             the words with which its rows of the page
-                                     begin (check_rows.py looks at them)
+                                     begin (rows_test.py looks at them)
     option = services_namespace=api  given with --qarn-rpc_opt (optional)
     out_option = ...                 given in front of the folder in
                                      --qarn-rpc_out (optional)
@@ -46,36 +43,22 @@ works, is tried too: a failure counts only if the limit is its cause.
 The compilation of protobuf's headers is what the time goes into. So a row that
 holds at every standard is tried with g++ at the oldest and the newest, and with
 clang++ at one between; one that does not hold everywhere is tried at all four.
-
-Exit status: 0 the row is true, 1 it is not, 2 the case or the call is wrong,
-77 it cannot be tried here.
 """
 
 import configparser
-import json
 import pathlib
 import re
-import sys
-import tempfile
 
+import pytest
+
+from support.commands import run
 from support.refusal import Attempt, Compilation, Link, expect_refused_for_its_cause
-from support.testkit import Failure, Misuse, Skip, run, status_of
 from support.toolchain import WARNINGS, system_includes
 
+CASES = sorted(pathlib.Path(__file__).parent.glob("cases/*"))
 KEYS = {
-    "case": {
-        "row",
-        "option",
-        "out_option",
-        "protoc",
-        "line",
-        "mend",
-        "mended_option",
-        "mended_line",
-        "mended_without",
-        "same",
-        "link",
-    },
+    "case": {"row", "option", "out_option", "protoc", "line", "same", "link"}
+    | {"mend", "mended_option", "mended_line", "mended_without"},
     "g++": {"fails", "works", "error"},
     "clang++": {"fails", "works", "error"},
     "protoc": {"error"},
@@ -89,49 +72,34 @@ class Case:
 
     def __init__(self, folder):
         self.folder = folder
-        parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
-        ini = folder / "case.ini"
-        if not ini.is_file() or not (folder / "api.proto").is_file():
-            raise Misuse(f"{folder} needs a case.ini and an api.proto")
-        parser.read(ini, encoding="utf-8")
-        for section in parser.sections():
-            unknown = set(parser[section]) - KEYS.get(section, set())
-            if section not in KEYS or unknown:
-                raise Misuse(
-                    f"{ini}: unknown in [{section}]: "
-                    f"{', '.join(sorted(unknown)) or 'the section'}"
-                )
-        self.parser = parser
+        self.parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
+        self.parser.read(folder / "case.ini")
+        self.check_keys()
         self.mends = [self._pair(text, "=>") for text in self.many("mend")]
         self.has_mended = bool(self.mends) or any(
             self.one(key) is not None for key in ("mended_option", "mended_without")
         )
-        self.compilers = [c for c in COMPILERS if parser.has_section(c)]
-        if not (
-            self.compilers
-            or parser.has_section("protoc")
-            or parser.has_section("plugin")
-            or self.many("mended_line")
-            or self.one("same")
-        ):
-            raise Misuse(f"{ini} expects nothing")
-        if not self.has_mended and (self.many("mended_line") or self.one("same")):
-            raise Misuse(f"{ini} says nothing about how to mend the case")
-        for section in parser.sections():
-            if section == "case":
-                continue
-            needs_error = section not in COMPILERS or self.many("fails", section)
-            if bool(self.many("error", section)) != bool(needs_error):
-                raise Misuse(
-                    f"{ini}: [{section}] needs an error, and a compiler's error needs `fails`"
-                )
-            if (
-                needs_error
-                and section != "plugin"
-                and not self.has_mended
-                and not self.many("works", section)
-            ):
-                raise Misuse(f"{ini}: [{section}] has nothing to compare with")
+        self.compilers = [c for c in COMPILERS if self.parser.has_section(c)]
+        self.check_that_it_can_fail()
+
+    def check_keys(self):
+        """Fails if the case says what nobody reads."""
+        for section in self.parser.sections():
+            assert section in KEYS
+            assert set(self.parser[section]) <= KEYS[section]
+
+    def check_that_it_can_fail(self):
+        """Fails if the case expects nothing, or has nothing to compare with."""
+        about_mended = bool(self.many("mended_line") or self.one("same"))
+        sections = set(self.parser.sections()) - {"case"}
+        assert sections or about_mended, "it expects nothing"
+        assert self.has_mended or not about_mended, "it does not say how to mend the case"
+        for section in sections:
+            needs_error = section not in COMPILERS or bool(self.many("fails", section))
+            # A compiler's error needs `fails`.
+            assert bool(self.many("error", section)) == needs_error, section
+            is_compared = self.has_mended or self.many("works", section)
+            assert is_compared or not needs_error or section == "plugin", section
 
     def one(self, key, section="case"):
         return self.parser.get(section, key, fallback=None)
@@ -147,8 +115,7 @@ class Case:
 
     def _pair(self, text, separator):
         left, found, right = text.partition(separator)
-        if not found:
-            raise Misuse(f"{self.folder}: no '{separator}' in '{text}'")
+        assert found, f"no '{separator}' in '{text}'"
         return left.strip(), right.strip()
 
 
@@ -156,24 +123,24 @@ class Trial:
     """One copy of the case's files, as they stand or mended, and what the tools
     make of it."""
 
-    def __init__(self, case, tools, directory, mended):
-        self.case, self.tools, self.mended = case, tools, mended
+    def __init__(self, case, built, source, directory, mended):
+        self.case, self.built, self.source, self.mended = case, built, source, mended
         self.name = "the mended case" if mended else "the case"
         self.directory = directory
         for part in ("in", "messages", "rpc"):
             (directory / part).mkdir(parents=True)
         unused = {old for old, _ in case.mends} if mended else set()
-        for source in sorted(case.folder.iterdir()):
-            if source.name == "case.ini" or mended and source.name == case.one("mended_without"):
+        left_out = ("case.ini", case.one("mended_without") if mended else None)
+        for path in sorted(case.folder.iterdir()):
+            if path.name in left_out:
                 continue
-            text = source.read_text(encoding="utf-8")
+            text = path.read_text()
             for old, new in case.mends if mended else []:
                 if old in text:
                     unused.discard(old)
                     text = text.replace(old, new)
-            (directory / "in" / source.name).write_text(text, encoding="utf-8")
-        if unused:
-            raise Misuse(f"no file of the case holds '{unused.pop()}'")
+            (directory / "in" / path.name).write_text(text)
+        assert not unused, "no file of the case holds that"
         self.protos = sorted(path.name for path in (directory / "in").glob("*.proto*"))
 
     def generation(self):
@@ -183,10 +150,10 @@ class Trial:
         if self.mended and self.case.one("mended_option") is not None:
             option, out = self.case.one("mended_option"), None
         command = [
-            self.tools["protoc"],
+            self.built.protoc,
             "-Iin",
-            f"-I{self.tools['proto']}",
-            f"--plugin=protoc-gen-qarn-rpc={self.tools['plugin']}",
+            f"-I{self.source}/proto",
+            f"--plugin=protoc-gen-qarn-rpc={self.built.plugin}",
             f"--qarn-rpc_out={out + ':' if out else ''}rpc",
         ]
         if option:
@@ -196,61 +163,49 @@ class Trial:
     def has_line(self, name, text):
         path = self.directory / "rpc" / name
         return path.is_file() and any(
-            line.strip() == text for line in path.read_text(encoding="utf-8").splitlines()
+            line.strip() == text for line in path.read_text().splitlines()
         )
 
     def require_lines(self, key):
         for name, text in self.case.lines(key):
-            if not self.has_line(name, text):
-                raise Failure(f"{self.name}: no line '{text}' in {name}")
+            assert self.has_line(name, text), f"{self.name}: no line '{text}' in {name}"
 
     def generated(self):
         """The generated files: name to text."""
-        return {
-            path.name: path.read_text(encoding="utf-8")
-            for path in (self.directory / "rpc").iterdir()
-        }
+        return {path.name: path.read_text() for path in (self.directory / "rpc").iterdir()}
 
     def generate_messages(self):
-        run(
-            [
-                self.tools["protoc"],
-                "-Iin",
-                f"-I{self.tools['proto']}",
-                "--cpp_out=messages",
-                *self.protos,
-                "morvane/qarn/rpc/service_options.proto",
-            ],
-            cwd=self.directory,
-        )
+        protos = [*self.protos, "morvane/qarn/rpc/service_options.proto"]
+        command = [self.built.protoc, "-Iin", f"-I{self.source}/proto", "--cpp_out=messages"]
+        run(command + protos, cwd=self.directory)
 
     def compilation(self, compiler, standard):
         """The run of the compiler; with the linker, if the case is about that."""
         use = "in/use.cc"
         unit = use if (self.directory / use).is_file() else "rpc/api.rpc.cpp"
         command = [
-            self.tools["compilers"][compiler],
+            self.built.compilers[compiler]["path"],
             f"-std=c++{standard}",
             *WARNINGS,
             "-isystem",
             "messages",
             "-Irpc",
-            f"-I{self.tools['runtime']}",
+            f"-I{self.source}/examples/runtime",
         ]
         if compiler == "clang++":
             command.append("-ferror-limit=0")  # a case may show many errors
-        command += system_includes(self.tools["system_folders"])
+        command += system_includes(self.built.system_folders)
         what = f"{self.name} with {compiler} at C++{standard}"
         if not self.case.one("link"):
             return Compilation(what, [*command, "-fsyntax-only", unit], self.directory)
         units = [f"messages/{name}" for name in self.case.one("link").split()[1:]]
-        command += ["-O0", unit, *units, *self.tools["libraries"], "-pthread", "-o", "program"]
+        command += ["-O0", unit, *units, *self.built.libraries, "-pthread", "-o", "program"]
         return Link(what, command, self.directory)
 
 
-def check_plugin(case, tools):
+def check_plugin(case, built):
     """The plugin, called by hand, must refuse its arguments."""
-    command = [tools["plugin"], *case.one("arguments", "plugin").split()]
+    command = [built.plugin, *case.one("arguments", "plugin").split()]
     expect_refused_for_its_cause(
         refused=[Attempt("the plugin, called by hand,", command)],
         accepted=[],
@@ -258,10 +213,10 @@ def check_plugin(case, tools):
     )
 
 
-def check_compilers(case, tools, trial, mended):
-    present = [c for c in case.compilers if c in tools["compilers"]]
-    if case.compilers and not present:
-        raise Skip("none of the compilers of this case is here")
+def check_compilers(case, built, trial, mended):
+    present = [c for c in case.compilers if c in built.compilers]
+    if not present:
+        pytest.skip("none of the compilers of this case is here")
     trial.generate_messages()
     if mended:
         mended.generate_messages()
@@ -285,51 +240,34 @@ def check_compilers(case, tools, trial, mended):
         print(f"not tried: there is no {compiler} here")
 
 
-def check(case, tools, directory):
+@pytest.mark.parametrize("folder", CASES, ids=lambda folder: folder.name)
+def test_limit(folder, built, source, tmp_path):
+    case = Case(folder)
     version = case.one("protoc")
     if version:
-        found = run([tools["protoc"], "--version"])
+        found = run([built.protoc, "--version"])
         if not re.search(r"libprotoc " + version, found):
-            raise Skip(f"the case is about another protoc: {found}")
+            pytest.skip(f"the case is about another protoc: {found}")
     if case.parser.has_section("plugin"):
-        check_plugin(case, tools)
+        check_plugin(case, built)
     mended = None
     if case.has_mended:
-        mended = Trial(case, tools, directory / "mended", True)
+        mended = Trial(case, built, source, tmp_path / "mended", True)
         mended.generation().expect_accepted()
         mended.require_lines("mended_line")
-    trial = Trial(case, tools, directory / "plain", False)
+    trial = Trial(case, built, source, tmp_path / "plain", False)
     if case.parser.has_section("protoc"):
         # The mended case was generated above.
         expect_refused_for_its_cause(
             refused=[trial.generation()], accepted=[], patterns=case.many("error", "protoc")
         )
-        if any((directory / "plain" / "rpc").iterdir()):
-            raise Failure("protoc refuses the case, but files were written")
+        assert not trial.generated(), "protoc refuses the case, but files were written"
         return
     trial.generation().expect_accepted()
     trial.require_lines("line")
     for name, text in case.lines("mended_line"):
-        if trial.has_line(name, text):
-            raise Failure(f"the case holds '{text}' in {name}, too")
-    if case.one("same") and trial.generated() != mended.generated():
-        raise Failure("the generated files are not those of the mended case")
+        assert not trial.has_line(name, text), f"the case holds '{text}' in {name}, too"
+    if case.one("same"):
+        assert trial.generated() == mended.generated()
     if case.compilers:
-        check_compilers(case, tools, trial, mended)
-
-
-def main(arguments):
-    if len(arguments) != 2:
-        raise Misuse(__doc__)
-    with open(arguments[0], encoding="utf-8") as file:
-        tools = json.load(file)
-    try:
-        case = Case(pathlib.Path(arguments[1]))
-        with tempfile.TemporaryDirectory() as directory:
-            check(case, tools, pathlib.Path(directory))
-    except configparser.Error as error:
-        raise Misuse(error) from error
-
-
-if __name__ == "__main__":
-    sys.exit(status_of(main, sys.argv[1:]))
+        check_compilers(case, built, trial, mended)
