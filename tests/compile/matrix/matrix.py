@@ -250,9 +250,11 @@ def refuse_run(matrix, toolchain, folder):
 def test_case(matrix, compiler, standard, case):
     toolchain = matrix.toolchain(compiler, standard)
     golden = matrix.golden / case
-    runs = sorted(path for path in golden.iterdir() if path.is_dir() and path.name != "proto")
+    same_as = golden / "SAME_AS"
+    expected = matrix.golden / same_as.read_text("utf-8").strip() if same_as.exists() else golden
+    runs = sorted(path for path in expected.iterdir() if path.is_dir() and path.name != "proto")
     if not runs:
-        raise Failure(f"{golden} has no folder with expected files")
+        raise Failure(f"{expected} has no folder with expected files")
     for folder in runs:
         if (golden / "NOT_COMPILED").exists():
             refuse_run(matrix, toolchain, folder)
