@@ -24,8 +24,6 @@ declare -A packages=(
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
     pkg-config strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
-  # The source of protobuf, to build it with sanitizers.
-  [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
   [platforms]="debootstrap git tar util-linux"
   # The release, which is built in such a root.
