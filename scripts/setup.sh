@@ -30,8 +30,6 @@ declare -A packages=(
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The test of buf.
   [buf]="nodejs npm"
-  # The source of protobuf, to build it with sanitizers.
-  [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
   [platforms]="git mmdebstrap tar util-linux"
   # The release, which is built in such a root.

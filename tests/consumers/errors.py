@@ -140,6 +140,14 @@ def cases(context):
         "OPTIONS_TARGET 'mine' is not a target. Make the library ahead of this call.",
     )
     yield refused(
+        "an object library of options",
+        "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
+        "OPTIONS_TARGET 'mine' is an object library. Its objects reach only what links it "
+        "directly: a program behind another object library would not link. "
+        "Make it a static or a shared library.",
+        before="add_library(mine OBJECT main.cc)",
+    )
+    yield refused(
         "a file with options and no library for them",
         "TARGET echo PROTOS text.proto echo.proto OPTIONS_TARGET NONE",
         f"'{project}/echo.proto' imports the options schema, but OPTIONS_TARGET is NONE. "

@@ -112,8 +112,10 @@ def files_below(folder):
 
 
 def runs_of(case):
-    """The folders of the case with expected files, one a run of the plugin."""
-    found = [path for path in (GOLDEN / case).iterdir() if path.is_dir() and path.name != "proto"]
+    """The folders with the expected files of the case, one a run of the plugin."""
+    same_as = GOLDEN / case / "SAME_AS"
+    expected = GOLDEN / (same_as.read_text().strip() if same_as.exists() else case)
+    found = [path for path in expected.iterdir() if path.is_dir() and path.name != "proto"]
     assert found
     return sorted(found)
 
