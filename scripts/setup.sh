@@ -35,7 +35,7 @@ declare -A packages=(
   # The release, which is built in such a root.
   [release]="git mmdebstrap minisign python3 tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.
-  [bench]="libbenchmark-dev pkg-config python3 valgrind"
+  [bench]="gnuplot-nox libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"
   [ice]="zeroc-ice-compilers"
   [protobuf-c]="protobuf-c-compiler"
