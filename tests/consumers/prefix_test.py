@@ -69,7 +69,7 @@ def test_installed_files(request, context):
     fixed = {name for name in INSTALLED if not ALSO_INSTALLED.match(name)}
     assert {name for name in files if not ALSO_INSTALLED.match(name)} == fixed
     assert INSTALLED <= files
-    places = [context.source, context.prefix.parent]
+    places = [context.source, context.prefix]
     if request.config.getoption("built"):
         places.append(request.getfixturevalue("built").build)
     for name in files:
