@@ -35,6 +35,11 @@ def pytest_addoption(parser):
         metavar="DIR",
         help="the files of a release, for release/windows_test.py",
     )
+    group.addoption(
+        "--sid",
+        action="store_true",
+        help="try Bazel 7.7 and modules, and what else Debian's sid has for it",
+    )
 
 
 def pytest_sessionfinish(session, exitstatus):

@@ -256,15 +256,13 @@ def test_npm_packages_serve_buf(source, files, npm, tmp_path):
     path = f"{source}/build/tools/node_modules/.bin:{os.environ['PATH']}"
     if not shutil.which("buf", path=path):
         pytest.skip("buf is not installed (npm's @bufbuild/buf)")
-    # The tests of users' builds look for what is installed here.
-    work = tmp_path / "consumers"
-    prefix = files.unpack(work / "moved/prefix")
+    prefix = files.unpack(tmp_path / "prefix")
     shutil.rmtree(prefix / "bin")
     (prefix / "bin").symlink_to(npm / ".bin")
+    test = source / "tests/consumers/other_build_test.py::test_buf"
     run(
-        [sys.executable, "-B", "-m", "consumers.consumers", "buf", "--source", source]
-        + ["--build", tmp_path, "--work", work],
-        cwd=source / "tests",
+        [sys.executable, "-B", "-m", "pytest", f"--basetemp={tmp_path}/buf", f"--prefix={prefix}"]
+        + [test],
         env={"PATH": path},
     )
 

@@ -58,17 +58,15 @@ def missing_packages():
     dpkg."""
     if not shutil.which("dpkg-query"):
         return PACKAGES
-    return [
-        package
-        for package in PACKAGES
-        if "installed"
-        not in subprocess.run(
-            ["dpkg-query", "-W", "-f", "${db:Status-Status}", package],
-            stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
-            text=True,
-        ).stdout.split()
-    ]
+    done = subprocess.run(
+        ["dpkg-query", "-W", "-f", "${Package} ${db:Status-Status}\n", *PACKAGES],
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+        text=True,
+        check=False,
+    )
+    installed = done.stdout.splitlines()
+    return [package for package in PACKAGES if f"{package} installed" not in installed]
 
 
 def import_name(path):

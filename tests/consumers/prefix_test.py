@@ -3,7 +3,10 @@
 import os
 import re
 
-from support.testkit import Failure, expect, expect_in, fresh_folder, need, run
+import pytest
+
+from consumers.context import fresh_folder
+from support.commands import run, words
 
 INSTALLED = {
     "include/morvane/qarn/rpc/service_options.proto",
@@ -45,60 +48,50 @@ ALSO_INSTALLED = re.compile(
 )
 
 
-def test_install(context):
+def test_install(built, prefix, tmp_path):
     """Installs to one prefix and moves it to another, for all other tests."""
-    staging = fresh_folder(os.path.join(context.work, "prefix"))
-    run(
-        ["cmake", "--install", context.build, "--prefix", staging]
-        + (["--config", context.config] if context.config else [])
-    )
-    fresh_folder(os.path.dirname(context.prefix))
-    os.rename(staging, context.prefix)
+    command = ["cmake", "--install", built.build, "--prefix", tmp_path / "prefix"]
+    run(command + (["--config", built.config] if built.config else []))
+    fresh_folder(prefix.parent)
+    (tmp_path / "prefix").rename(prefix)
 
 
-def test_installed_files(context):
+def test_installed_files(request, context):
     """Exactly the files that users need, none of which names another place."""
     files = {
-        os.path.relpath(os.path.join(folder, name), context.prefix)
-        for folder, _, names in os.walk(context.prefix)
-        for name in names
+        str(path.relative_to(context.prefix))
+        for path in context.prefix.rglob("*")
+        if not path.is_dir()
     }
-    programs = {
-        os.path.relpath(path, context.prefix) for path in (context.plugin, context.plugin_any)
-    }
-    expect("programs", {name for name in files if name.startswith("bin/")}, programs)
+    programs = {f"bin/{path.name}" for path in (context.plugin, context.plugin_any)}
+    assert {name for name in files if name.startswith("bin/")} == programs
     files -= programs
-    expect(
-        "installed files",
-        {name for name in files if not ALSO_INSTALLED.match(name)},
-        {name for name in INSTALLED if not ALSO_INSTALLED.match(name)},
-    )
-    expect("documents that must be there", INSTALLED - files, set())
+    fixed = {name for name in INSTALLED if not ALSO_INSTALLED.match(name)}
+    assert {name for name in files if not ALSO_INSTALLED.match(name)} == fixed
+    assert INSTALLED <= files
+    places = [context.source, context.prefix]
+    if request.config.getoption("built"):
+        places.append(request.getfixturevalue("built").build)
     for name in files:
-        with open(os.path.join(context.prefix, name), encoding="utf-8") as file:
-            text = file.read()
-        for place in (context.source, context.build, context.top):
-            if place in text:
-                raise Failure(f"{name} holds the path {place}")
+        text = (context.prefix / name).read_text()
+        assert [place for place in places if str(place) in text] == [], name
     for variable, path in (
         ("plugin", context.plugin),
         ("plugin_any", context.plugin_any),
-        ("protodir", os.path.join(context.prefix, "include")),
+        ("protodir", context.prefix / "include"),
     ):
-        named = run(
-            ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"], env=context.pkg_config
-        )
-        expect(f"pkg-config's {variable}", os.path.normpath(named.strip()), path)
+        command = ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"]
+        named = run(command, env=context.pkg_config)
+        assert os.path.normpath(named.strip()) == str(path)
 
 
-def test_man_page(context):
+@pytest.mark.needs("man")
+@pytest.mark.parametrize("name", ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"])
+def test_man_page(prefix, name):
     """man shows both pages without a warning."""
-    need("man")
-    for name in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
-        page = os.path.join(context.prefix, "share", "man", "man1", name + ".1")
-        text = run(
-            ["man", "--warnings", "-l", page],
-            env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
-        )
-        expect("warnings of man", [line for line in text.splitlines() if "warning" in line], [])
-        expect_in(f"the man page of {name}", text, "services_namespace=")
+    text = run(
+        ["man", "--warnings", "-l", prefix / f"share/man/man1/{name}.1"],
+        env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
+    )
+    assert [line for line in text.splitlines() if "warning" in line] == []
+    assert "services_namespace=" in words(text)

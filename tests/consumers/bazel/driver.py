@@ -1,11 +1,10 @@
 """Runs Bazel and reads what it did: the actions that ran and those it has."""
 
 import json
-import os
+import pathlib
 import re
-import time
 
-from support.testkit import Failure, run
+from support.commands import run
 
 
 def _place(path):
@@ -65,9 +64,9 @@ class Bazel:
     def __init__(self, workspace, output, cache, registry=None, user=None):
         self.workspace = workspace
         self.cache_hits = []
-        self._log = os.path.join(output, "execution_log.json")
+        self._log = output / "execution_log.json"
         self.cache = cache
-        os.makedirs(output, exist_ok=True)
+        output.mkdir(exist_ok=True)
         # The idle limit is for a test that is killed: it ends with shutdown().
         self._command = ["runuser", "-u", user, "--"] if user else []
         self._command += [
@@ -78,9 +77,8 @@ class Bazel:
             "--host_jvm_args=-Xmx1g",
         ]
         if registry:
-            flags = os.path.join(registry, "bazelrc")
-            with open(flags, "w", encoding="utf-8") as file:
-                file.write(f"common --registry=file://{registry}\ncommon --lockfile_mode=off\n")
+            flags = registry / "bazelrc"
+            flags.write_text(f"common --registry=file://{registry}\ncommon --lockfile_mode=off\n")
             self._command.append(f"--bazelrc={flags}")
 
     def run(self, *arguments):
@@ -93,25 +91,19 @@ class Bazel:
 
     def exec_root(self):
         """The folder in which paths of actions begin."""
-        return self.run("info", "execution_root").strip()
+        return pathlib.Path(self.run("info", "execution_root").strip())
 
     def build(self, *targets):
         """Builds; returns the actions that ran, leaving hits in cache_hits."""
-        self.run(
-            "build",
-            "--jobs=2",
-            *self.cache,
-            f"--execution_log_json_file={self._log}",
-            *targets,
-        )
+        log = f"--execution_log_json_file={self._log}"
+        self.run("build", "--jobs=2", *self.cache, log, *targets)
         actions = [RanAction(entry) for entry in self._read_log()]
         self.cache_hits = [action for action in actions if action.cached]
         return [action for action in actions if not action.cached]
 
     def _read_log(self):
         """The objects of the log, which stand in it one after the other."""
-        with open(self._log, encoding="utf-8") as file:
-            text = file.read().strip()
+        text = self._log.read_text().strip()
         decoder = json.JSONDecoder()
         while text:
             entry, end = decoder.raw_decode(text)
@@ -126,8 +118,7 @@ class Bazel:
         """The text that fail() gives when `target` is analysed."""
         output = self.refused("build", "--nobuild", target)
         message = re.search(r"^Error in fail: (.*)$", output, re.M)
-        if not message:
-            raise Failure(f"{target} was not refused by fail():\n{output}")
+        assert message, f"{target} was not refused by fail():\n{output}"
         # Bazel 7 writes the labels of this workspace with @@.
         return message.group(1).replace("@@//", "//")
 
@@ -156,15 +147,3 @@ class Bazel:
         return [
             PlannedAction(action, targets, paths, input_sets) for action in graph.get("actions", [])
         ]
-
-
-def run_steps(test, steps):
-    """Calls each step with the test, says how long it took, and ends the servers."""
-    try:
-        for step in steps:
-            start = time.monotonic()
-            print(f"{step.__name__}: {step.__doc__}", flush=True)
-            step(test)
-            print(f"  passed, {time.monotonic() - start:.1f} s", flush=True)
-    finally:
-        test.bazel.shutdown()

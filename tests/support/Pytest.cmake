@@ -5,16 +5,9 @@
 #   QARN_RPC_TEST_COMPILER_NAMES   their names, in the same order: g++, clang++
 #   QARN_RPC_MISSING_COMPILERS     the names of those that were not
 
-find_package(Python3 3.9 COMPONENTS Interpreter)
-if(NOT Python3_Interpreter_FOUND)
-  message(FATAL_ERROR
-    "The tests need Python 3.9 or newer, which was not found. "
-    "On Debian or Ubuntu: apt-get install python3. "
-    "To build without the tests, configure with -DQARN_RPC_BUILD_TESTS=OFF.")
-endif()
-
 # The system's pytest belongs to the system's Python, which another one on the PATH
 # may hide.
+find_package(Python3 3.9 COMPONENTS Interpreter)
 set(QARN_RPC_PYTHON "")
 foreach(python IN ITEMS "${Python3_EXECUTABLE}" /usr/bin/python3)
   if(NOT QARN_RPC_PYTHON)
@@ -28,7 +21,7 @@ foreach(python IN ITEMS "${Python3_EXECUTABLE}" /usr/bin/python3)
 endforeach()
 if(NOT QARN_RPC_PYTHON)
   message(FATAL_ERROR
-    "The tests need pytest, which '${Python3_EXECUTABLE}' does not have. "
+    "The tests need Python 3.9 or newer with pytest, which was not found. "
     "On Debian or Ubuntu: apt-get install python3-pytest. "
     "To build without the tests, configure with -DQARN_RPC_BUILD_TESTS=OFF.")
 endif()
@@ -53,17 +46,6 @@ function(qarn_rpc_add_pytest name label tests)
     ENVIRONMENT "PYTEST_DISABLE_PLUGIN_AUTOLOAD=1;PYTEST_ADDOPTS=")
 endfunction()
 
-# qarn_rpc_add_script_test(NAME LABEL MODULE ARGUMENT...): one CTest entry, which
-# runs a module below tests/, such as compile.matrix.matrix. Exit status 77 means
-# skipped. The time limit is for a busy machine.
-function(qarn_rpc_add_script_test name label module)
-  add_test(NAME ${name}
-    COMMAND Python3::Interpreter -B -m ${module} ${ARGN}
-    WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/tests")
-  set_tests_properties(${name} PROPERTIES
-    LABELS ${label} TIMEOUT 1200 SKIP_RETURN_CODE 77)
-endfunction()
-
 find_program(QARN_RPC_GXX g++ DOC "The g++ that generated code is tried with")
 find_program(QARN_RPC_CLANGXX clang++ DOC "The clang++ that generated code is tried with")
 mark_as_advanced(QARN_RPC_GXX QARN_RPC_CLANGXX)
@@ -71,19 +53,16 @@ mark_as_advanced(QARN_RPC_GXX QARN_RPC_CLANGXX)
 set(QARN_RPC_TEST_COMPILERS)
 set(QARN_RPC_TEST_COMPILER_NAMES)
 set(QARN_RPC_MISSING_COMPILERS)
-set(compilers_json)
 foreach(pair IN ITEMS g++=QARN_RPC_GXX clang++=QARN_RPC_CLANGXX)
   string(REGEX MATCH "(.*)=(.*)" pair "${pair}")
   set(path "${${CMAKE_MATCH_2}}")
   if(path)
     list(APPEND QARN_RPC_TEST_COMPILERS "${path}")
     list(APPEND QARN_RPC_TEST_COMPILER_NAMES ${CMAKE_MATCH_1})
-    list(APPEND compilers_json "\"${CMAKE_MATCH_1}\": \"${path}\"")
   else()
     list(APPEND QARN_RPC_MISSING_COMPILERS ${CMAKE_MATCH_1})
   endif()
 endforeach()
-list(JOIN compilers_json ", " compilers_json)
 
 # What protoc needs to take proto3 optional fields: 3.12 to 3.14 call them an
 # experiment.
@@ -165,35 +144,6 @@ function(qarn_rpc_write_built_json)
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
   \"static\": $<BOOL:${QARN_RPC_STATIC}>,
-  \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
-}
-")
-endfunction()
-
-# qarn_rpc_write_compile_config(FILE BUILD_FOLDER): the JSON file that the
-# scripts read.
-function(qarn_rpc_write_compile_config file build)
-  set(libraries "$<TARGET_FILE:protobuf::libprotobuf>")
-  if(TARGET absl::base)
-    # Current protobuf's message code calls Abseil by itself.
-    find_package(PkgConfig REQUIRED)
-    pkg_check_modules(QARN_RPC_PROTOBUF_LINK REQUIRED QUIET protobuf)
-    list(APPEND libraries ${QARN_RPC_PROTOBUF_LINK_LDFLAGS})
-  endif()
-  list(JOIN libraries "\", \"" libraries)
-  set(includes "$<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>")
-  string(APPEND includes ";$<TARGET_PROPERTY:Boost::headers,INTERFACE_INCLUDE_DIRECTORIES>")
-  file(GENERATE OUTPUT "${file}" CONTENT "{
-  \"build\": \"${build}\",
-  \"compilers\": {${compilers_json}},
-  \"golden\": \"${PROJECT_SOURCE_DIR}/tests/golden\",
-  \"libraries\": [\"${libraries}\"],
-  \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
-  \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
-  \"proto\": \"${PROJECT_SOURCE_DIR}/proto\",
-  \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
-  \"protoc_options\": [${optional_option}],
-  \"runtime\": \"${PROJECT_SOURCE_DIR}/examples/runtime\",
   \"system_folders\": [\"$<JOIN:$<REMOVE_DUPLICATES:${includes}>,\",\">\"]
 }
 ")
