@@ -430,17 +430,6 @@ def how_measured(measured):
     )
 
 
-# The last section is measured by itself, and written by report_network.py.
-NETWORK_HEADING = "## The example's runtime over TCP"
-
-
-def parts(page):
-    """The text of the page in two: before the section of the network, and that."""
-    text = page.read_text(encoding="utf-8") if page.is_file() else ""
-    before, heading, network = text.partition("\n" + NETWORK_HEADING)
-    return before, heading + network
-
-
 SECTIONS = [
     summary,
     cold_start,
@@ -471,8 +460,7 @@ def main():
     docs.mkdir(exist_ok=True)
     (docs / "growth.svg").write_text(figure, encoding="utf-8")
     page = docs / "performance.md"
-    _, network = parts(page)
-    page.write_text("\n".join(lines).rstrip() + "\n" + network, encoding="utf-8")
+    page.write_text("\n".join(lines).rstrip() + "\n", encoding="utf-8")
     print("\n".join(goals_table(measured)))
     print(f"written: {docs / 'performance.md'}")
 

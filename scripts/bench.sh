@@ -5,7 +5,6 @@
 #
 #   scripts/bench.sh [RUNS]
 #   scripts/bench.sh --builds [BUILDS]
-#   scripts/bench.sh --network [ROUNDS]
 #   scripts/bench.sh --report
 #
 # RUNS is the number of cold starts of each program, 200 if it is not given; a
@@ -16,12 +15,7 @@
 # --builds measures users' builds alone, each of them BUILDS times, 3 if it is not
 # given, and writes docs/build-times.md.
 #
-# --network measures the runtime of the examples over TCP alone, in ROUNDS, 5 if it
-# is not given, and writes the last section of docs/performance.md. A round takes
-# half a minute.
-#
-# What was measured is kept in build/bench/measurements.json, builds.json and
-# network.json.
+# What was measured is kept in build/bench/measurements.json and builds.json.
 # --report measures nothing and writes the pages from those that are there, for a
 # change of their wording.
 
@@ -30,10 +24,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 measurements=build/bench/measurements.json
 builds=build/bench/builds.json
-network=build/bench/network.json
 usage() {
-  echo "usage: scripts/bench.sh [RUNS | --builds [BUILDS] | --network [ROUNDS] | --report]," \
-    "RUNS, BUILDS and ROUNDS numbers from 1" >&2
+  echo "usage: scripts/bench.sh [RUNS | --builds [BUILDS] | --report]," \
+    "RUNS and BUILDS numbers from 1" >&2
   exit 2
 }
 
@@ -45,20 +38,11 @@ measure_builds() {
   python3 -B bench/report_builds.py "$builds" docs
 }
 
-# The runtime of the examples over TCP.
-measure_network() {
-  python3 -B bench/measure_network.py build/bench/bench/network_bench "$network" 2 "$1"
-  python3 -B bench/report_network.py "$network" docs
-}
-
 if [[ $# -eq 1 && "$1" == --report ]]; then
   if [[ -f "$builds" ]]; then
     python3 -B bench/report_builds.py "$builds" docs
   fi
-  if [[ -f "$network" ]]; then
-    python3 -B bench/report_network.py "$network" docs
-  fi
-  if [[ -f "$measurements" || ! -f "$builds" && ! -f "$network" ]]; then
+  if [[ -f "$measurements" || ! -f "$builds" ]]; then
     python3 -B bench/report.py "$measurements" docs
   fi
   exit
@@ -69,23 +53,12 @@ if [[ "${1:-}" == --builds ]]; then
   only=builds
   default=3
   shift
-elif [[ "${1:-}" == --network ]]; then
-  only=network
-  default=5
-  shift
 fi
 runs=${1:-$default}
 if [[ $# -gt 1 || ! "$runs" =~ ^[1-9][0-9]*$ ]]; then
   usage
 fi
 
-if [[ "$only" == network ]]; then
-  scripts/setup.sh build bench
-  cmake --preset release -B build/bench -DQARN_RPC_BUILD_BENCH=ON >/dev/null
-  cmake --build build/bench --target network_bench
-  measure_network "$runs"
-  exit
-fi
 if [[ "$only" == builds ]]; then
   scripts/setup.sh build
   cmake --preset release -B build/bench >/dev/null
@@ -105,4 +78,3 @@ cmake --build build/bench
 python3 -B bench/measure.py build/bench build/bench/work "$measurements" "$runs"
 python3 -B bench/report.py "$measurements" docs
 measure_builds 3
-measure_network 5

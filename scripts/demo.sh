@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the plugin, generates the code of the example
 # in examples/echo, shows it, and builds and runs the example as a project of its
-# own: a server and a client, two processes that talk over TCP.
+# own: a server and a client, two processes that talk over WebSocket.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -79,7 +79,7 @@ class Context:
             self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
         )
         self.example = os.path.join(self.source, "examples", "echo")
-        # What a program in one process has of it; that over TCP is a project.
+        # What a program in one process has of it; that of two is a project.
         self.main_files = [
             os.path.join(self.example, name)
             for name in ("main.cc", "echo_calls.h", "echo_service.h")

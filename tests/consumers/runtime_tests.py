@@ -203,7 +203,7 @@ def copy_of_runtime(context, changes, name="runtime"):
     parts = os.path.join(folder, "qarn", "rpc")
     for file, old, new in changes:
         changed = 0
-        # What is over TCP, in a folder of its own, no generated file includes.
+        # What is for the network, in a folder of its own, no generated file includes.
         headers = sorted(name for name in os.listdir(parts) if name.endswith(".h"))
         for part in [file] if file else headers:
             path = os.path.join(parts, part)
@@ -318,7 +318,7 @@ def test_check_runtime_header(context):
     said, last = checked(context, folder, *STRICT, status=1)
     expect("names", list(said), names(context))
     expect_in(
-        "the error", said.pop("qarn/rpc.h"), "qarn/rpc/status.h:7: 'Missing' does not name a type"
+        "the error", said.pop("qarn/rpc.h"), "qarn/rpc/status.h:9: 'Missing' does not name a type"
     )
     expect("other names", set(said.values()), {"cannot fit, because of qarn/rpc.h"})
     expect_in("the last line", last, "does not fit: qarn/rpc.h;")

@@ -5,7 +5,7 @@
 // Generated files include "qarn/rpc.h" and compile against the runtime of their
 // user's project. This header has every name that they need, and a channel to a
 // server in the same process (LocalChannel), all of it for C++11. For a server
-// in another process include "qarn/rpc/tcp.h" as well.
+// in another process include "qarn/rpc/websocket.h" as well.
 //
 // What to know before you use it:
 //  - Within the process a call is delivered before Send, Close or the Stub's

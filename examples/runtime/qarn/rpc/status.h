@@ -23,9 +23,8 @@ enum class StatusCode {
   kOverloaded = 9,      // the sender went on though it had no room
   kStopping = 10,       // the server takes no new calls
   kTooLarge = 11,  // a message, or the label, is above the limit
+  kLast = kTooLarge,
 };
-
-const StatusCode kLastStatusCode = StatusCode::kTooLarge;
 
 // How one direction of a call ended. A default Status is success.
 class Status {

@@ -9,8 +9,8 @@
 //  - Handlers, observers and callbacks run on the thread of a Loop, one at a
 //    time. They must not wait: all that shares the loop stands still meanwhile.
 //    Give what takes long to a thread of your own.
-//  - Nothing here waits on a loop's thread, of whichever loop. What the comments
-//    say of waiting is true on all other threads.
+//  - Where this header says that something waits, it does so on threads of your
+//    own; on a loop's thread it does not.
 //  - Handles, stubs and channels may be used from any thread.
 //  - Every observer sees its messages and then exactly one end, never from
 //    inside the call that caused it. In an end you may destroy the stub, the
@@ -19,7 +19,7 @@
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_H_
 
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -32,27 +32,27 @@ namespace rpc {
 // What a server or a channel allows. Each side keeps to its own.
 struct Limits {
   // Bytes of one message, in either direction. A longer one ends its call with
-  // kTooLarge. At least 1.
-  std::size_t message = std::size_t{1} << 20;
-  // Bytes of the headers with which a call begins. A server closes a connection
-  // that has more. A channel ends a call with kTooLarge if its method and label
-  // take more than this less 512.
-  std::size_t headers = std::size_t{8} << 10;
-  // Bytes that a handle holds of what it sends, where each message counts 64
-  // bytes beside its own. It is full when they are reached, and has room again
-  // at half. The message that reaches them may exceed them; the next ones must
-  // stay within twice as many. At least 1.
-  std::size_t room = std::size_t{1} << 20;
+  // kTooLarge.
+  std::uint32_t message = 1 << 20;
+  // Bytes of the request with which a call begins. A server closes a connection
+  // that sends more. A channel ends a call with kTooLarge if its method and
+  // label take more than this less 512.
+  std::uint32_t headers = 8 << 10;
+  // Bytes that a handle holds of what was sent, where each message counts 64
+  // bytes beside its own. With more it is full, and has room again at half. The
+  // message that fills it may be of any length; with the next ones there may be
+  // twice as much.
+  std::uint32_t room = 1 << 20;
   // Of a server. Those who come when it has as many wait to be accepted.
-  std::size_t connections = 256;
-  // What a server gives a connection to begin its call.
+  std::uint32_t connections = 256;
+  // What a server gives a connection to begin its call, and both sides give the
+  // other one to close a connection after it has said that it will.
   std::chrono::milliseconds upgrade = std::chrono::seconds(10);
-  // When a connection has been silent for so long, TCP asks whether the other
-  // side is there, and asks again after each such time. Without an answer to
-  // that many questions the connection is lost. Whole seconds, at least one.
-  //
-  // The system answers, not the program: who reads slowly has not vanished.
-  std::chrono::seconds ping = std::chrono::seconds(20);
+  // After so many seconds of silence TCP asks whether the other side is there,
+  // and then again after each as many. Without an answer to `unanswered_pings`
+  // the connection is lost. It is the system that answers, not the program: who
+  // reads slowly has not vanished.
+  int ping_seconds = 20;
   int unanswered_pings = 3;
 };
 
@@ -60,7 +60,7 @@ struct Limits {
 // channels. It must outlive them.
 class Loop {
  public:
-  // Throws std::system_error if the system has no thread or no descriptor left.
+  // Throws std::system_error if the system has no thread or descriptor left.
   Loop();
   // Waits until the last calls have ended, which takes a second at most. Not on
   // a loop's thread.
@@ -71,7 +71,7 @@ class Loop {
  private:
   friend class WebSocketChannel;
   friend class WebSocketServer;
-  class Impl;
+  struct Impl;
   const std::unique_ptr<Impl> impl_;
 };
 
@@ -79,7 +79,8 @@ class Loop {
 // may succeed after others have failed.
 class WebSocketChannel : public Channel {
  public:
-  // `host` is a name or an address. Does not connect yet.
+  // `host` is an address, or a name, which this looks up, on any thread. If that
+  // fails, all calls end with kConnectionLost.
   WebSocketChannel(Loop* loop, const std::string& host, unsigned short port,
                    const Limits& limits = Limits());
   // Ends the calls that run with kConnectionLost. Waits until every observer has
@@ -91,7 +92,7 @@ class WebSocketChannel : public Channel {
                       ByteObserverPtr responses) override;
 
  private:
-  class Impl;
+  struct Impl;
   const std::shared_ptr<Impl> impl_;
 };
 
@@ -104,13 +105,13 @@ class WebSocketServer {
   WebSocketServer(const WebSocketServer&) = delete;
   WebSocketServer& operator=(const WebSocketServer&) = delete;
 
-  // See ServiceTable. Before Listen. The service must outlive the server; of a
-  // server that is destroyed on a loop's thread, the loop.
+  // See ServiceTable. Before Listen. The service must outlive the server and,
+  // if that is destroyed on a loop's thread, the loop.
   bool Register(RpcService* service);
 
-  // Starts to serve. `host` is a name, which this waits to look up, or an
-  // address. A port of 0 stands for any that is free. False, with the reason,
-  // if that cannot be. Once.
+  // Starts to serve, once. `host` is an address, or a name, which this looks up,
+  // on any thread. A port of 0 stands for any that is free. False, with the
+  // reason, if that cannot be.
   bool Listen(const std::string& host, unsigned short port,
               std::string* reason);
 
@@ -124,7 +125,7 @@ class WebSocketServer {
   void Stop(std::chrono::milliseconds patience);
 
  private:
-  class Impl;
+  struct Impl;
   const std::shared_ptr<Impl> impl_;
 };
 

@@ -1,16 +1,15 @@
 // Part of the example runtime (see qarn/rpc/websocket.h): what a handle has sent
-// and its session has not written yet. It is all that handles and sessions
-// share, so a handle may outlive its session and the loop.
+// and its session has not written yet. It is all that a handle knows of the
+// session, so the handle may outlive it, and the loop.
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 
-#include <algorithm>
-#include <chrono>
 #include <condition_variable>
-#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -22,70 +21,50 @@ namespace qarn {
 namespace rpc {
 namespace websocket {
 
-using Clock = std::chrono::steady_clock;
-
 // Whether the calling thread is a loop's.
 inline thread_local bool on_loop_thread = false;
 
-// `wait` from now, at least nothing and at most ten years: the clock has that.
-inline Clock::time_point After(std::chrono::milliseconds wait) {
-  return Clock::now() +
-         std::clamp<std::chrono::milliseconds>(wait, std::chrono::hours(0),
-                                               std::chrono::hours(24 * 3650));
-}
-
 class Outbox : public ByteSender {
  public:
-  // What a session writes next.
-  enum class Next { kNothing, kMessage, kEnd };
+  using Callback = std::function<void()>;
 
-  // `wake` posts to the session that it look here. It is called with a lock
-  // held, from any thread, and not after Detach.
-  Outbox(const Limits& limits, std::function<void()> wake)
-      : message_limit_(limits.message),
-        room_(limits.room),
-        wake_(std::move(wake)) {}
-
-  // Before the outbox is known to others: when a Send that waits gives up.
-  void SetDeadline(Clock::time_point deadline) { deadline_ = deadline; }
+  // `wake` makes the session look here, later. It is called with a lock held,
+  // from any thread, and not after Detach.
+  Outbox(const Limits& limits, Callback wake)
+      : limits_(limits), wake_(std::move(wake)) {}
 
   // Of ByteSender, for any thread.
 
   SendResult Send(const std::string& bytes) override {
     std::unique_lock<std::mutex> lock(mutex_);
     if (!on_loop_thread) {
-      const auto may_go_on = [this] { return is_closed_ || used_ < room_; };
-      if (!changed_.wait_until(lock, deadline_, may_go_on)) {
-        return SendResult::kEnded;
-      }
+      changed_.wait(lock, [this] { return is_closed_ || !IsFullLocked(); });
     }
     if (is_closed_) return SendResult::kEnded;
-    const std::size_t cost = bytes.size() + kMessageOverhead;
-    if (bytes.size() > message_limit_) {
-      CloseCall(Status(StatusCode::kTooLarge,
-                       "the sender's message is above its limit"));
+    if (bytes.size() > limits_.message) {
+      EndCall(Status(StatusCode::kTooLarge,
+                     "the sender's message is above its limit"));
       return SendResult::kEnded;
     }
-    if (used_ >= room_ &&
-        (used_ - room_ > room_ || cost > room_ - (used_ - room_))) {
-      CloseCall(Status(StatusCode::kOverloaded,
-                       "the sender went on though it had no room"));
+    const std::uint64_t used = used_ + bytes.size() + kMessageOverhead;
+    if (IsFullLocked() && used > 2 * std::uint64_t{limits_.room}) {
+      EndCall(Status(StatusCode::kOverloaded,
+                     "the sender went on though it had no room"));
       return SendResult::kEnded;
     }
+    used_ = used;
     queue_.push_back(bytes);
-    used_ += cost;
     Wake();
-    return used_ >= room_ && on_loop_thread ? SendResult::kFull
+    return IsFullLocked() && on_loop_thread ? SendResult::kFull
                                             : SendResult::kSent;
   }
 
-  void WhenRoom(std::function<void()> callback) override {
+  void WhenRoom(Callback callback) override {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (!is_detached_) {
-        callback.swap(when_room_);
-        Wake();
-        return;  // the lock goes before what was there
+        callback.swap(when_room_);  // what was there goes after the lock
+        return Wake();
       }
     }
     callback();
@@ -93,12 +72,12 @@ class Outbox : public ByteSender {
 
   void Close(const Status& status) override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    CloseDirection(status);
+    CloseLocked(status);
   }
 
   void Cancel() override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    CloseCall(Status(StatusCode::kCancelled, "the call was cancelled"));
+    EndCall(Status(StatusCode::kCancelled, "the call was cancelled"));
   }
 
   bool closed() const override {
@@ -108,76 +87,75 @@ class Outbox : public ByteSender {
 
   // For the session.
 
-  // Answers a wake. Whether the whole call shall end, and how.
-  bool EndsCall(Status* status) {
+  // What it is woken for: how the whole call shall end, if it shall.
+  std::optional<Status> Look() {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_woken_ = false;
-    *status = call_status_;
-    return ends_call_;
+    return call_end_;
   }
 
-  // Moves what is to be written next to `text`.
-  Next Take(std::string* text, Status* status) {
+  // What to write next: a message, or how the direction ends, or nothing.
+  std::optional<std::string> TakeMessage(std::optional<Status>* end) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!queue_.empty()) {
-      *text = std::move(queue_.front());
-      queue_.pop_front();
-      return Next::kMessage;
+    if (queue_.empty()) {
+      if (is_closed_) *end = end_;
+      return std::nullopt;
     }
-    *status = status_;
-    return is_closed_ ? Next::kEnd : Next::kNothing;
+    std::string message = std::move(queue_.front());
+    queue_.pop_front();
+    return message;
   }
 
   // A message of that size has been written.
   void Written(std::size_t size) {
     const std::lock_guard<std::mutex> lock(mutex_);
     used_ -= size + kMessageOverhead;
-    if (HasRoom()) changed_.notify_all();
+    if (HasRoomLocked()) changed_.notify_all();
   }
 
   bool IsFull() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return used_ >= room_;
+    return IsFullLocked();
+  }
+  bool HasRoom() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return HasRoomLocked();
   }
 
-  // The callback of WhenRoom, if its time has come; else an empty one. With it,
-  // whether there is room.
-  std::function<void()> TakeCallback(bool* has_room) {
-    std::function<void()> callback;
+  // The callback of WhenRoom if its time has come, else an empty one.
+  Callback TakeCallback() {
+    Callback callback;
     const std::lock_guard<std::mutex> lock(mutex_);
-    *has_room = HasRoom();
-    if (is_closed_ || *has_room) callback.swap(when_room_);
+    if (is_closed_ || HasRoomLocked()) callback.swap(when_room_);
     return callback;
   }
 
-  // The session is over: nothing is held any more, and nothing posted.
+  // The session is over: nothing is held any more.
   void Detach(const Status& status) {
-    std::deque<std::string> unsent;
     const std::lock_guard<std::mutex> lock(mutex_);
-    CloseDirection(status);
+    CloseLocked(status);
     is_detached_ = true;
-    unsent.swap(queue_);
+    std::deque<std::string>().swap(queue_);
   }
 
  private:
-  // What a message takes beside its bytes, at least: without it empty messages
+  // What a message takes beside its bytes, at least. Without it empty messages
   // would be without bound.
   static constexpr std::size_t kMessageOverhead = 64;
 
   // The mutex is held by whoever calls these.
-  bool HasRoom() const { return used_ <= room_ / 2; }
-  void CloseDirection(const Status& status) {
+  bool IsFullLocked() const { return used_ > limits_.room; }
+  bool HasRoomLocked() const { return used_ <= limits_.room / 2; }
+  void CloseLocked(const Status& status) {
     if (is_closed_) return;
     is_closed_ = true;
-    status_ = status;
+    end_ = status;
     changed_.notify_all();
     Wake();
   }
-  void CloseCall(const Status& status) {
-    if (ends_call_) return;
-    ends_call_ = true;
-    call_status_ = status;
-    CloseDirection(status);
+  void EndCall(const Status& status) {
+    if (!call_end_) call_end_ = status;
+    CloseLocked(status);
     Wake();
   }
   void Wake() {
@@ -186,22 +164,19 @@ class Outbox : public ByteSender {
     wake_();
   }
 
-  const std::size_t message_limit_;
-  const std::size_t room_;
-  const std::function<void()> wake_;
-  Clock::time_point deadline_ = After(std::chrono::milliseconds::max());
+  const Limits limits_;
+  const Callback wake_;
 
   mutable std::mutex mutex_;  // of all that follows
   std::condition_variable changed_;
   std::deque<std::string> queue_;
-  std::size_t used_ = 0;  // with the message that is being written
+  std::uint64_t used_ = 0;  // with the message that is being written
   bool is_closed_ = false;
-  Status status_;
-  bool ends_call_ = false;
-  Status call_status_;
+  Status end_;
+  std::optional<Status> call_end_;
+  Callback when_room_;
   bool is_woken_ = false;
   bool is_detached_ = false;
-  std::function<void()> when_room_;
 };
 
 }  // namespace websocket

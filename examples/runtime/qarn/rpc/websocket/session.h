@@ -10,8 +10,6 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 #include <chrono>
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,27 +27,32 @@ namespace rpc {
 namespace websocket {
 
 namespace net = boost::asio;
-namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using boost::beast::websocket::stream_base;
 using tcp = net::ip::tcp;
 using Error = boost::system::error_code;
-using Request = beast::http::request<beast::http::empty_body>;
+using Clock = std::chrono::steady_clock;
+using Request = http::request<http::empty_body>;
 
-// Runs on its loop's thread, but for Make and outbox(). It lives for as long as
+// `wait` from now, at least nothing and at most ten years: the clock has that.
+inline Clock::time_point After(std::chrono::milliseconds wait) {
+  using std::chrono::hours;
+  return Clock::now() + std::clamp<std::chrono::milliseconds>(
+                            wait, hours(0), hours(24 * 3650));
+}
+
+// Runs on its loop's thread, but for what makes it. It lives for as long as
 // something waits there for its connection or its timers.
 class Session : public std::enable_shared_from_this<Session> {
  public:
   using Pointer = std::shared_ptr<Session>;
-  // What sees the session's end, after its observer has.
-  using OnDone = std::function<void(const Pointer&)>;
-  // Makes the observer of the call that a request begins, or says in the status
-  // why there is none.
-  using Starter =
-      std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
 
+  // `on_done` sees the session's end, after its observer has.
   static Pointer Make(net::io_context* io, tcp::socket socket,
-                      const Limits& limits, OnDone on_done) {
-    const Pointer session(
-        new Session(io, std::move(socket), limits, std::move(on_done)));
+                      const Limits& limits,
+                      std::function<void(const Pointer&)> on_done) {
+    Pointer session(new Session(io, std::move(socket), limits));
+    session->on_done_ = std::move(on_done);
     const std::weak_ptr<Session> weak = session;
     session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
       net::post(*io, [weak] {
@@ -61,6 +64,50 @@ class Session : public std::enable_shared_from_this<Session> {
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
+  // Of a server: reads the request, upgrades, and calls `start` with the
+  // request, which calls Begin or End.
+  void Accept(std::function<void(const Request&)> start) {
+    Prepare();
+    DropAfter(limits_.upgrade);
+    parser_.header_limit(limits_.headers);
+    http::async_read_header(
+        stream_.next_layer(), in_, parser_,
+        [self = shared_from_this(), start](Error error, std::size_t size) {
+          // Nothing may come ahead of our answer.
+          if (error || size > self->limits_.headers || self->in_.size() > 0) {
+            return self->Lose(error);
+          }
+          self->stream_.async_accept(self->parser_.get(), [self, start](Error e) {
+            if (e || self->is_done_) return self->Lose(e);
+            self->Open();
+            start(self->parser_.get());
+          });
+        });
+  }
+
+  // Of a server, once: the observer of the call's requests.
+  void Begin(ByteObserverPtr requests) { observer_ = std::move(requests); }
+
+  // Of a client: connects, and asks for the call. `fill` adds to the request.
+  void Connect(const tcp::resolver::results_type& addresses,
+               const std::string& host, const std::string& target,
+               std::function<void(Request&)> fill, ByteObserverPtr responses) {
+    is_client_ = true;
+    observer_ = std::move(responses);
+    stream_.set_option(stream_base::decorator(std::move(fill)));
+    net::async_connect(
+        stream_.next_layer(), addresses,
+        [self = shared_from_this(), host, target](Error error,
+                                                  const tcp::endpoint&) {
+          if (error || self->is_done_) return self->Lose(error);
+          self->Prepare();
+          self->stream_.async_handshake(host, target, [self](Error e) {
+            if (e || self->is_done_) return self->Lose(e);
+            self->Open();
+          });
+        });
+  }
+
   // From then on the call ends with kDeadlinePassed.
   void EndAt(Clock::time_point deadline) {
     deadline_timer_.expires_at(deadline);
@@ -70,84 +117,22 @@ class Session : public std::enable_shared_from_this<Session> {
     });
   }
 
-  // Of a server: reads the request of the upgrade, and starts the call.
-  void Accept(Starter starter) {
-    Prepare();
-    DropAfter(limits_.upgrade);
-    parser_.emplace();
-    parser_->header_limit(static_cast<std::uint32_t>(
-        std::min<std::size_t>(limits_.headers, UINT32_MAX)));
-    beast::http::async_read_header(
-        stream_.next_layer(), in_, *parser_,
-        [self = shared_from_this(), starter](Error error, std::size_t) {
-          // Nothing may come ahead of our answer.
-          if (error || self->in_.size() > 0) return self->Lose(error);
-          self->stream_.async_accept(
-              self->parser_->get(),
-              [self, starter](Error e) { self->OnAccepted(e, starter); });
-        });
-  }
-
-  // Of a client: connects, and asks for the call. `fill` adds to the request.
-  void Connect(const std::string& host, unsigned short port,
-               const std::string& target, std::function<void(Request&)> fill,
-               ByteObserverPtr responses) {
-    is_client_ = true;
-    observer_ = std::move(responses);
-    DropAfter(limits_.ping * (1 + limits_.unanswered_pings));
-    const std::string service = std::to_string(port);
-    const auto connect = [self = shared_from_this(), host, service, target,
-                          fill](Error error, const Addresses& addresses) {
-      if (error || self->is_done_) return self->Lose(error);
-      net::async_connect(
-          self->stream_.next_layer(), addresses,
-          [self, host, service, target, fill](Error e, const tcp::endpoint&) {
-            if (e || self->is_done_) return self->Lose(e);
-            self->Prepare();
-            self->stream_.set_option(
-                beast::websocket::stream_base::decorator(fill));
-            self->stream_.async_handshake(
-                host + ":" + service, target, [self](Error handshake_error) {
-                  if (handshake_error) return self->Lose(handshake_error);
-                  self->Open();
-                });
-          });
-    };
-    Error no_address;
-    const auto address = net::ip::make_address(host, no_address);
-    if (!no_address) {
-      return connect(Error(), Addresses::create(tcp::endpoint(address, port),
-                                                host, service));
-    }
-    try {
-      resolver_.async_resolve(host, service, connect);
-    } catch (const boost::system::system_error& error) {
-      Lose(error.code());  // there is no thread for the one that looks names up
-    }
-  }
-
   // Ends the call in both directions, as far as they have not ended. What was
   // sent before leaves, if the other side reads it within a second.
   void End(const Status& status) {
     if (is_done_ || is_ending_) return;
-    outbox_->Close(status);
     if (!is_open_) return Done(status);
     is_ending_ = true;
     DropAfter(std::chrono::seconds(1));
+    outbox_->Close(status);
     DeliverEnd(status);
     WriteNext();
   }
 
  private:
-  using Addresses = tcp::resolver::results_type;
-
-  Session(net::io_context* io, tcp::socket socket, const Limits& limits,
-          OnDone on_done)
+  Session(net::io_context* io, tcp::socket socket, const Limits& limits)
       : limits_(limits),
-        on_done_(std::move(on_done)),
-        in_(std::max(limits.message, limits.headers) + 1),
         stream_(std::move(socket)),
-        resolver_(*io),
         deadline_timer_(*io),
         drop_timer_(*io) {}
 
@@ -167,39 +152,32 @@ class Session : public std::enable_shared_from_this<Session> {
     socket.set_option(net::socket_base::keep_alive(true), ignored);
 #ifdef TCP_KEEPIDLE
     using net::detail::socket_option::integer;
-    const int ping = static_cast<int>(limits_.ping.count());
-    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPIDLE>(ping), ignored);
-    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPINTVL>(ping), ignored);
+    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPIDLE>(limits_.ping_seconds),
+                      ignored);
+    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPINTVL>(limits_.ping_seconds),
+                      ignored);
     socket.set_option(
         integer<IPPROTO_TCP, TCP_KEEPCNT>(limits_.unanswered_pings), ignored);
 #endif
   }
 
-  void OnAccepted(Error error, const Starter& starter) {
-    if (error || is_done_) return Lose(error);
-    Status status;
-    Open();
-    observer_ = starter(parser_->get(), this, &status);
-    parser_.reset();
-    if (!observer_) End(status);
-  }
-
   void Open() {
-    if (is_done_) return;
     is_open_ = true;
     drop_timer_.cancel();
-    in_.max_size(limits_.message + 1);
-    stream_.read_message_max(0);  // the buffer's size says it, without a close
+    // A message above the limit fills the buffer, and can be answered. Beast's
+    // own limit would close the connection.
+    in_.max_size(std::size_t{limits_.message} + 1);
+    stream_.read_message_max(0);
     stream_.auto_fragment(false);
-    SetCloseTimeout(limits_.upgrade);
+    SetCloseTimeout(After(limits_.upgrade) - Clock::now());
     Read();
     WriteNext();
   }
 
-  // How long the other side may take to close after it has said that it will.
+  // How long Beast waits for the other side when one has begun to close.
   void SetCloseTimeout(Clock::duration timeout) {
-    stream_.set_option(beast::websocket::stream_base::timeout{
-        timeout, beast::websocket::stream_base::none(), false});
+    stream_.set_option(
+        stream_base::timeout{timeout, stream_base::none(), false});
   }
 
   void Read() {
@@ -214,57 +192,56 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void OnRead(Error error) {
     if (is_done_ || (is_closing_ && !error)) return;
-    const bool is_too_large =
-        error == beast::websocket::error::buffer_overflow ||
-        in_.size() > limits_.message;
-    if (error && !is_too_large) return Lose(error);
-    const std::string bytes =
-        is_too_large ? "" : beast::buffers_to_string(in_.data());
-    in_.clear();
-    if (in_.capacity() > kKeptBuffer) in_.shrink_to_fit();
-    if (is_too_large) {
+    if (error == boost::beast::websocket::error::buffer_overflow ||
+        in_.size() > limits_.message) {
+      in_.clear();
       return End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
-    if (!is_ending_) OnMessage(bytes);
+    if (error) return Lose(error);
+    const std::string bytes = boost::beast::buffers_to_string(in_.data());
+    in_.clear();
+    if (in_.capacity() > kKeptBuffer) in_.shrink_to_fit();
+    if (!is_ending_) {
+      const Status status = Take(bytes);
+      if (!status.ok()) End(status);
+    }
     // A client always reads, so that the two never wait for each other.
     is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
     if (!is_paused_) Read();
   }
 
-  void OnMessage(const std::string& bytes) {
+  // Hands a message on. If the result is not ok, the call ends with it.
+  Status Take(const std::string& bytes) {
     if (!observer_) {
-      return End(Status(StatusCode::kBadMessage, "a message came after the end"));
+      return Status(StatusCode::kBadMessage, "a message came after the end");
     }
-    if (!stream_.got_text()) {
-      const Status status = observer_->OnMessage(bytes);
-      if (!status.ok()) End(status);
-      return;
+    if (stream_.got_binary()) return observer_->OnMessage(bytes);
+    const std::optional<Status> end = ParseEnd(bytes);
+    if (!end) {
+      return Status(StatusCode::kBadMessage, "a text came that is no end");
     }
-    const std::optional<Status> status = ParseEnd(bytes);
-    if (!status) {
-      return End(Status(StatusCode::kBadMessage, "the text is no end of a call"));
-    }
-    DeliverEnd(*status);
+    DeliverEnd(*end);
     WriteNext();
+    return Status();
   }
 
-  // Something has changed in the outbox.
+  // The outbox has changed.
   void OnWake() {
-    Status status;
-    if (outbox_->EndsCall(&status)) End(status);
+    const std::optional<Status> end = outbox_->Look();
+    if (end) End(*end);
     UseRoom();
     WriteNext();
   }
 
   void UseRoom() {
-    bool has_room = false;
+    // It may hold the last handle, which goes after what is thrown was said.
+    const Outbox::Callback callback = outbox_->TakeCallback();
     try {
-      const std::function<void()> callback = outbox_->TakeCallback(&has_room);
       if (callback) callback();
     } catch (...) {
       End(ReportException());
     }
-    if (is_paused_ && (has_room || is_ending_)) {
+    if (is_paused_ && (is_ending_ || outbox_->HasRoom())) {
       is_paused_ = false;
       Read();
     }
@@ -272,21 +249,12 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void WriteNext() {
     if (!is_open_ || is_writing_ || is_closing_ || is_done_) return;
-    if (is_out_ended_) {
-      // When both have ended, the server closes the connection. Its client may
-      // still have to read, for which it has all the time of the call.
-      if (!is_ending_ && (observer_ || is_client_)) return;
-      is_closing_ = true;
-      SetCloseTimeout(beast::websocket::stream_base::none());
-      return stream_.async_close(
-          beast::websocket::close_code::normal,
-          [self = shared_from_this()](Error error) { self->Lose(error); });
-    }
-    Status status;
-    const Outbox::Next next = outbox_->Take(&out_, &status);
-    if (next == Outbox::Next::kNothing) return;
-    is_out_ended_ = next == Outbox::Next::kEnd;
-    if (is_out_ended_) out_ = FormatEnd(status);
+    if (is_out_ended_) return CloseIfEnded();
+    std::optional<Status> end;
+    const std::optional<std::string> message = outbox_->TakeMessage(&end);
+    if (!message && !end) return;
+    is_out_ended_ = end.has_value();
+    out_ = end ? FormatEnd(*end) : *message;
     stream_.text(is_out_ended_);
     is_writing_ = true;
     stream_.async_write(
@@ -310,11 +278,22 @@ class Session : public std::enable_shared_from_this<Session> {
     WriteNext();
   }
 
+  // When both directions have ended, the server closes the connection. Its
+  // client may still have to read, for which it has what time the call has.
+  void CloseIfEnded() {
+    if (!is_ending_ && (is_client_ || observer_)) return;
+    is_closing_ = true;
+    SetCloseTimeout(stream_base::none());
+    stream_.async_close(
+        boost::beast::websocket::close_code::normal,
+        [self = shared_from_this()](Error error) { self->Lose(error); });
+  }
+
   // The observer goes with its end.
   void DeliverEnd(const Status& status) {
     const ByteObserverPtr observer = std::move(observer_);
     if (!observer) return;
-    const Status result = observer->OnEnd(Status(status));
+    const Status result = observer->OnEnd(status);
     if (!result.ok()) outbox_->Close(result);
   }
 
@@ -328,7 +307,6 @@ class Session : public std::enable_shared_from_this<Session> {
     is_done_ = true;
     Error ignored;
     stream_.next_layer().close(ignored);
-    resolver_.cancel();
     deadline_timer_.cancel();
     drop_timer_.cancel();
     outbox_->Detach(status);
@@ -341,20 +319,19 @@ class Session : public std::enable_shared_from_this<Session> {
   static constexpr std::size_t kKeptBuffer = 16 << 10;
 
   const Limits limits_;
-  const OnDone on_done_;
-  std::shared_ptr<Outbox> outbox_;  // never null
-  ByteObserverPtr observer_;        // until the other side's end
-  beast::flat_buffer in_;
+  std::function<void(const Pointer&)> on_done_;
+  std::shared_ptr<Outbox> outbox_;
+  ByteObserverPtr observer_;  // until the other side's end
+  boost::beast::flat_buffer in_;
   std::string out_;  // is being written
-  beast::websocket::stream<tcp::socket, false> stream_;
-  std::optional<beast::http::request_parser<beast::http::empty_body>> parser_;
-  tcp::resolver resolver_;
+  boost::beast::websocket::stream<tcp::socket, false> stream_;
+  http::request_parser<http::empty_body> parser_;
   net::steady_timer deadline_timer_;
   net::steady_timer drop_timer_;
   bool is_client_ = false;
-  bool is_open_ = false;       // the upgrade is done
+  bool is_open_ = false;  // the upgrade is done
   bool is_reading_ = false;
-  bool is_paused_ = false;     // does not read until there is room
+  bool is_paused_ = false;  // does not read until there is room
   bool is_writing_ = false;
   bool is_out_ended_ = false;  // our end was written, or is being written
   bool is_ending_ = false;     // End was called
