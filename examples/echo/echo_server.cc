@@ -1,6 +1,6 @@
 // Serves echo.proto over WebSocket, on the loopback, until it is interrupted or
-// told to terminate. Then it ends within ten seconds, in which the calls that run
-// may end.
+// told to terminate. Then it ends within ten seconds, in which the calls that
+// run may end.
 //
 //   echo_server [PORT]
 //

@@ -48,8 +48,8 @@ class CallTest : public ::testing::TestWithParam<Way> {
 
   ChannelPtr NewChannel() {
     if (GetParam() == Way::kWebSocket) {
-      return ChannelPtr(new qarn::rpc::WebSocketChannel(&loop_, "127.0.0.1",
-                                                        server_.port()));
+      return ChannelPtr(
+          new qarn::rpc::WebSocketChannel(&loop_, "127.0.0.1", server_.port()));
     }
     const boost::shared_ptr<qarn::rpc::LocalChannel> local(
         new qarn::rpc::LocalChannel);
@@ -136,28 +136,25 @@ TEST_P(CallTest, StatusAndTextReachTheOtherSide) {
   // The client may go on; the server's observer still listens.
   EXPECT_EQ(call->Send(Text("a")), SendResult::kSent);
   call->Close(Status(StatusCode::kCancelled, ""));
-  EXPECT_THAT(server_log_.Lines(4),
-              ElementsAre("<a", "a>", EndLine(StatusCode::kCancelled),
-                          "deleted"));
+  EXPECT_THAT(
+      server_log_.Lines(4),
+      ElementsAre("<a", "a>", EndLine(StatusCode::kCancelled), "deleted"));
 }
 
 TEST_P(CallTest, UnknownMethodsAndServicesHaveTheirStatus) {
-  const qarn::rpc::RpcMethod no_method("Desk", "No", "Desk/No",
-                                       qarn::rpc::RMT_SIMPLE,
-                                       qarn::rpc::CS_CLIENT);
+  const qarn::rpc::RpcMethod no_method(
+      "Desk", "No", "Desk/No", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
   qarn::rpc::client::AsyncSimpleCall(channel_, no_method, ClientContext(),
                                      Text("q"), &client_);
   EXPECT_THAT(client_log_.Lines(1),
               ElementsAre(EndLine(StatusCode::kUnknownMethod,
                                   "no method Desk/No is known")));
-  const qarn::rpc::RpcMethod no_service("No", "No", "No/No",
-                                        qarn::rpc::RMT_SIMPLE,
-                                        qarn::rpc::CS_CLIENT);
+  const qarn::rpc::RpcMethod no_service(
+      "No", "No", "No/No", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
   qarn::rpc::client::AsyncSimpleCall(channel_, no_service, ClientContext(),
                                      Text("q"), &client_);
-  EXPECT_EQ(
-      client_log_.Lines(2)[1],
-      EndLine(StatusCode::kUnknownService, "no service No is registered"));
+  EXPECT_EQ(client_log_.Lines(2)[1], EndLine(StatusCode::kUnknownService,
+                                             "no service No is registered"));
 }
 
 TEST_P(CallTest, MessageSentWhileOneIsDeliveredWaits) {
@@ -179,8 +176,7 @@ TEST_P(CallTest, MessageSentWhileOneIsDeliveredWaits) {
   EXPECT_THAT(client_log_.Lines(4), ElementsAre("<a", "a>", "<b", "b>"));
   call->Close();
   // Nobody closed the answers.
-  EXPECT_EQ(client_log_.Lines(5)[4],
-            EndLine(StatusCode::kAbandoned, kDropped));
+  EXPECT_EQ(client_log_.Lines(5)[4], EndLine(StatusCode::kAbandoned, kDropped));
 }
 
 TEST_P(CallTest, CancelOfEitherSideEndsBothDirections) {
@@ -230,8 +226,9 @@ TEST_P(CallTest, NullObserversTakeNothing) {
 }
 
 TEST_P(CallTest, BytesThatAreNoMessageEndTheCallAtBothSides) {
-  const std::string bad = EndLine(
-      StatusCode::kBadMessage, "the bytes are not a message of the method's type");
+  const std::string bad =
+      EndLine(StatusCode::kBadMessage,
+              "the bytes are not a message of the method's type");
   const Handle call = Talk();
   const Handle server_handle = ServerHandle();
   call->Send(Text("a"));
@@ -246,8 +243,9 @@ TEST_P(CallTest, AnswerThatIsNoMessageIsSaidToTheServer) {
   const Handle call = Talk();
   const Handle server_handle = ServerHandle();
   server_handle->Send(Text("garbled"));
-  const std::string bad = EndLine(
-      StatusCode::kBadMessage, "the bytes are not a message of the method's type");
+  const std::string bad =
+      EndLine(StatusCode::kBadMessage,
+              "the bytes are not a message of the method's type");
   EXPECT_THAT(client_log_.Lines(1), ElementsAre(bad));
   EXPECT_THAT(server_log_.Lines(2), ElementsAre(bad, "deleted"));
   EXPECT_TRUE(Closes(server_handle));
@@ -295,7 +293,9 @@ TEST_P(CallTest, WhatThrowsEndsItsCallAlone) {
   ::Talk(channel_, &observer)->Close();
   EXPECT_EQ(log.Lines(5)[4], failed);
 
-  observer.on_message = [](const std::string&) { throw std::runtime_error(""); };
+  observer.on_message = [](const std::string&) {
+    throw std::runtime_error("");
+  };
   desk_.talk = [this](CallContext*, const Handle& handle) {
     handle->Send(Text("b"));
     return NewServerObserver();
@@ -333,9 +333,8 @@ TEST_P(CallTest, EndMayDestroyAllThatTheClientHas) {
     handle->Close();
   };
   for (const char* const name : {"Desk", "No"}) {
-    const qarn::rpc::RpcMethod method(name, "Ask", "Desk/Ask",
-                                      qarn::rpc::RMT_SIMPLE,
-                                      qarn::rpc::CS_CLIENT);
+    const qarn::rpc::RpcMethod method(
+        name, "Ask", "Desk/Ask", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
     Log log;
     auto* const client = new Client(&log);
     client->channel = NewChannel();

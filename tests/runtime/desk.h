@@ -95,25 +95,41 @@ class Observer : public qarn::rpc::CallObserver<Text> {
   Log* const log_;
 };
 
-// The handlers are what a test sets.
+// A handler that a test sets, also while the server runs.
+template <class Function>
+class Handler {
+ public:
+  void operator=(Function function) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    function_ = std::move(function);
+  }
+  Function get() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return function_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  Function function_;
+};
+
 struct Desk {
   static const char* full_name() { return "Desk"; }
   class Service : public qarn::rpc::ServiceBase {
    public:
-    using Request = Text;
     void Ask(qarn::rpc::CallContext* context, const Text& request,
              const Handle& handle) {
-      ask(*context, request, handle);
+      ask.get()(*context, request, handle);
     }
     qarn::rpc::CallObserver<Text>* Talk(qarn::rpc::CallContext* context,
                                         const Handle& handle) {
-      return talk(context, handle);
+      return talk.get()(context, handle);
     }
-    std::function<void(const qarn::rpc::CallContext&, const Text&,
-                       const Handle&)>
+    Handler<std::function<void(const qarn::rpc::CallContext&, const Text&,
+                               const Handle&)>>
         ask;
-    std::function<qarn::rpc::CallObserver<Text>*(qarn::rpc::CallContext*,
-                                                 const Handle&)>
+    Handler<std::function<qarn::rpc::CallObserver<Text>*(
+        qarn::rpc::CallContext*, const Handle&)>>
         talk;
   };
 };

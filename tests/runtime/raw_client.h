@@ -35,8 +35,8 @@ class RawClient {
   // False if the connection does not take all of it.
   bool Write(const std::string& bytes) {
     for (std::size_t sent = 0; sent < bytes.size();) {
-      const ssize_t count = send(socket_, bytes.data() + sent,
-                                 bytes.size() - sent, MSG_NOSIGNAL);
+      const ssize_t count =
+          send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
       if (count <= 0) return false;
       sent += static_cast<std::size_t>(count);
     }
@@ -71,11 +71,15 @@ class RawClient {
     return answer.rfind("HTTP/1.1 101 ", 0) == 0;
   }
 
-  // A whole frame below 126 bytes, masked with zeros. The opcode of a text is 1,
-  // of a message 2, of a close 8.
+  // A whole frame below 126 bytes, masked with zeros. The opcode of a text is
+  // 1, of a message 2, of a close 8.
   static std::string Frame(int opcode, const std::string& payload) {
     return std::string{static_cast<char>(0x80 | opcode),
-                       static_cast<char>(0x80 | payload.size()), 0, 0, 0, 0} +
+                       static_cast<char>(0x80 | payload.size()),
+                       0,
+                       0,
+                       0,
+                       0} +
            payload;
   }
   // The payload of the next frame, below 126 bytes.

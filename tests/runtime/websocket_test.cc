@@ -33,9 +33,9 @@ using ::qarn::rpc::SendResult;
 using ::qarn::rpc::StatusCode;
 using ::qarn::rpc::WebSocketChannel;
 using ::qarn::rpc::WebSocketServer;
+using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
-using std::chrono::milliseconds;
 
 const std::string kLost = EndLine(StatusCode::kConnectionLost);
 const std::string kDeadline =
@@ -78,8 +78,8 @@ class WebSocketTest : public ::testing::Test {
     Log log;
     Observer observer(&log);
     ::Ask(channel_, "hello", &observer);
-    return log.Lines(3) ==
-           std::vector<std::string>{"<hello", "hello>", EndLine(StatusCode::kOk)};
+    return log.Lines(3) == std::vector<std::string>{"<hello", "hello>",
+                                                    EndLine(StatusCode::kOk)};
   }
 
   Log client_log_;
@@ -218,8 +218,9 @@ TEST_F(WebSocketTest, CallbackComesWhenThereIsRoomOrTheCallHasEnded) {
   Log log;
   Observer observer(&log);
   call = Talk(channel_, &observer);
-  EXPECT_THAT(log.Lines(1), ElementsAre(EndLine(StatusCode::kFailed,
-                                                "a handler or observer threw")));
+  EXPECT_THAT(
+      log.Lines(1),
+      ElementsAre(EndLine(StatusCode::kFailed, "a handler or observer threw")));
   EXPECT_TRUE(Answers());
 }
 
@@ -259,21 +260,39 @@ TEST_F(WebSocketTest, SendThatWaitsSeesEachEnd) {
   }
 }
 
-TEST_F(WebSocketTest, SlowReaderGetsAllAndHoldsNobodyUp) {
-  Serve();
-  std::vector<std::unique_ptr<RawClient>> sleepers;
-  desk_.talk = [](CallContext*, const Handle& handle) {
-    auto* const observer = new Observer(new Log);
-    observer->on_message = [handle](const std::string& text) {
-      handle->Send(Text(text));
-    };
-    return observer;
+// Three clients make the server send, and do not read until others were served.
+// Silence is asked about each second meanwhile, which ends nothing.
+TEST_F(WebSocketTest, SlowReadersHoldNobodyUpAndGetAll) {
+  constexpr std::size_t kSize = 125;
+  constexpr int kCount = 400000;  // 50 MB, more than any buffer holds
+  Limits limits;
+  limits.ping_seconds = 1;
+  limits.unanswered_pings = 1;
+  Serve(limits);
+  std::vector<std::thread> senders;
+  desk_.talk = [&](CallContext*, const Handle& handle) {
+    senders.emplace_back([handle] {
+      for (int i = 0; i < kCount; ++i)
+        handle->Send(Text(std::string(kSize, 'x')));
+      handle->Close();
+    });
+    return new Observer(&server_log_);
   };
+  std::vector<std::unique_ptr<RawClient>> clients;
   for (int i = 0; i < 3; ++i) {
-    sleepers.emplace_back(new RawClient(port_));
-    ASSERT_TRUE(sleepers.back()->Begin("/Desk/Talk"));
+    clients.emplace_back(new RawClient(port_));
+    ASSERT_TRUE(clients.back()->Begin("/Desk/Talk"));
   }
   EXPECT_TRUE(Answers());
+  std::this_thread::sleep_for(std::chrono::seconds(3));
+  EXPECT_TRUE(Answers());
+  for (const auto& client : clients) {
+    const std::string all = client->Read((2 + kSize) * kCount);
+    EXPECT_EQ(all.size(), (2 + kSize) * kCount);
+    EXPECT_EQ(client->ReadFrame(), "0 ");
+    client->Close();
+  }
+  for (std::thread& each : senders) each.join();
 }
 
 TEST_F(WebSocketTest, ConnectionsAboveTheLimitWait) {
@@ -352,8 +371,8 @@ TEST_F(WebSocketTest, BothSidesKeepTheDeadline) {
   };
   for (const char* const timeout : {"50", "-1", "-9223372036854775808"}) {
     RawClient raw(port_);
-    ASSERT_TRUE(raw.Begin("/Desk/Talk", "Qarn-Timeout: " + std::string(timeout) +
-                                            "\r\n"));
+    ASSERT_TRUE(raw.Begin("/Desk/Talk",
+                          "Qarn-Timeout: " + std::string(timeout) + "\r\n"));
     EXPECT_EQ(raw.ReadFrame(), "7 the%20deadline%20passed");
   }
   ::Ask(channel_, "q", &client_, ClientContext("", milliseconds::max()));
@@ -377,7 +396,8 @@ TEST_F(WebSocketTest, StrangeClientIsToldWhatIsWrong) {
        "4 a%20text%20came%20that%20is%20no%20end"},
       {"/Desk/Talk", "", RawClient::Frame(1, "0") + RawClient::Frame(2, "a"),
        "4 a%20message%20came%20after%20the%20end"},
-      {"/Desk/Ask", "", RawClient::Frame(2, "a") + RawClient::Frame(2, "b"), "a"},
+      {"/Desk/Ask", "", RawClient::Frame(2, "a") + RawClient::Frame(2, "b"),
+       "a"},
   };
   for (const auto& row : rows) {
     // Kept open, so that only the status below ends it.
@@ -434,8 +454,9 @@ TEST_F(WebSocketTest, StopDeliversWhatWasSent) {
         std::count(lines.begin(), lines.end(), line));
   };
   EXPECT_EQ(count("answer>"), 10 * kCalls);
-  EXPECT_EQ(count(EndLine(StatusCode::kStopping, "the server is being stopped")),
-            kCalls);
+  EXPECT_EQ(
+      count(EndLine(StatusCode::kStopping, "the server is being stopped")),
+      kCalls);
   ::Ask(channel_, "q", &client_);
   EXPECT_THAT(client_log_.Lines(21 * kCalls + 1).back(), StartsWith(kLost));
 }

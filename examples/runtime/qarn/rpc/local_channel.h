@@ -82,8 +82,7 @@ class LocalSender : public ByteSender,
       const std::string bytes = std::move(pending_.front());
       pending_.pop_front();
       lock->unlock();
-      const Status result =
-          receiver_ ? receiver_->OnMessage(bytes) : Status();
+      const Status result = receiver_ ? receiver_->OnMessage(bytes) : Status();
       if (!result.ok()) CloseBoth(result);
       lock->lock();
       if (!result.ok()) {

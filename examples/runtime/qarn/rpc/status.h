@@ -22,7 +22,7 @@ enum class StatusCode {
   kConnectionLost = 8,  // there is no connection, or it broke
   kOverloaded = 9,      // the sender went on though it had no room
   kStopping = 10,       // the server takes no new calls
-  kTooLarge = 11,  // a message, or the label, is above the limit
+  kTooLarge = 11,       // a message, or the label, is above the limit
   kLast = kTooLarge,
 };
 

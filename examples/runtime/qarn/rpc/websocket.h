@@ -79,12 +79,12 @@ class Loop {
 // may succeed after others have failed.
 class WebSocketChannel : public Channel {
  public:
-  // `host` is an address, or a name, which this looks up, on any thread. If that
-  // fails, all calls end with kConnectionLost.
+  // `host` is an address, or a name, which this looks up, on any thread. If
+  // that fails, all calls end with kConnectionLost.
   WebSocketChannel(Loop* loop, const std::string& host, unsigned short port,
                    const Limits& limits = Limits());
-  // Ends the calls that run with kConnectionLost. Waits until every observer has
-  // seen its end, and what was sent has left, for a second at most.
+  // Ends the calls that run with kConnectionLost. Waits until every observer
+  // has seen its end, and what was sent has left, for a second at most.
   ~WebSocketChannel() override;
 
   // The result is never null. The timeout of `context` runs from here on.
@@ -109,8 +109,8 @@ class WebSocketServer {
   // if that is destroyed on a loop's thread, the loop.
   bool Register(RpcService* service);
 
-  // Starts to serve, once. `host` is an address, or a name, which this looks up,
-  // on any thread. A port of 0 stands for any that is free. False, with the
+  // Starts to serve, once. `host` is an address, or a name, which this looks
+  // up, on any thread. A port of 0 stands for any that is free. False, with the
   // reason, if that cannot be.
   bool Listen(const std::string& host, unsigned short port,
               std::string* reason);

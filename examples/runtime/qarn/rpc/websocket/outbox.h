@@ -1,6 +1,6 @@
-// Part of the example runtime (see qarn/rpc/websocket.h): what a handle has sent
-// and its session has not written yet. It is all that a handle knows of the
-// session, so the handle may outlive it, and the loop.
+// Part of the example runtime (see qarn/rpc/websocket.h): what a handle has
+// sent and its session has not written yet. It is all that a handle knows of
+// the session, so the handle may outlive it, and the loop.
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 

@@ -1,14 +1,8 @@
 // Part of the example runtime (see qarn/rpc/websocket.h): one call, on the
-// connection that it has for itself. It includes Boost.Beast, which takes
-// seconds to compile, so websocket.cc alone includes it.
+// connection that it has for itself. Only websocket.cc includes it.
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 
-#include <algorithm>
-#include <boost/asio.hpp>
-#include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
-#include <boost/beast/websocket.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -19,27 +13,13 @@
 #include "qarn/rpc/call.h"
 #include "qarn/rpc/status.h"
 #include "qarn/rpc/websocket.h"
+#include "qarn/rpc/websocket/boost.h"
 #include "qarn/rpc/websocket/outbox.h"
 #include "qarn/rpc/websocket/wire.h"
 
 namespace qarn {
 namespace rpc {
 namespace websocket {
-
-namespace net = boost::asio;
-namespace http = boost::beast::http;
-using boost::beast::websocket::stream_base;
-using tcp = net::ip::tcp;
-using Error = boost::system::error_code;
-using Clock = std::chrono::steady_clock;
-using Request = http::request<http::empty_body>;
-
-// `wait` from now, at least nothing and at most ten years: the clock has that.
-inline Clock::time_point After(std::chrono::milliseconds wait) {
-  using std::chrono::hours;
-  return Clock::now() + std::clamp<std::chrono::milliseconds>(
-                            wait, hours(0), hours(24 * 3650));
-}
 
 // Runs on its loop's thread, but for what makes it. It lives for as long as
 // something waits there for its connection or its timers.
@@ -51,7 +31,7 @@ class Session : public std::enable_shared_from_this<Session> {
   static Pointer Make(net::io_context* io, tcp::socket socket,
                       const Limits& limits,
                       std::function<void(const Pointer&)> on_done) {
-    Pointer session(new Session(io, std::move(socket), limits));
+    Pointer session(new Session(std::move(socket), limits));
     session->on_done_ = std::move(on_done);
     const std::weak_ptr<Session> weak = session;
     session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
@@ -64,10 +44,12 @@ class Session : public std::enable_shared_from_this<Session> {
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
-  // Of a server: reads the request, upgrades, and calls `start` with the
-  // request, which calls Begin or End.
-  void Accept(std::function<void(const Request&)> start) {
-    Prepare();
+  // Of a server: makes the observer of the call that a request begins, or says
+  // why there is none.
+  using Starter =
+      std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
+  void Accept(Starter start) {
+    AskWhetherThere(limits_, &stream_.next_layer());
     DropAfter(limits_.upgrade);
     parser_.header_limit(limits_.headers);
     http::async_read_header(
@@ -77,16 +59,16 @@ class Session : public std::enable_shared_from_this<Session> {
           if (error || size > self->limits_.headers || self->in_.size() > 0) {
             return self->Lose(error);
           }
-          self->stream_.async_accept(self->parser_.get(), [self, start](Error e) {
-            if (e || self->is_done_) return self->Lose(e);
-            self->Open();
-            start(self->parser_.get());
-          });
+          self->stream_.async_accept(
+              self->parser_.get(), [self, start](Error e) {
+                if (e || self->is_done_) return self->Lose(e);
+                self->Open();
+                Status status;
+                self->observer_ = start(self->parser_.get(), &*self, &status);
+                if (!self->observer_) self->End(status);
+              });
         });
   }
-
-  // Of a server, once: the observer of the call's requests.
-  void Begin(ByteObserverPtr requests) { observer_ = std::move(requests); }
 
   // Of a client: connects, and asks for the call. `fill` adds to the request.
   void Connect(const tcp::resolver::results_type& addresses,
@@ -100,7 +82,7 @@ class Session : public std::enable_shared_from_this<Session> {
         [self = shared_from_this(), host, target](Error error,
                                                   const tcp::endpoint&) {
           if (error || self->is_done_) return self->Lose(error);
-          self->Prepare();
+          AskWhetherThere(self->limits_, &self->stream_.next_layer());
           self->stream_.async_handshake(host, target, [self](Error e) {
             if (e || self->is_done_) return self->Lose(e);
             self->Open();
@@ -130,11 +112,8 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
  private:
-  Session(net::io_context* io, tcp::socket socket, const Limits& limits)
-      : limits_(limits),
-        stream_(std::move(socket)),
-        deadline_timer_(*io),
-        drop_timer_(*io) {}
+  Session(tcp::socket socket, const Limits& limits)
+      : limits_(limits), stream_(std::move(socket)) {}
 
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
@@ -142,23 +121,6 @@ class Session : public std::enable_shared_from_this<Session> {
     drop_timer_.async_wait([self = shared_from_this()](Error error) {
       if (!error) self->Lose(net::error::timed_out);
     });
-  }
-
-  // What holds for a connection from its beginning.
-  void Prepare() {
-    Error ignored;
-    tcp::socket& socket = stream_.next_layer();
-    socket.set_option(tcp::no_delay(true), ignored);
-    socket.set_option(net::socket_base::keep_alive(true), ignored);
-#ifdef TCP_KEEPIDLE
-    using net::detail::socket_option::integer;
-    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPIDLE>(limits_.ping_seconds),
-                      ignored);
-    socket.set_option(integer<IPPROTO_TCP, TCP_KEEPINTVL>(limits_.ping_seconds),
-                      ignored);
-    socket.set_option(
-        integer<IPPROTO_TCP, TCP_KEEPCNT>(limits_.unanswered_pings), ignored);
-#endif
   }
 
   void Open() {
@@ -169,15 +131,11 @@ class Session : public std::enable_shared_from_this<Session> {
     in_.max_size(std::size_t{limits_.message} + 1);
     stream_.read_message_max(0);
     stream_.auto_fragment(false);
-    SetCloseTimeout(After(limits_.upgrade) - Clock::now());
+    // When one side has begun to close, the other shall follow.
+    stream_.set_option(stream_base::timeout{
+        After(limits_.upgrade) - Clock::now(), stream_base::none(), false});
     Read();
     WriteNext();
-  }
-
-  // How long Beast waits for the other side when one has begun to close.
-  void SetCloseTimeout(Clock::duration timeout) {
-    stream_.set_option(
-        stream_base::timeout{timeout, stream_base::none(), false});
   }
 
   void Read() {
@@ -257,20 +215,16 @@ class Session : public std::enable_shared_from_this<Session> {
     out_ = end ? FormatEnd(*end) : *message;
     stream_.text(is_out_ended_);
     is_writing_ = true;
-    stream_.async_write(
-        net::buffer(out_),
-        [self = shared_from_this()](Error error, std::size_t) {
-          self->OnWritten(error);
-        });
+    stream_.async_write(net::buffer(out_),
+                        [self = shared_from_this()](Error error, std::size_t) {
+                          self->OnWritten(error);
+                        });
   }
 
   void OnWritten(Error error) {
     if (is_done_) return;
-    if (error) {
-      // What the other side said before it went may still be there to be read.
-      if (!is_reading_) Lose(error);
-      return;
-    }
+    if (error && !is_reading_) return Lose(error);
+    if (error) return;  // what the other side said last is still to be read
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
     if (out_.capacity() > kKeptBuffer) std::string().swap(out_);
@@ -283,7 +237,8 @@ class Session : public std::enable_shared_from_this<Session> {
   void CloseIfEnded() {
     if (!is_ending_ && (is_client_ || observer_)) return;
     is_closing_ = true;
-    SetCloseTimeout(stream_base::none());
+    const auto none = stream_base::none();
+    stream_.set_option(stream_base::timeout{none, none, false});
     stream_.async_close(
         boost::beast::websocket::close_code::normal,
         [self = shared_from_this()](Error error) { self->Lose(error); });
@@ -326,8 +281,8 @@ class Session : public std::enable_shared_from_this<Session> {
   std::string out_;  // is being written
   boost::beast::websocket::stream<tcp::socket, false> stream_;
   http::request_parser<http::empty_body> parser_;
-  net::steady_timer deadline_timer_;
-  net::steady_timer drop_timer_;
+  net::steady_timer deadline_timer_{stream_.get_executor()};
+  net::steady_timer drop_timer_{stream_.get_executor()};
   bool is_client_ = false;
   bool is_open_ = false;  // the upgrade is done
   bool is_reading_ = false;

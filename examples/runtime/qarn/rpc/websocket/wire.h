@@ -1,4 +1,5 @@
-// Part of the example runtime (see qarn/rpc/websocket.h): the texts on the wire.
+// Part of the example runtime (see qarn/rpc/websocket.h): the texts on the
+// wire.
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_WIRE_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_WIRE_H_
 
@@ -64,8 +65,8 @@ inline std::optional<std::string> Unescape(std::string_view text) {
   return plain;
 }
 
-// The text message that ends a direction: (kFailed, "no more") -> "5 no%20more".
-// What is longer than 1 KiB is cut.
+// The text message that ends a direction: (kFailed, "no more") -> "5
+// no%20more". What is longer than 1 KiB is cut.
 inline std::string FormatEnd(const Status& status) {
   return std::to_string(static_cast<int>(status.code())) + " " +
          Escape(std::string_view(status.message()).substr(0, 1024));
