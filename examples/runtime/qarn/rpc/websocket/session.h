@@ -49,17 +49,18 @@ class Session : public std::enable_shared_from_this<Session> {
   using Starter =
       std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
   void Accept(Starter start) {
-    AskWhetherThere(limits_, &stream_.next_layer());
+    AskWhetherThere(limits_, &stream_->next_layer());
     DropAfter(limits_.upgrade);
     parser_.header_limit(limits_.headers);
     http::async_read_header(
-        stream_.next_layer(), in_, parser_,
+        stream_->next_layer(), in_, parser_,
         [self = shared_from_this(), start](Error error, std::size_t size) {
           // Nothing may come ahead of our answer.
-          if (error || size > self->limits_.headers || self->in_.size() > 0) {
+          if (error || self->is_done_ || size > self->limits_.headers ||
+              self->in_.size() > 0) {
             return self->Lose(error);
           }
-          self->stream_.async_accept(
+          self->stream_->async_accept(
               self->parser_.get(), [self, start](Error e) {
                 if (e || self->is_done_) return self->Lose(e);
                 self->Open();
@@ -76,14 +77,14 @@ class Session : public std::enable_shared_from_this<Session> {
                std::function<void(Request&)> fill, ByteObserverPtr responses) {
     is_client_ = true;
     observer_ = std::move(responses);
-    stream_.set_option(stream_base::decorator(std::move(fill)));
+    stream_->set_option(stream_base::decorator(std::move(fill)));
     net::async_connect(
-        stream_.next_layer(), addresses,
+        stream_->next_layer(), addresses,
         [self = shared_from_this(), host, target](Error error,
                                                   const tcp::endpoint&) {
           if (error || self->is_done_) return self->Lose(error);
-          AskWhetherThere(self->limits_, &self->stream_.next_layer());
-          self->stream_.async_handshake(host, target, [self](Error e) {
+          AskWhetherThere(self->limits_, &self->stream_->next_layer());
+          self->stream_->async_handshake(host, target, [self](Error e) {
             if (e || self->is_done_) return self->Lose(e);
             self->Open();
           });
@@ -113,7 +114,11 @@ class Session : public std::enable_shared_from_this<Session> {
 
  private:
   Session(tcp::socket socket, const Limits& limits)
-      : limits_(limits), stream_(std::move(socket)) {}
+      : limits_(limits),
+        deadline_timer_(socket.get_executor()),
+        drop_timer_(socket.get_executor()) {
+    stream_.emplace(std::move(socket));
+  }
 
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
@@ -126,13 +131,12 @@ class Session : public std::enable_shared_from_this<Session> {
   void Open() {
     is_open_ = true;
     drop_timer_.cancel();
-    // A message above the limit fills the buffer, and can be answered. Beast's
-    // own limit would close the connection.
-    in_.max_size(std::size_t{limits_.message} + 1);
-    stream_.read_message_max(0);
-    stream_.auto_fragment(false);
+    // Beast's own limit would close the connection without an answer.
+    in_.max_size(std::size_t{limits_.message} + kPiece);
+    stream_->read_message_max(0);
+    stream_->auto_fragment(false);
     // When one side has begun to close, the other shall follow.
-    stream_.set_option(stream_base::timeout{
+    stream_->set_option(stream_base::timeout{
         After(limits_.upgrade) - Clock::now(), stream_base::none(), false});
     Read();
     WriteNext();
@@ -141,25 +145,27 @@ class Session : public std::enable_shared_from_this<Session> {
   void Read() {
     if (is_done_ || is_closing_) return;
     is_reading_ = true;
-    stream_.async_read(in_,
-                       [self = shared_from_this()](Error error, std::size_t) {
-                         self->is_reading_ = false;
-                         self->OnRead(error);
-                       });
+    // By pieces: to read a whole message fails an assertion of Beast's (Boost
+    // 1.74) when a close, begun meanwhile, has read on in its place.
+    stream_->async_read_some(
+        in_, kPiece, [self = shared_from_this()](Error error, std::size_t) {
+          self->is_reading_ = false;
+          self->OnRead(error);
+        });
   }
 
   void OnRead(Error error) {
     if (is_done_ || (is_closing_ && !error)) return;
-    if (error == boost::beast::websocket::error::buffer_overflow ||
-        in_.size() > limits_.message) {
-      in_.clear();
-      return End(Status(StatusCode::kTooLarge, "a message is above the limit"));
-    }
     if (error) return Lose(error);
-    const std::string bytes = boost::beast::buffers_to_string(in_.data());
-    in_.clear();
-    if (in_.capacity() > kKeptBuffer) in_.shrink_to_fit();
-    if (!is_ending_) {
+    if (!is_ending_ && in_.size() > limits_.message) {
+      End(Status(StatusCode::kTooLarge, "a message is above the limit"));
+    }
+    if (is_ending_) {
+      in_.clear();
+    } else if (stream_->is_message_done()) {
+      const std::string bytes = boost::beast::buffers_to_string(in_.data());
+      in_.clear();
+      if (in_.capacity() > kPiece) in_.shrink_to_fit();
       const Status status = Take(bytes);
       if (!status.ok()) End(status);
     }
@@ -173,7 +179,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (!observer_) {
       return Status(StatusCode::kBadMessage, "a message came after the end");
     }
-    if (stream_.got_binary()) return observer_->OnMessage(bytes);
+    if (stream_->got_binary()) return observer_->OnMessage(bytes);
     const std::optional<Status> end = ParseEnd(bytes);
     if (!end) {
       return Status(StatusCode::kBadMessage, "a text came that is no end");
@@ -213,12 +219,12 @@ class Session : public std::enable_shared_from_this<Session> {
     if (!message && !end) return;
     is_out_ended_ = end.has_value();
     out_ = end ? FormatEnd(*end) : *message;
-    stream_.text(is_out_ended_);
+    stream_->text(is_out_ended_);
     is_writing_ = true;
-    stream_.async_write(net::buffer(out_),
-                        [self = shared_from_this()](Error error, std::size_t) {
-                          self->OnWritten(error);
-                        });
+    stream_->async_write(net::buffer(out_),
+                         [self = shared_from_this()](Error error, std::size_t) {
+                           self->OnWritten(error);
+                         });
   }
 
   void OnWritten(Error error) {
@@ -227,7 +233,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (error) return;  // what the other side said last is still to be read
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
-    if (out_.capacity() > kKeptBuffer) std::string().swap(out_);
+    if (out_.capacity() > kPiece) std::string().swap(out_);
     UseRoom();
     WriteNext();
   }
@@ -237,9 +243,11 @@ class Session : public std::enable_shared_from_this<Session> {
   void CloseIfEnded() {
     if (!is_ending_ && (is_client_ || observer_)) return;
     is_closing_ = true;
+    // What was written arrives also if the socket is closed before it was read.
+    if (!is_ending_) DropAfter(limits_.upgrade);
     const auto none = stream_base::none();
-    stream_.set_option(stream_base::timeout{none, none, false});
-    stream_.async_close(
+    stream_->set_option(stream_base::timeout{none, none, false});
+    stream_->async_close(
         boost::beast::websocket::close_code::normal,
         [self = shared_from_this()](Error error) { self->Lose(error); });
   }
@@ -261,7 +269,11 @@ class Session : public std::enable_shared_from_this<Session> {
     if (is_done_) return;
     is_done_ = true;
     Error ignored;
-    stream_.next_layer().close(ignored);
+    stream_->next_layer().close(ignored);
+    // With the stream goes what waits inside it: a read and a close can wait
+    // for each other. What waits for the socket ends first.
+    net::post(stream_->get_executor(),
+              [self = shared_from_this()] { self->stream_.reset(); });
     deadline_timer_.cancel();
     drop_timer_.cancel();
     outbox_->Detach(status);
@@ -270,8 +282,8 @@ class Session : public std::enable_shared_from_this<Session> {
     on_done_(shared_from_this());
   }
 
-  // A longer buffer is given back after each message.
-  static constexpr std::size_t kKeptBuffer = 16 << 10;
+  // What is read at once. A longer buffer is given back after each message.
+  static constexpr std::size_t kPiece = 16 << 10;
 
   const Limits limits_;
   std::function<void(const Pointer&)> on_done_;
@@ -279,10 +291,10 @@ class Session : public std::enable_shared_from_this<Session> {
   ByteObserverPtr observer_;  // until the other side's end
   boost::beast::flat_buffer in_;
   std::string out_;  // is being written
-  boost::beast::websocket::stream<tcp::socket, false> stream_;
+  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
   http::request_parser<http::empty_body> parser_;
-  net::steady_timer deadline_timer_{stream_.get_executor()};
-  net::steady_timer drop_timer_{stream_.get_executor()};
+  net::steady_timer deadline_timer_;
+  net::steady_timer drop_timer_;
   bool is_client_ = false;
   bool is_open_ = false;  // the upgrade is done
   bool is_reading_ = false;
