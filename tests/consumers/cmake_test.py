@@ -60,7 +60,7 @@ def test_cmake_ninja(context):
 
 def test_cmake_example(context):
     """The example that is installed with the documents: a server and a client, which
-    talk over TCP, and a conversation that is not the right one is refused."""
+    talk over WebSocket, and a conversation that is not the right one is refused."""
     examples = fresh_folder(context.work / "examples")
     copy_into(examples, context.prefix / "share/doc/qarn-rpc-gen/examples")
     echo = examples / "echo"

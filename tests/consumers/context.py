@@ -68,7 +68,7 @@ class Context:
         self.schema = prefix / "include/morvane/qarn/rpc/service_options.proto"
         self.check_runtime = prefix / "share/qarn-rpc-gen/check_runtime.sh"
         self.example = source / "examples/echo"
-        # What a program in one process has of it; that over TCP is a project.
+        # What a program in one process has of it; that of two is a project.
         names = ("main.cc", "echo_calls.h", "echo_service.h")
         self.main_files = [self.example / name for name in names]
         self.proto_files = [self.example / name for name in ("echo.proto", "text.proto")]

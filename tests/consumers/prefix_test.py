@@ -31,7 +31,7 @@ INSTALLED = {
     "share/doc/qarn-rpc-gen/examples/echo/talk.sh",
     "share/doc/qarn-rpc-gen/examples/runtime/README.md",
     "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc.h",
-    "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc/tcp.h",
+    "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc/websocket.cc",
     "share/man/man1/protoc-gen-qarn-rpc-any.1",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",

@@ -52,7 +52,7 @@ def copy_of_runtime(context, changes, name="runtime"):
     folder = fresh_folder(context.work / name)
     copy_into(folder, context.runtime)
     for file, old, new in changes:
-        # What is over TCP, in a folder of its own, no generated file includes.
+        # What is for the network, in a folder of its own, no generated file includes.
         paths = list((folder / "qarn/rpc").glob(file))
         texts = {path: path.read_text() for path in paths}
         assert any(old in text for text in texts.values()), "nothing to damage"
@@ -156,7 +156,7 @@ def test_check_runtime_header(context):
     folder = copy_of_runtime(context, [("status.h", "namespace qarn {", "Missing missing;")])
     said, last = checked(context, folder, *STRICT, status=1)
     assert list(said) == names(context)
-    text = "qarn/rpc/status.h:7: 'Missing' does not name a type"
+    text = "qarn/rpc/status.h:9: 'Missing' does not name a type"
     assert text in said.pop("qarn/rpc.h")
     assert set(said.values()) == {"cannot fit, because of qarn/rpc.h"}
     assert "does not fit: qarn/rpc.h;" in last

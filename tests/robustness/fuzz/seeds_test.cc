@@ -123,10 +123,6 @@ TEST(SeedFolderTest, HasNoNameThatIsNeitherACaseNorAFinding) {
     names.insert("raw/" + name);
   }
   for (const auto& seed : FilesBelow(QARN_RPC_CORPUS_FOLDER)) {
-    // Those of the example runtime have names of their own.
-    if (seed.first.rfind("frames/", 0) == 0) {
-      continue;
-    }
     const std::string name = seed.first.substr(seed.first.find('/') + 1);
     const bool is_digest =
         name.size() == 40 &&
