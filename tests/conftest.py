@@ -12,7 +12,9 @@ import pytest
 SKIPPED = 77
 
 # Asserts in what tests share show their values, too.
-pytest.register_assert_rewrite("compile", "consumers", "docs", "release", "robustness", "support")
+pytest.register_assert_rewrite(
+    "compile", "consumers", "docs", "release", "robustness", "runtime", "support"
+)
 
 
 def pytest_addoption(parser):
