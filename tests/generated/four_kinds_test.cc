@@ -20,7 +20,8 @@ class FourKindsTest : public ::testing::TestWithParam<Way>,
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, FourKindsTest,
-                         ::testing::Values(Way::kLocal, Way::kWebSocket), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(FourKindsTest, SimpleCallIsAnsweredOnce) {
   stub.Ask(MakeQuery("what?"), &answers_);

@@ -36,7 +36,8 @@ Kinds::Stub KindsStub(const boost::shared_ptr<Channel>& channel) {
 class RoutingTest : public ::testing::TestWithParam<Way> {};
 
 INSTANTIATE_TEST_SUITE_P(Ways, RoutingTest,
-                         ::testing::Values(Way::kLocal, Way::kWebSocket), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(RoutingTest, SeveralServicesShareAChannel) {
   KindsServer kinds;
