@@ -33,7 +33,9 @@ using websocket::Session;
 using websocket::tcp;
 
 struct Loop::Impl {
-  net::io_context io{1};
+  // Not of the kind for one thread: what the loop's own thread posts would be
+  // overtaken there by what others post.
+  net::io_context io;
   std::optional<net::executor_work_guard<net::io_context::executor_type>> work{
       io.get_executor()};
   std::thread thread{[this] {
@@ -51,10 +53,19 @@ Loop::~Loop() {
 
 namespace {
 
+// Limits that can be kept: a header of Beast's has at most 64 KiB.
+Limits Checked(Limits limits) {
+  limits.headers = std::min(limits.headers, std::uint32_t{60} << 10);
+  limits.connections = std::max(limits.connections, std::uint32_t{1});
+  limits.ping_seconds = std::clamp(limits.ping_seconds, 1, 30000);
+  limits.unanswered_pings = std::clamp(limits.unanswered_pings, 1, 100);
+  return limits;
+}
+
 // The calls of a server or a channel. On the loop, but for Make and Wait.
 struct Sessions : std::enable_shared_from_this<Sessions> {
   Sessions(net::io_context* context, const Limits& l)
-      : io(*context), limits(l) {}
+      : io(*context), limits(Checked(l)) {}
   virtual ~Sessions() = default;
   virtual void OnErase() {}
 
@@ -214,7 +225,8 @@ struct WebSocketServer::Impl : Sessions {
     if (!label || !timeout) return nullptr;
     *status = StoppingStatus();
     if (is_shut) return nullptr;
-    const std::string method(request.target().substr(1));
+    std::string method(request.target());
+    if (method.front() == '/') method.erase(0, 1);
     RpcServiceMethod* const target =
         services.Find(method.substr(0, method.find('/')), method, status);
     if (!target) return nullptr;
@@ -264,6 +276,10 @@ bool WebSocketServer::Register(RpcService* service) {
 
 bool WebSocketServer::Listen(const std::string& host, unsigned short port,
                              std::string* reason) {
+  if (impl_->port != 0) {
+    *reason = "the server listens already";
+    return false;
+  }
   try {
     const auto addresses = tcp::resolver(impl_->io).resolve(
         host, std::to_string(port), tcp::resolver::passive);

@@ -34,9 +34,9 @@ struct Limits {
   // Bytes of one message, in either direction. A longer one ends its call with
   // kTooLarge.
   std::uint32_t message = 1 << 20;
-  // Bytes of the request with which a call begins. A server closes a connection
-  // that sends more. A channel ends a call with kTooLarge if its method and
-  // label take more than this less 512.
+  // Bytes of the request with which a call begins, 60 KiB at most. A server
+  // closes a connection that sends more. A channel ends a call with kTooLarge
+  // if its method and label take more than this less 512.
   std::uint32_t headers = 8 << 10;
   // Bytes that a handle holds of what was sent, where each message counts 64
   // bytes beside its own. With more it is full, and has room again at half. The

@@ -4,6 +4,10 @@
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_BOOST_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_BOOST_H_
 
+#ifdef __linux__
+#include <netinet/tcp.h>
+#endif
+
 #include <algorithm>
 #include <boost/asio.hpp>
 #include <boost/beast/core.hpp>
@@ -45,6 +49,28 @@ inline void AskWhetherThere(const Limits& limits, tcp::socket* socket) {
   socket->set_option(Idle(limits.ping_seconds), ignored);
   socket->set_option(Interval(limits.ping_seconds), ignored);
   socket->set_option(Count(limits.unanswered_pings), ignored);
+#endif
+}
+
+// Whether the other side has been silent for as long while data was under way,
+// which is when TCP sends that again in place of asking. One that has no room
+// answers.
+inline bool HasVanished(const Limits& limits, tcp::socket* socket) {
+#ifdef __linux__
+  tcp_info info = {};
+  socklen_t size = sizeof info;
+  if (getsockopt(socket->native_handle(), IPPROTO_TCP, TCP_INFO, &info,
+                 &size) != 0) {
+    return false;
+  }
+  const std::chrono::milliseconds silent(info.tcpi_last_ack_recv);
+  return silent > std::chrono::seconds(limits.ping_seconds) *
+                      (1 + limits.unanswered_pings) &&
+         (info.tcpi_retransmits >= 2 || info.tcpi_probes >= 2);
+#else
+  static_cast<void>(limits);
+  static_cast<void>(socket);
+  return false;
 #endif
 }
 

@@ -3,6 +3,7 @@
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -128,16 +129,29 @@ class Session : public std::enable_shared_from_this<Session> {
     });
   }
 
+  // Ends the call when the other side has vanished; also when it has closed, or
+  // broken the rules, and does not go: for that Beast waits without end.
+  void Watch() {
+    drop_timer_.expires_at(After(std::clamp<std::chrono::milliseconds>(
+        limits_.upgrade, std::chrono::milliseconds(10),
+        std::chrono::seconds(limits_.ping_seconds))));
+    drop_timer_.async_wait([self = shared_from_this()](Error error) {
+      if (error || self->is_ending_ || self->is_done_) return;
+      if (HasVanished(self->limits_, &self->stream_->next_layer())) {
+        return self->Lose(net::error::timed_out);
+      }
+      if (self->stream_->is_open()) return self->Watch();
+      self->DropAfter(self->limits_.upgrade);
+    });
+  }
+
   void Open() {
     is_open_ = true;
-    drop_timer_.cancel();
+    Watch();
     // Beast's own limit would close the connection without an answer.
-    in_.max_size(std::size_t{limits_.message} + kPiece);
+    in_.max_size(std::max<std::size_t>(limits_.message, kLongestEnd) + kPiece);
     stream_->read_message_max(0);
     stream_->auto_fragment(false);
-    // When one side has begun to close, the other shall follow.
-    stream_->set_option(stream_base::timeout{
-        After(limits_.upgrade) - Clock::now(), stream_base::none(), false});
     Read();
     WriteNext();
   }
@@ -157,7 +171,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void OnRead(Error error) {
     if (is_done_ || (is_closing_ && !error)) return;
     if (error) return Lose(error);
-    if (!is_ending_ && in_.size() > limits_.message) {
+    if (!is_ending_ && in_.size() > Limit()) {
       End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
     if (is_ending_) {
@@ -172,6 +186,11 @@ class Session : public std::enable_shared_from_this<Session> {
     // A client always reads, so that the two never wait for each other.
     is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
     if (!is_paused_) Read();
+  }
+
+  // What may come now. The text of an end has a limit of its own.
+  std::size_t Limit() const {
+    return stream_->got_text() ? kLongestEnd : limits_.message;
   }
 
   // Hands a message on. If the result is not ok, the call ends with it.
@@ -238,15 +257,13 @@ class Session : public std::enable_shared_from_this<Session> {
     WriteNext();
   }
 
-  // When both directions have ended, the server closes the connection. Its
-  // client may still have to read, for which it has what time the call has.
+  // When both directions have ended, the server closes the connection. What was
+  // written arrives also if the socket is closed before it was read.
   void CloseIfEnded() {
-    if (!is_ending_ && (is_client_ || observer_)) return;
-    is_closing_ = true;
-    // What was written arrives also if the socket is closed before it was read.
+    if (!is_ending_ && observer_) return;
     if (!is_ending_) DropAfter(limits_.upgrade);
-    const auto none = stream_base::none();
-    stream_->set_option(stream_base::timeout{none, none, false});
+    if (!is_ending_ && is_client_) return;
+    is_closing_ = true;
     stream_->async_close(
         boost::beast::websocket::close_code::normal,
         [self = shared_from_this()](Error error) { self->Lose(error); });

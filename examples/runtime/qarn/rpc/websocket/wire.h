@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,10 @@ namespace websocket {
 // Headers of the request that begins a call. A timeout is in milliseconds.
 constexpr char kLabelHeader[] = "Qarn-Label";
 constexpr char kTimeoutHeader[] = "Qarn-Timeout";
+
+// The longest text of an end, and the same as it is sent, with the code.
+constexpr std::size_t kEndTextLimit = 1024;
+constexpr std::size_t kLongestEnd = 3 * kEndTextLimit + 16;
 
 // "a b" -> "a%20b". Letters, digits and "-._~" stay.
 inline std::string Escape(std::string_view text) {
@@ -69,7 +74,7 @@ inline std::optional<std::string> Unescape(std::string_view text) {
 // no%20more". What is longer than 1 KiB is cut.
 inline std::string FormatEnd(const Status& status) {
   return std::to_string(static_cast<int>(status.code())) + " " +
-         Escape(std::string_view(status.message()).substr(0, 1024));
+         Escape(std::string_view(status.message()).substr(0, kEndTextLimit));
 }
 
 // The other way; the blank may be missing. Nothing if the text is no end.
