@@ -78,17 +78,13 @@ class Repeater : public std::enable_shared_from_this<Repeater> {
       : line_(request.line()), left_(request.times()), handle_(handle) {}
 
   void GoOn() {
-    for (; left_ > 0; --left_) {
-      switch (handle_->Send(line_)) {
-        case qarn_rpc::SendResult::kSent:
-          continue;
-        case qarn_rpc::SendResult::kFull: {
-          --left_;
-          const std::shared_ptr<Repeater> self = shared_from_this();
-          return handle_->WhenRoom([self] { self->GoOn(); });
-        }
-        case qarn_rpc::SendResult::kEnded:
-          return;
+    while (left_ > 0) {
+      --left_;
+      const qarn_rpc::SendResult result = handle_->Send(line_);
+      if (result == qarn_rpc::SendResult::kEnded) return;
+      if (result == qarn_rpc::SendResult::kFull) {
+        const std::shared_ptr<Repeater> self = shared_from_this();
+        return handle_->WhenRoom([self] { self->GoOn(); });
       }
     }
     handle_->Close();

@@ -472,6 +472,33 @@ TEST_F(WebSocketTest, StrangeClientIsToldWhatIsWrong) {
   EXPECT_TRUE(Answers());
 }
 
+// Neither the one that closes nor the one that breaks the rules goes itself.
+TEST_F(WebSocketTest, ClientThatDoesNotFollowAClosedCallIsDropped) {
+  Limits limits;
+  limits.upgrade = milliseconds(50);
+  Serve(limits);
+  RawClient closes(port_);
+  ASSERT_TRUE(closes.Begin("/Desk/Talk"));
+  closes.Write(RawClient::Frame(8, ""));
+  EXPECT_THAT(server_log_.Lines(1)[0], StartsWith(kLost));
+  ServerHandle();
+  RawClient breaks(port_);
+  ASSERT_TRUE(breaks.Begin("/Desk/Talk"));
+  breaks.Write(RawClient::Frame(15, ""));
+  EXPECT_THAT(server_log_.Lines(2)[1], StartsWith(kLost));
+}
+
+TEST_F(WebSocketTest, ListenSaysWhyItCannot) {
+  Serve();
+  std::string reason;
+  EXPECT_FALSE(server_->Listen("127.0.0.1", 0, &reason));
+  EXPECT_EQ(reason, "the server listens already");
+  WebSocketServer second(&server_loop_);
+  EXPECT_FALSE(second.Listen("127.0.0.1", port_, &reason));
+  EXPECT_EQ(reason, "cannot listen on 127.0.0.1 port " + std::to_string(port_) +
+                        ": Address already in use");
+}
+
 TEST_F(WebSocketTest, RetryInTheEndDoesNotNest) {
   Serve();
   server_.reset();

@@ -59,12 +59,13 @@ struct Sessions : std::enable_shared_from_this<Sessions> {
   virtual void OnErase() {}
 
   Session::Pointer Make(tcp::socket socket) {
-    return Session::Make(&io, std::move(socket), limits,
-                         [self = shared_from_this()](const auto& session) {
-                           self->sessions.erase(session);
-                           self->OnErase();
-                           self->NoteEnd();
-                         });
+    return std::make_shared<Session>(
+        std::move(socket), limits,
+        [self = shared_from_this()](const Session::Pointer& session) {
+          self->sessions.erase(session);
+          self->OnErase();
+          self->NoteEnd();
+        });
   }
 
   // No more are made.
@@ -264,6 +265,10 @@ bool WebSocketServer::Register(RpcService* service) {
 
 bool WebSocketServer::Listen(const std::string& host, unsigned short port,
                              std::string* reason) {
+  if (impl_->port != 0) {
+    *reason = "the server listens already";
+    return false;
+  }
   try {
     const auto addresses = tcp::resolver(impl_->io).resolve(
         host, std::to_string(port), tcp::resolver::passive);

@@ -18,8 +18,8 @@ namespace rpc {
 namespace websocket {
 
 namespace net = boost::asio;
+namespace beast = boost::beast;
 namespace http = boost::beast::http;
-using boost::beast::websocket::stream_base;
 using tcp = net::ip::tcp;
 using Error = boost::system::error_code;
 using Clock = std::chrono::steady_clock;

@@ -3,6 +3,7 @@
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -28,19 +29,15 @@ class Session : public std::enable_shared_from_this<Session> {
   using Pointer = std::shared_ptr<Session>;
 
   // `on_done` sees the session's end, after its observer has.
-  static Pointer Make(net::io_context* io, tcp::socket socket,
-                      const Limits& limits,
-                      std::function<void(const Pointer&)> on_done) {
-    Pointer session(new Session(std::move(socket), limits));
-    session->on_done_ = std::move(on_done);
-    const std::weak_ptr<Session> weak = session;
-    session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
-      net::post(*io, [weak] {
-        if (const Pointer self = weak.lock()) self->OnWake();
-      });
-    });
-    return session;
-  }
+  Session(tcp::socket socket, const Limits& limits,
+          std::function<void(const Pointer&)> on_done)
+      : limits_(limits),
+        on_done_(std::move(on_done)),
+        stream_(std::move(socket)),
+        outbox_(std::make_shared<Outbox>(limits, [this] {
+          net::post(stream_.get_executor(),
+                    [self = shared_from_this()] { self->OnWake(); });
+        })) {}
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
@@ -76,7 +73,8 @@ class Session : public std::enable_shared_from_this<Session> {
                std::function<void(Request&)> fill, ByteObserverPtr responses) {
     is_client_ = true;
     observer_ = std::move(responses);
-    stream_.set_option(stream_base::decorator(std::move(fill)));
+    stream_.set_option(
+        beast::websocket::stream_base::decorator(std::move(fill)));
     net::async_connect(
         stream_.next_layer(), addresses,
         [self = shared_from_this(), host, target](Error error,
@@ -112,9 +110,6 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
  private:
-  Session(tcp::socket socket, const Limits& limits)
-      : limits_(limits), stream_(std::move(socket)) {}
-
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
     drop_timer_.expires_at(After(wait));
@@ -123,17 +118,26 @@ class Session : public std::enable_shared_from_this<Session> {
     });
   }
 
+  // Beast closes the connection when the other side does, or breaks the rules,
+  // but then waits for ever that it goes.
+  void Watch() {
+    drop_timer_.expires_at(
+        After(std::max(limits_.upgrade, std::chrono::milliseconds(10))));
+    drop_timer_.async_wait([self = shared_from_this()](Error error) {
+      if (error || self->is_ending_ || self->is_done_) return;
+      if (self->stream_.is_open() || self->is_closing_) return self->Watch();
+      self->DropAfter(self->limits_.upgrade);
+    });
+  }
+
   void Open() {
     is_open_ = true;
-    drop_timer_.cancel();
+    Watch();
     // A message above the limit fills the buffer, and can be answered. Beast's
     // own limit would close the connection.
     in_.max_size(std::size_t{limits_.message} + 1);
     stream_.read_message_max(0);
     stream_.auto_fragment(false);
-    // When one side has begun to close, the other shall follow.
-    stream_.set_option(stream_base::timeout{
-        After(limits_.upgrade) - Clock::now(), stream_base::none(), false});
     Read();
     WriteNext();
   }
@@ -150,15 +154,15 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void OnRead(Error error) {
     if (is_done_ || (is_closing_ && !error)) return;
-    if (error == boost::beast::websocket::error::buffer_overflow ||
+    if (error == beast::websocket::error::buffer_overflow ||
         in_.size() > limits_.message) {
       in_.clear();
       return End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
     if (error) return Lose(error);
-    const std::string bytes = boost::beast::buffers_to_string(in_.data());
+    const std::string bytes = beast::buffers_to_string(in_.data());
     in_.clear();
-    if (in_.capacity() > kKeptBuffer) in_.shrink_to_fit();
+    in_.shrink_to_fit();
     if (!is_ending_) {
       const Status status = Take(bytes);
       if (!status.ok()) End(status);
@@ -209,10 +213,10 @@ class Session : public std::enable_shared_from_this<Session> {
     if (!is_open_ || is_writing_ || is_closing_ || is_done_) return;
     if (is_out_ended_) return CloseIfEnded();
     std::optional<Status> end;
-    const std::optional<std::string> message = outbox_->TakeMessage(&end);
+    std::optional<std::string> message = outbox_->TakeMessage(&end);
     if (!message && !end) return;
     is_out_ended_ = end.has_value();
-    out_ = end ? FormatEnd(*end) : *message;
+    out_ = end ? FormatEnd(*end) : std::move(*message);
     stream_.text(is_out_ended_);
     is_writing_ = true;
     stream_.async_write(net::buffer(out_),
@@ -223,11 +227,13 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void OnWritten(Error error) {
     if (is_done_) return;
-    if (error && !is_reading_) return Lose(error);
-    if (error) return;  // what the other side said last is still to be read
+    if (error) {
+      if (!is_reading_) Lose(error);  // else its last words come first
+      return;
+    }
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
-    if (out_.capacity() > kKeptBuffer) std::string().swap(out_);
+    std::string().swap(out_);
     UseRoom();
     WriteNext();
   }
@@ -237,10 +243,8 @@ class Session : public std::enable_shared_from_this<Session> {
   void CloseIfEnded() {
     if (!is_ending_ && (is_client_ || observer_)) return;
     is_closing_ = true;
-    const auto none = stream_base::none();
-    stream_.set_option(stream_base::timeout{none, none, false});
     stream_.async_close(
-        boost::beast::websocket::close_code::normal,
+        beast::websocket::close_code::normal,
         [self = shared_from_this()](Error error) { self->Lose(error); });
   }
 
@@ -270,16 +274,13 @@ class Session : public std::enable_shared_from_this<Session> {
     on_done_(shared_from_this());
   }
 
-  // A longer buffer is given back after each message.
-  static constexpr std::size_t kKeptBuffer = 16 << 10;
-
   const Limits limits_;
-  std::function<void(const Pointer&)> on_done_;
-  std::shared_ptr<Outbox> outbox_;
+  const std::function<void(const Pointer&)> on_done_;
   ByteObserverPtr observer_;  // until the other side's end
-  boost::beast::flat_buffer in_;
+  beast::flat_buffer in_;
   std::string out_;  // is being written
-  boost::beast::websocket::stream<tcp::socket, false> stream_;
+  beast::websocket::stream<tcp::socket, false> stream_;
+  const std::shared_ptr<Outbox> outbox_;
   http::request_parser<http::empty_body> parser_;
   net::steady_timer deadline_timer_{stream_.get_executor()};
   net::steady_timer drop_timer_{stream_.get_executor()};
