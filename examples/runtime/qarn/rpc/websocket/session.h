@@ -178,7 +178,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return Status(StatusCode::kBadMessage, "a message came after the end");
     }
     if (stream_.got_binary()) return observer_->OnMessage(bytes);
-    const std::optional<Status> end = ParseEnd(bytes);
+    const auto end = ParseEnd(bytes);
     if (!end) {
       return Status(StatusCode::kBadMessage, "a text came that is no end");
     }
@@ -189,8 +189,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   // The outbox has changed.
   void OnWake() {
-    const std::optional<Status> end = outbox_->Look();
-    if (end) End(*end);
+    if (const auto end = outbox_->Look()) End(*end);
     UseRoom();
     WriteNext();
   }
@@ -238,8 +237,7 @@ class Session : public std::enable_shared_from_this<Session> {
     WriteNext();
   }
 
-  // When both directions have ended, the server closes the connection. Its
-  // client may still have to read, for which it has what time the call has.
+  // When both directions have ended, it is the server that closes.
   void CloseIfEnded() {
     if (!is_ending_ && (is_client_ || observer_)) return;
     is_closing_ = true;
@@ -257,8 +255,8 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
   void Lose(Error error) {
-    Done(Status(StatusCode::kConnectionLost,
-                "there is no connection: " + error.message()));
+    const std::string why = "there is no connection: " + error.message();
+    Done(Status(StatusCode::kConnectionLost, why));
   }
 
   void Done(const Status& status) {
