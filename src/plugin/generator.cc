@@ -38,6 +38,7 @@ class OutputFile {
   // Writes `text` in one piece, unless it is larger than one write can count.
   // Such a text must arrive whole too: the framework then refuses to send it,
   // while one that was counted wrong could look like a success.
+  // cppcheck-suppress passedByValue  // So that it is freed behind the call.
   void Write(std::string text) {
     for (std::size_t begin = 0; begin < text.size(); begin += kLargestWrite) {
       coded_stream_.WriteRaw(
