@@ -70,13 +70,12 @@ struct Sessions : std::enable_shared_from_this<Sessions> {
   virtual void OnErase() {}
 
   Session::Pointer Make(tcp::socket socket) {
-    return std::make_shared<Session>(
-        std::move(socket), limits,
-        [self = shared_from_this()](const Session::Pointer& session) {
-          self->sessions.erase(session);
-          self->OnErase();
-          self->NoteEnd();
-        });
+    return Session::Make(&io, std::move(socket), limits,
+                         [self = shared_from_this()](const auto& session) {
+                           self->sessions.erase(session);
+                           self->OnErase();
+                           self->NoteEnd();
+                         });
   }
 
   // No more are made.
