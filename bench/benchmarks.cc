@@ -1,8 +1,14 @@
-// The benchmarks of what happens inside the plugin: the name rules, the method
-// variables, each section, a whole file, and two measures to hold them against:
+// The benchmarks of what happens inside the plugin: the method variables, the
+// two long sections, a whole file, and two measures to hold them against:
 // libprotoc's own C++ generator, and protobuf's printer alone.
+//
+// QARN_RPC_REQUEST in the environment names a file with the request that protoc
+// makes of a file of bench/make_inputs.py with 4,096 methods or more in its one
+// service; save_request.sh writes one.
 
 #include <benchmark/benchmark.h>
+#include <google/protobuf/compiler/code_generator.h>
+#include <google/protobuf/compiler/plugin.pb.h>
 #include <google/protobuf/io/printer.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 // Packages of current releases leave it out, and the benchmark with it.
@@ -12,14 +18,15 @@
 #endif
 
 #include <boost/algorithm/string/replace.hpp>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <string>
 
-#include "header/frame.h"
 #include "header/services.h"
-#include "in_memory.h"
-#include "naming/names.h"
 #include "naming/variables.h"
 #include "plugin/generator.h"
-#include "source/frame.h"
 #include "source/services.h"
 
 namespace {
@@ -27,9 +34,87 @@ namespace {
 using google::protobuf::DescriptorPool;
 using google::protobuf::FileDescriptor;
 using google::protobuf::compiler::CodeGenerator;
+using google::protobuf::compiler::CodeGeneratorRequest;
+using google::protobuf::io::ZeroCopyOutputStream;
 using qarn::rpc::VariableMap;
 
 constexpr int kMethods = 1000;
+constexpr int kMostMethods = 4096;
+
+enum class GenericServices { kOff, kOn };
+
+CodeGeneratorRequest ReadRequest() {
+  const char* path = std::getenv("QARN_RPC_REQUEST");
+  CodeGeneratorRequest request;
+  std::ifstream file(path == nullptr ? "" : path, std::ios::binary);
+  if (!request.ParseFromIstream(&file) || request.proto_file_size() == 0 ||
+      request.proto_file().rbegin()->service_size() != 1 ||
+      request.proto_file().rbegin()->service(0).method_size() < kMostMethods) {
+    std::cerr
+        << "set QARN_RPC_REQUEST to the file of a request for a service of "
+        << kMostMethods << " methods or more\n";
+    std::exit(1);
+  }
+  return request;
+}
+
+// The last file of the request, cut to its first `methods` methods. It lives as
+// long as `pool`, which may hold but one file of this kind.
+const FileDescriptor* BuildWideFile(int methods,
+                                    GenericServices generic_services,
+                                    DescriptorPool* pool) {
+  static const CodeGeneratorRequest request = ReadRequest();
+  const int imported = request.proto_file_size() - 1;
+  for (int i = 0; i < imported; ++i) {
+    pool->BuildFile(request.proto_file(i));
+  }
+  google::protobuf::FileDescriptorProto file = request.proto_file(imported);
+  auto* all = file.mutable_service(0)->mutable_method();
+  all->DeleteSubrange(methods, all->size() - methods);
+  file.mutable_options()->set_cc_generic_services(generic_services ==
+                                                  GenericServices::kOn);
+  const FileDescriptor* built = pool->BuildFile(file);
+  if (built == nullptr) {
+    std::cerr << "protobuf refused the file of the benchmark\n";
+    std::exit(1);
+  }
+  return built;
+}
+
+// Keeps what a generator writes.
+class InMemoryFiles : public google::protobuf::compiler::GeneratorContext {
+ public:
+  ZeroCopyOutputStream* Open(const std::string& name) override {
+    return new google::protobuf::io::StringOutputStream(&texts_[name]);
+  }
+
+  // Insertion points are names like others: what is put there counts too.
+  ZeroCopyOutputStream* OpenForInsert(const std::string& name,
+                                      const std::string& point) override {
+    return Open(name + "@" + point);
+  }
+
+  // The size of all files together.
+  std::size_t bytes() const {
+    std::size_t sum = 0;
+    for (const auto& [name, text] : texts_) {
+      sum += text.size();
+    }
+    return sum;
+  }
+
+  // The text of all files, one behind the other.
+  std::string text() const {
+    std::string joined;
+    for (const auto& [name, text] : texts_) {
+      joined += text;
+    }
+    return joined;
+  }
+
+ private:
+  std::map<std::string, std::string> texts_;
+};
 
 // The file of the benchmarks that do not vary the number of methods.
 const FileDescriptor* WideFile() {
@@ -43,41 +128,6 @@ void CountBytes(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes) *
                           static_cast<std::int64_t>(state.iterations()));
 }
-
-// The name rules.
-
-void BM_DotsToUnderscores(benchmark::State& state) {
-  const std::string name = ".Mid.In";
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(qarn::rpc::DotsToUnderscores(name));
-  }
-}
-BENCHMARK(BM_DotsToUnderscores);
-
-void BM_DotsToColons(benchmark::State& state) {
-  const std::string name = "bench.wide.Outer";
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(qarn::rpc::DotsToColons(name));
-  }
-}
-BENCHMARK(BM_DotsToColons);
-
-void BM_MessageClassName(benchmark::State& state) {
-  const bool qualified = state.range(0) != 0;
-  const auto* message = WideFile()->message_type(0);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(qarn::rpc::MessageClassName(message, qualified));
-  }
-}
-BENCHMARK(BM_MessageClassName)->ArgName("qualified")->Arg(0)->Arg(1);
-
-void BM_MacroPrefix(benchmark::State& state) {
-  const std::string name = "Archive_v2";
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(qarn::rpc::MacroPrefix(name));
-  }
-}
-BENCHMARK(BM_MacroPrefix);
 
 void BM_SetMethodVars(benchmark::State& state) {
   const auto* service = WideFile()->service(0);
@@ -105,14 +155,8 @@ void BM_Section(benchmark::State& state, SectionBuilder build) {
   }
   CountBytes(state, build(file, parameters).size());
 }
-BENCHMARK_CAPTURE(BM_Section, header_prologue, qarn::rpc::GetHeaderPrologue);
-BENCHMARK_CAPTURE(BM_Section, header_includes, qarn::rpc::GetHeaderIncludes);
 BENCHMARK_CAPTURE(BM_Section, header_services, qarn::rpc::GetHeaderServices);
-BENCHMARK_CAPTURE(BM_Section, header_epilogue, qarn::rpc::GetHeaderEpilogue);
-BENCHMARK_CAPTURE(BM_Section, source_prologue, qarn::rpc::GetSourcePrologue);
-BENCHMARK_CAPTURE(BM_Section, source_includes, qarn::rpc::GetSourceIncludes);
 BENCHMARK_CAPTURE(BM_Section, source_services, qarn::rpc::GetSourceServices);
-BENCHMARK_CAPTURE(BM_Section, source_epilogue, qarn::rpc::GetSourceEpilogue);
 
 // Whole files.
 
@@ -136,9 +180,8 @@ void BM_Generate(benchmark::State& state) {
   const auto methods = static_cast<int>(state.range(0));
   RunGenerator(state, CppGenerator(),
                BuildWideFile(methods, GenericServices::kOff, &pool));
-  state.SetComplexityN(methods);
 }
-BENCHMARK(BM_Generate)->RangeMultiplier(4)->Range(1, 4096)->Complexity();
+BENCHMARK(BM_Generate)->RangeMultiplier(4)->Range(1, kMostMethods);
 BENCHMARK(BM_Generate)->Arg(kMethods);
 
 #ifdef QARN_RPC_HAS_LIBPROTOC_GENERATOR
@@ -163,17 +206,14 @@ void BM_PrinterAlone(benchmark::State& state) {
   std::string error;
   CppGenerator().Generate(BuildWideFile(4, GenericServices::kOff, &pool), "",
                           &files, &error);
-  std::string text;
-  for (const auto& [name, part] : files.texts()) {
-    text += part;
-  }
-  VariableMap vars = {{"Package", "bench.wide"}, {"Service", "Archive"}};
+  std::string text = files.text();
+  VariableMap vars = {{"Service", "Archive"}};
   boost::algorithm::replace_all(text, "Archive", "$Service$");
   // Those whose names begin with another's come before it.
   for (const int message : {22, 15, 8, 3, 2, 1, 0}) {
     const std::string name = "Record" + std::to_string(message);
     const std::string key = "Message" + std::to_string(message);
-    vars[key] = "::bench::wide::" + name;
+    vars[key] = "::bench::growth::" + name;
     boost::algorithm::replace_all(text, vars[key], "$" + key + "$");
   }
   for (const char* method : {"Fetch0", "Fetch1", "Fetch2", "Fetch3"}) {

@@ -52,7 +52,7 @@ if $check; then
     c++filt <"$work/missing" | sed 's/^/  /' >&2
     echo "Renew the list, with a release build that has its symbols:" >&2
     echo "  cmake --preset release && cmake --build --preset release &&" >&2
-    echo "    bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc" >&2
+    echo "    bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc-any" >&2
     exit 1
   fi
   echo "$(wc -l <"$work/ours") names of ours, all in the plugin"

@@ -63,7 +63,7 @@ install(CODE [==[
   foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
     file(READ "$ENV{DESTDIR}${docs}/${page}" text)
     string(REGEX REPLACE
-      "\\[([^]\n]+)\\]\\((\\.\\./)*(bazel|packaging|proto|scripts|tests)/[^)]+\\)" "\\1" text "${text}")
+      "\\[([^]\n]+)\\]\\((\\.\\./)*(bazel|bench|packaging|proto|scripts|tests)/[^)]+\\)" "\\1" text "${text}")
     file(WRITE "$ENV{DESTDIR}${docs}/${page}" "${text}")
   endforeach()
 ]==])

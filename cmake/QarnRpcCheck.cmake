@@ -87,9 +87,19 @@ Make or find the library of your runtime ahead of this call.")
 endfunction()
 
 function(_qarn_rpc_check_options_target options_target)
-  if(NOT options_target STREQUAL "NONE" AND NOT TARGET "${options_target}")
+  if(options_target STREQUAL "NONE")
+    return()
+  endif()
+  if(NOT TARGET "${options_target}")
     _qarn_rpc_fail("OPTIONS_TARGET '${options_target}' is not a target. \
 Make the library ahead of this call.")
+  endif()
+  get_target_property(type "${options_target}" TYPE)
+  if(type STREQUAL "OBJECT_LIBRARY")
+    _qarn_rpc_fail("OPTIONS_TARGET '${options_target}' is an object library. \
+Its objects reach only what links it directly: \
+a program behind another object library would not link. \
+Make it a static or a shared library.")
   endif()
 endfunction()
 

@@ -8,9 +8,10 @@
 #   scripts/bazel_sid.sh [TEST...]
 #
 #   bazel    builds the workspace of tests/consumers/bazel
-#   remote   runs the generator's actions on the server; needs what bazel left
+#   rule     tries what the rule takes and refuses
+#   remote   runs the generator's actions on the server
 #
-# Without a TEST both are run. Exit status: 1 if something failed, 2 for wrong
+# Without a TEST all are run. Exit status: 1 if something failed, 2 for wrong
 # usage.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,11 +19,11 @@ cd "$(dirname "$0")/.."
 source scripts/platforms/roots.sh
 
 tests=("$@")
-[[ $# -gt 0 ]] || tests=(bazel remote)
+[[ $# -gt 0 ]] || tests=(bazel rule remote)
 for test in "${tests[@]}"; do
-  if [[ "$test" != bazel && "$test" != remote ]]; then
+  if [[ ! -f "tests/consumers/bazel/${test}_test.py" ]]; then
     echo "bazel_sid.sh: there is no test '$test'" >&2
-    echo "usage: scripts/bazel_sid.sh [TEST...]   tests: bazel remote" >&2
+    echo "usage: scripts/bazel_sid.sh [TEST...]   tests: bazel rule remote" >&2
     exit 2
   fi
 done
@@ -38,9 +39,7 @@ copy_tree "$root"
 # shellcheck disable=SC2016 # dpkg-query's own variables
 scripts/platforms/in_root.sh "$root" dpkg-query --show --showformat '${Package} ${Version}\n' \
   bazel-bootstrap buildbox g++ nginx protobuf-compiler siso
-for test in "${tests[@]}"; do
-  since=$SECONDS
-  scripts/platforms/in_root.sh "$root" bash -c 'cd /src/tests && exec "$@"' bash \
-    python3 -B -m "consumers.bazel.${test}_test" --sid --source=/src --work=/var/tmp/bazel_sid
-  echo "bazel_sid.sh: the test $test took $((SECONDS - since)) seconds"
-done
+# In one run, in which they share a workspace.
+scripts/platforms/in_root.sh "$root" bash -c 'cd /src/tests/consumers/bazel && exec "$@"' bash \
+  python3 -B -m pytest --sid --exitfirst --basetemp=/var/tmp/bazel_sid --durations=0 \
+  "${tests[@]/%/_test.py}"

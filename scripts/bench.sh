@@ -1,108 +1,52 @@
 #!/usr/bin/env bash
-# Measures the plugin against the programs it is held against, and users' builds,
-# prints the tables of goals and writes docs/performance.md, docs/growth.svg and
-# docs/build-times.md.
+# Measures the plugin beside other programs, and users' builds; puts the results into
+# bench/results and the tables and the figure made of them into the pages.
 #
 #   scripts/bench.sh [RUNS]
 #   scripts/bench.sh --builds [BUILDS]
-#   scripts/bench.sh --network [ROUNDS]
-#   scripts/bench.sh --report
+#   scripts/bench.sh --pages
 #
-# RUNS is the number of cold starts of each program, 200 if it is not given; a
-# tenth as many runs are made of all longer ones. Installs what is missing with
-# apt-get where that can be done; a peer that is missing all the same is reported
-# as not measured. Run it on a machine that does nothing else.
+# RUNS is the number of starts of each program, 200 if it is not given; a tenth as
+# many runs are made of all longer ones. Installs what is missing with apt-get where
+# that can be done; a program that is missing all the same is left out. Run it on a
+# machine that does nothing else.
 #
 # --builds measures users' builds alone, each of them BUILDS times, 3 if it is not
-# given, and writes docs/build-times.md.
-#
-# --network measures the runtime of the examples over TCP alone, in ROUNDS, 5 if it
-# is not given, and writes the last section of docs/performance.md. A round takes
-# half a minute.
-#
-# What was measured is kept in build/bench/measurements.json, builds.json and
-# network.json.
-# --report measures nothing and writes the pages from those that are there, for a
-# change of their wording.
+# given. --pages measures nothing.
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-measurements=build/bench/measurements.json
-builds=build/bench/builds.json
-network=build/bench/network.json
-usage() {
-  echo "usage: scripts/bench.sh [RUNS | --builds [BUILDS] | --network [ROUNDS] | --report]," \
-    "RUNS, BUILDS and ROUNDS numbers from 1" >&2
+what=all
+runs=200
+builds=3
+case "${1:-}" in
+  --builds) what=builds builds=${2:-3} ;;
+  --pages) what=pages ;;
+  *) runs=${1:-200} ;;
+esac
+limit=1
+[[ $what != builds ]] || limit=2
+if [[ $# -gt $limit || ! "$runs $builds" =~ ^[1-9][0-9]*\ [1-9][0-9]*$ ]]; then
+  echo "usage: scripts/bench.sh [RUNS | --builds [BUILDS] | --pages]," \
+    "RUNS and BUILDS numbers from 1" >&2
   exit 2
-}
-
-# What the page of a user's build time is made of: the plugin is measured as it is
-# installed.
-measure_builds() {
-  cmake --install build/bench --prefix "$PWD/build/bench/prefix" >/dev/null
-  python3 -B bench/builds.py build/bench/prefix build/bench/builds "$builds" "$1"
-  python3 -B bench/report_builds.py "$builds" docs
-}
-
-# The runtime of the examples over TCP.
-measure_network() {
-  python3 -B bench/measure_network.py build/bench/bench/network_bench "$network" 2 "$1"
-  python3 -B bench/report_network.py "$network" docs
-}
-
-if [[ $# -eq 1 && "$1" == --report ]]; then
-  if [[ -f "$builds" ]]; then
-    python3 -B bench/report_builds.py "$builds" docs
-  fi
-  if [[ -f "$network" ]]; then
-    python3 -B bench/report_network.py "$network" docs
-  fi
-  if [[ -f "$measurements" || ! -f "$builds" && ! -f "$network" ]]; then
-    python3 -B bench/report.py "$measurements" docs
-  fi
-  exit
-fi
-only=
-default=200
-if [[ "${1:-}" == --builds ]]; then
-  only=builds
-  default=3
-  shift
-elif [[ "${1:-}" == --network ]]; then
-  only=network
-  default=5
-  shift
-fi
-runs=${1:-$default}
-if [[ $# -gt 1 || ! "$runs" =~ ^[1-9][0-9]*$ ]]; then
-  usage
-fi
-
-if [[ "$only" == network ]]; then
-  scripts/setup.sh build bench
-  cmake --preset release -B build/bench -DQARN_RPC_BUILD_BENCH=ON >/dev/null
-  cmake --build build/bench --target network_bench
-  measure_network "$runs"
-  exit
-fi
-if [[ "$only" == builds ]]; then
-  scripts/setup.sh build
-  cmake --preset release -B build/bench >/dev/null
-  cmake --build build/bench
-  measure_builds "$runs"
-  exit
 fi
 
 scripts/setup.sh build bench
-for peer in capnproto ice protobuf-c thrift; do
-  scripts/setup.sh "$peer" ||
-    echo "bench.sh: the peer $peer could not be installed; it is not measured." >&2
-done
-
-cmake --preset release -B build/bench -DQARN_RPC_BUILD_BENCH=ON >/dev/null
-cmake --build build/bench
-python3 -B bench/measure.py build/bench build/bench/work "$measurements" "$runs"
-python3 -B bench/report.py "$measurements" docs
-measure_builds 3
-measure_network 5
+if [[ $what != pages ]]; then
+  cmake --preset release -B build/bench -DQARN_RPC_BUILD_BENCH=ON >/dev/null
+  cmake --build build/bench
+fi
+if [[ $what == all ]]; then
+  for peer in capnproto ice protobuf-c thrift; do
+    scripts/setup.sh "$peer" ||
+      echo "bench.sh: the peer $peer could not be installed; it is not measured." >&2
+  done
+  python3 -B bench/measure_plugin.py build/bench build/bench/work bench/results/plugin.json "$runs"
+fi
+if [[ $what != pages ]]; then
+  python3 -B bench/measure_builds.py build/bench build/bench/builds bench/results/builds.json "$builds"
+fi
+python3 -B bench/fill_pages.py bench/results docs/performance.md docs/build-times.md bench/README.md
+python3 -B bench/draw_starts.py bench/results/plugin.json docs/starts.svg

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the plugin, generates the code of the example
 # in examples/echo, shows it, and builds and runs the example as a project of its
-# own: a server and a client, two processes that talk over TCP. When a step fails,
+# own: a server and a client, two processes that talk over WebSocket. When a step fails,
 # its whole output is shown, and the last line says which step it was.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -7,9 +7,6 @@
 # it are printed then. Each run prints its seed; the output of each target is in
 # build/fuzz/TARGET.log.
 #
-# TARGET_with_protobuf is TARGET with protobuf instrumented as well. The first
-# time that takes scripts/fuzz_protobuf.sh, some ten minutes.
-#
 #   scripts/fuzz.sh SECONDS [TARGET...]
 #   scripts/fuzz.sh --keep [TARGET...]    takes over into the source tree, of what
 #                                         was learned, what reaches another edge
@@ -31,37 +28,19 @@ targets=("$@")
 if [[ $# -eq 0 ]]; then
   targets=("${known[@]}")
 fi
-builds=()
 for target in "${targets[@]}"; do
-  if [[ ! " ${known[*]} " == *" ${target%_with_protobuf} "* ]]; then
-    echo "fuzz.sh: there is no target '$target'; the targets are: ${known[*]}," \
-      "each also with _with_protobuf behind it" >&2
+  if [[ ! " ${known[*]} " == *" $target "* ]]; then
+    echo "fuzz.sh: there is no target '$target'; the targets are: ${known[*]}" >&2
     exit 2
   fi
-  if [[ $target == *_with_protobuf ]]; then
-    builds[1]=fuzz-protobuf
-  else
-    builds[0]=fuzz
-  fi
 done
-for build in "${builds[@]}"; do
-  if [[ $build == fuzz-protobuf ]]; then
-    scripts/fuzz_protobuf.sh
-    cmake --preset "$build" >/dev/null
-  fi
-  cmake --build --preset "$build" --target fuzzers --parallel "$(nproc)"
-done
+cmake --build --preset fuzz --target fuzzers --parallel "$(nproc)"
 
 # Sets what the functions below need of a target: its `fuzzer`, the corpus that
 # is `kept`, the `options` to run it with, and the corpus that is `learned`.
 look_up() {
-  local build=build/fuzz name=${1%_with_protobuf} line
-  if [[ $1 == *_with_protobuf ]]; then
-    build=build/fuzz-protobuf
-  fi
-  line=$(grep "^$name " "$build/fuzzers.txt")
-  read -r -a options <<<"$line"
-  fuzzer=$build/${name}_fuzzer
+  read -r -a options < <(grep "^$1 " build/fuzz/fuzzers.txt)
+  fuzzer=build/fuzz/$1_fuzzer
   kept=${options[1]}
   options=("${options[@]:2}")
   learned=build/fuzz/corpus/$1

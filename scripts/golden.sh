@@ -16,8 +16,7 @@ scripts/setup.sh build test
 cmake --preset dev >/dev/null
 cmake --build --preset dev --target golden_test seeds_test
 
-folders=(tests/golden tests/robustness/fuzz/corpus/raw
-  tests/robustness/fuzz/corpus/text)
+folders=(tests/golden tests/robustness/fuzz/corpus/raw)
 golden_test=build/dev/tests/golden/golden_test
 # Whether all is well is asked below, of files that are written.
 "$golden_test" --update --gtest_filter='*IsWhatTheGeneratorWrites*' >/dev/null || true

@@ -30,14 +30,12 @@ declare -A packages=(
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The test of buf.
   [buf]="nodejs npm"
-  # The source of protobuf, to build it with sanitizers.
-  [fuzz]="dpkg-dev"
   # Roots of other Debian releases, to build and test in.
   [platforms]="git mmdebstrap tar util-linux"
   # The release, which is built in such a root.
   [release]="git mmdebstrap minisign python3 tar util-linux"
   # The benchmarks, and each of the programs that the plugin is measured against.
-  [bench]="libbenchmark-dev pkg-config python3 valgrind"
+  [bench]="gnuplot-nox libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"
   [ice]="zeroc-ice-compilers"
   [protobuf-c]="protobuf-c-compiler"
@@ -56,9 +54,9 @@ declare -A packages=(
     libprotobuf-dev:s390x libprotoc-dev:s390x"
   # Bazel 7, and the servers of a cache and of remote execution.
   [bazel]="bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
-    bazel-rules-proto bazel-skylib buildbox nginx python3 siso"
+    bazel-rules-proto bazel-skylib buildbox nginx python3-pytest siso"
   # To pack the files of a release, and for the gate.
-  [release-files]="dpkg-dev file lintian minisign pkg-config python3"
+  [release-files]="dpkg-dev file lintian minisign pkg-config python3-pytest"
   # The other architectures and Windows.
   [release-foreign]="crossbuild-essential-arm64 libprotobuf-dev:arm64 libprotoc-dev:arm64
     crossbuild-essential-s390x libprotobuf-dev:s390x libprotoc-dev:s390x

@@ -12,7 +12,9 @@ import pytest
 SKIPPED = 77
 
 # Asserts in what tests share show their values, too.
-pytest.register_assert_rewrite("compile", "consumers", "docs", "release", "robustness", "support")
+pytest.register_assert_rewrite(
+    "compile", "consumers", "docs", "release", "robustness", "runtime", "support"
+)
 
 
 def pytest_addoption(parser):
@@ -29,6 +31,17 @@ def pytest_addoption(parser):
         metavar="DIR",
         help="where the plugin is installed; without it, where consumers.install put it",
     )
+    group.addoption(
+        "--release",
+        type=pathlib.Path,
+        metavar="DIR",
+        help="the files of a release, for release/windows_test.py",
+    )
+    group.addoption(
+        "--sid",
+        action="store_true",
+        help="try Bazel 7.7 and modules, and what else Debian's sid has for it",
+    )
 
 
 def pytest_sessionfinish(session, exitstatus):
@@ -39,9 +52,9 @@ def pytest_sessionfinish(session, exitstatus):
         session.exitstatus = SKIPPED
 
 
-@pytest.fixture(autouse=True)
-def _tools_that_are_needed(request):
-    for mark in request.node.iter_markers("needs"):
+def pytest_runtest_setup(item):
+    """Skips a test that needs what is not here, before anything is made for it."""
+    for mark in item.iter_markers("needs"):
         for tool in mark.args:
             if not shutil.which(tool):
                 package = mark.kwargs.get("package", tool)

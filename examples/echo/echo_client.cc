@@ -11,7 +11,7 @@
 
 #include "echo_calls.h"
 #include "qarn/rpc.h"
-#include "qarn/rpc/tcp.h"
+#include "qarn/rpc/websocket.h"
 
 int main(int argc, char** argv) {
   char* end = nullptr;
@@ -22,14 +22,10 @@ int main(int argc, char** argv) {
   }
   const std::string host = argc > 2 ? argv[2] : "127.0.0.1";
 
-  qarn_rpc::IoThreads threads;
-  const boost::shared_ptr<qarn_rpc::TcpChannel> channel(
-      new qarn_rpc::TcpChannel(&threads, host,
-                               static_cast<unsigned short>(port)));
-  if (!channel->status().ok()) {
-    std::cerr << "echo_client: " << channel->status().message() << "\n";
-    return 1;
-  }
+  qarn_rpc::Loop loop;
+  const boost::shared_ptr<qarn_rpc::Channel> channel(
+      new qarn_rpc::WebSocketChannel(&loop, host,
+                                     static_cast<unsigned short>(port)));
   // What the context says holds for every call: here, that it must have ended
   // after ten seconds.
   demo::echo::api::Echo::Stub stub(

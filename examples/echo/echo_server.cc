@@ -1,11 +1,12 @@
-// Serves echo.proto over TCP, on the loopback, until it is interrupted or told
-// to terminate. Then it lets the calls that run end, for at most ten seconds.
+// Serves echo.proto over WebSocket, on the loopback, until it is interrupted or
+// told to terminate. Then it ends within ten seconds, in which the calls that
+// run may end.
 //
 //   echo_server [PORT]
 //
 // Without PORT it takes one that is free. It prints which.
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <pthread.h>
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -14,7 +15,7 @@
 
 #include "echo_service.h"
 #include "qarn/rpc.h"
-#include "qarn/rpc/tcp.h"
+#include "qarn/rpc/websocket.h"
 
 int main(int argc, char** argv) {
   char* end = nullptr;
@@ -23,15 +24,18 @@ int main(int argc, char** argv) {
     std::cerr << "usage: echo_server [PORT]\n";
     return 2;
   }
-  // From here on the signals wait for us, also those that come very soon.
-  boost::asio::io_context io;
-  boost::asio::signal_set signals(io, SIGINT, SIGTERM);
+  // From here on the signals wait for us, in all threads.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  // What serves must outlive the server, and all that uses the threads must go
-  // before them: the order of these three lines is that of their lifetimes.
+  // What serves must outlive the server, and the loop all that runs on it: the
+  // order of these three lines is that of their lifetimes.
   echo_server::EchoServer echo;
-  qarn_rpc::IoThreads threads(4);
-  qarn_rpc::TcpServer server(&threads);
+  qarn_rpc::Loop loop;
+  qarn_rpc::WebSocketServer server(&loop);
 
   std::string reason;
   if (!server.Register(echo.service()) ||
@@ -41,9 +45,9 @@ int main(int argc, char** argv) {
   }
   std::cout << "listening on port " << server.port() << std::endl;
 
-  signals.async_wait([](const boost::system::error_code&, int) {});
-  io.run();
-  server.Stop(std::chrono::seconds(10));
+  int signal = 0;
+  sigwait(&signals, &signal);
+  server.Stop(std::chrono::seconds(8));
   std::cout << "stopped" << std::endl;
   return 0;
 }

@@ -8,6 +8,7 @@
 #define QARN_RPC_EXAMPLES_ECHO_ECHO_SERVICE_H_
 
 #include <iostream>
+#include <memory>
 
 #include "echo.rpc.h"
 #include "qarn/rpc.h"
@@ -68,6 +69,33 @@ class Chatter : public qarn_rpc::CallObserver<Line> {
   const Echo::Service::ChatCallHandle handle_;
 };
 
+// Answers one Repeat call. A handler must not wait, so this stops when there is
+// no room for more, and goes on when there is.
+class Repeater : public std::enable_shared_from_this<Repeater> {
+ public:
+  Repeater(const RepeatRequest& request,
+           const Echo::Service::RepeatCallHandle& handle)
+      : line_(request.line()), left_(request.times()), handle_(handle) {}
+
+  void GoOn() {
+    while (left_ > 0) {
+      --left_;
+      const qarn_rpc::SendResult result = handle_->Send(line_);
+      if (result == qarn_rpc::SendResult::kEnded) return;
+      if (result == qarn_rpc::SendResult::kFull) {
+        const std::shared_ptr<Repeater> self = shared_from_this();
+        return handle_->WhenRoom([self] { self->GoOn(); });
+      }
+    }
+    handle_->Close();
+  }
+
+ private:
+  const Line line_;
+  int left_;
+  const Echo::Service::RepeatCallHandle handle_;
+};
+
 // Each method has one handler. Echo::Service declares them pure virtual, so the
 // compiler says which one is missing.
 class EchoServer : public Echo::Service {
@@ -82,8 +110,7 @@ class EchoServer : public Echo::Service {
 
   void Repeat(qarn_rpc::CallContext*, const RepeatRequest& request,
               const RepeatCallHandle& handle) override {
-    for (int i = 0; i < request.times(); ++i) handle->Send(request.line());
-    handle->Close();
+    std::make_shared<Repeater>(request, handle)->GoOn();
   }
 
   // In Service, LineCallObserverPtr is a pointer to an observer of requests.

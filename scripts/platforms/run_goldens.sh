@@ -23,10 +23,9 @@ trap 'rm -rf "$work"' EXIT
 count=0
 failed=0
 
-# run_golden RUN PLUGIN: RUN is the folder of the expected files.
+# run_golden CASE RUN PLUGIN: RUN is the folder of the expected files.
 run_golden() {
-  local run=$1 plugin=$2 output files parameter=${1##*/} protos
-  protos=$(dirname "$run")/proto
+  local protos=$1/proto run=$2 plugin=$3 output files parameter=${2##*/}
   output=$work/$((++count))
   mkdir "$output"
   mapfile -t files < <(cd "$protos" && find . -type f -printf '%P\n' | sort)
@@ -34,7 +33,7 @@ run_golden() {
   if ! "${protoc[@]}" -I "$protos" --plugin="protoc-gen-qarn-rpc=$plugin" \
     --qarn-rpc_out="$output" ${parameter:+--qarn-rpc_opt="$parameter"} "${files[@]}" ||
     ! diff -ru "$run" "$output"; then
-    echo "run_goldens.sh: $run differs with ${plugin##*/}" >&2
+    echo "run_goldens.sh: ${protos%/proto} differs from $run with ${plugin##*/}" >&2
     failed=$((failed + 1))
   fi
 }
@@ -53,13 +52,23 @@ for folder in tests/golden/*/; do
       fi
       ;;
   esac
-  for run in "$folder"/*/; do
+  expected=$folder
+  if [[ -f "$folder/SAME_AS" ]]; then
+    expected=tests/golden/$(<"$folder/SAME_AS")
+  fi
+  before=$count
+  for run in "$expected"/*/; do
     run=${run%/}
-    [[ "$run" != */proto ]] || continue
+    # Without a folder the pattern stands for itself.
+    [[ "$run" != */proto && -d "$run" ]] || continue
     for plugin in "${plugins[@]}"; do
-      run_golden "$run" "$plugin"
+      run_golden "$folder" "$run" "$plugin"
     done
   done
+  if [[ "$count" -eq "$before" ]]; then
+    echo "run_goldens.sh: $folder has no folder with expected files, and names no case that has" >&2
+    failed=$((failed + 1))
+  fi
 done
 if [[ "$failed" -gt 0 ]]; then
   echo "$count runs, $failed failed"

@@ -39,31 +39,25 @@ run_foreign() {
   done
 }
 
-# consumer SCENARIO: a test of users' builds, with the unpacked archive.
+# consumer TEST: a test of users' builds, with what is unpacked in $prefix.
 consumer() {
-  (
-    cd tests
-    # What it would install and pack is not asked for.
-    python3 -B -m consumers.consumers "$1" --source .. --build "$work/none" --work "$consumers"
-  )
+  python3 -B -m pytest --basetemp="$work/consumer" --prefix="$prefix" "tests/consumers/$1"
 }
 
 for platform in "$@"; do
   read -r _ system debian _ cpu _ deb < <(grep "^$platform " scripts/release/platforms.txt)
   echo "== $platform"
-  consumers=$work/$platform
-  # Where the tests of users' builds look for what is installed.
-  prefix=$consumers/moved/prefix
+  prefix=$work/$platform
   mkdir -p "$prefix"
   tar --extract --file "$folder"/*-"$platform".tar.gz --directory "$prefix" --strip-components=1
-  consumer installed_files
+  consumer prefix_test.py::test_installed_files
   [[ "$debian" == "$(dpkg --print-architecture)" ]] || run_foreign "$prefix" "$system" "$cpu"
   suffix=
   [[ "$system" != Windows ]] || suffix=.exe
   scripts/platforms/run_goldens.sh "$prefix"/bin/protoc-gen-qarn-rpc{,-any}"$suffix"
-  consumer cmake_ninja
+  consumer cmake_test.py::test_cmake_ninja
   if [[ "$system" == Windows ]]; then
-    (cd tests && python3 -B -m release.windows_test "$PWD/.." "$folder" "$work/windows")
+    python3 -B -m pytest --basetemp="$work/windows" --release="$folder" tests/release/windows_test.py
   fi
   if [[ "$deb" == deb ]]; then
     # Only the owner of the project can settle this.

@@ -16,17 +16,17 @@ namespace qarn {
 namespace rpc {
 
 // The banner, the include-once directive and the include of the file's message
-// classes. Reads no parameter.
+// classes.
 std::string GetHeaderPrologue(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 
 // The fixed includes, the alias `qarn_rpc`, and one opening line for each
-// component of the package. Reads no parameter.
+// component of the package.
 std::string GetHeaderIncludes(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 
 // One closing line for each component of the package, innermost first, and the
-// empty lines that end the file. Reads no parameter.
+// empty lines that end the file.
 std::string GetHeaderEpilogue(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 

@@ -17,7 +17,8 @@ namespace {
 
 void PrintSharedTypedefs(Printer* printer, const ServiceDescriptor* service,
                          VariableMap* vars) {
-  // A set lives for one loop: kinds of typedef share none.
+  // Each loop has a set of its own. Two kinds of typedef with one set would
+  // keep each other from being printed.
   {
     TypedefSet messages;
     ForEachMethod(service, [&](const MethodDescriptor* method) {

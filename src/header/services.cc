@@ -66,8 +66,8 @@ void PrintHeaderService(Printer* printer, const ServiceDescriptor* service,
                         VariableMap* vars) {
   (*vars)[keys::kService] = std::string(service->name());
   PrintHeaderServiceTypeTraits(printer, service, *vars);
-  printer->Print("\n");
   printer->Print(*vars, Template(R"(
+
 class $Service$ {
  public:
 )"));

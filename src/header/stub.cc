@@ -39,8 +39,8 @@ class Stub : public ::qarn::rpc::StubBase {
 typedef $Service$ Service;
 
 )"));
-    // One set for each loop: kinds of typedef share none, and neither do
-    // classes.
+    // Each loop has a set of its own. Two kinds of typedef with one set would
+    // keep each other from being printed, and so would two classes.
     TypedefSet call_observers;
     ForEachMethod(service, [&](const MethodDescriptor* method) {
       PrintHeaderClientMethodCallObserverTypedefs(printer, method, *vars,

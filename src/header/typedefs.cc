@@ -15,7 +15,9 @@ using google::protobuf::io::Printer;
 
 namespace {
 
-// Prints `typedef_template` unless `printed` holds `key`, and inserts it then.
+// Prints `typedef_template` and inserts `key` into `printed`, unless the set
+// has the key. Callers compute it from the message, although the variables hold
+// the same names: what a class declares must not depend on a caller's map.
 void PrintOnce(Printer* printer, const VariableMap& vars,
                const std::string& key, TypedefSet& printed,
                const char* typedef_template) {

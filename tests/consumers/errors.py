@@ -1,4 +1,13 @@
-"""The wrong calls of qarn_rpc_generate(), and what it answers to each."""
+"""The wrong calls of qarn_rpc_generate(), and what it answers to each.
+
+In the texts, @project@ stands for the folder of the project, @work@ for the one that
+it is in, and @prefix@ for where the package is installed.
+"""
+
+import collections
+
+# The name, lines of CMake, the environment that is added, and the expected text.
+Case = collections.namedtuple("Case", "name lines env expected")
 
 FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
@@ -9,15 +18,15 @@ ARGUMENTS = (
 )
 
 
-def cases(context):
-    """Yields name, lines of CMake, environment and expected text of each case."""
-    project = f"{context.work}/project"
+def cases():
+    """Yields the fields of each case."""
+    project, package = "@project@", "@prefix@/share/cmake/qarn-rpc-gen"
 
     def call(arguments, before=""):
         return f"{FIND}{before}\nqarn_rpc_generate({arguments})\n"
 
     def refused(name, arguments, text, before=""):
-        return name, call(arguments, before), None, f"qarn-rpc-gen: {text}"
+        return name, call(arguments, before), {}, f"qarn-rpc-gen: {text}"
 
     yield refused(
         "keyword misspelt after a list",
@@ -140,6 +149,14 @@ def cases(context):
         "OPTIONS_TARGET 'mine' is not a target. Make the library ahead of this call.",
     )
     yield refused(
+        "an object library of options",
+        "TARGET echo PROTOS echo.proto OPTIONS_TARGET mine",
+        "OPTIONS_TARGET 'mine' is an object library. Its objects reach only what links it "
+        "directly: a program behind another object library would not link. "
+        "Make it a static or a shared library.",
+        before="add_library(mine OBJECT main.cc)",
+    )
+    yield refused(
         "a file with options and no library for them",
         "TARGET echo PROTOS text.proto echo.proto OPTIONS_TARGET NONE",
         f"'{project}/echo.proto' imports the options schema, but OPTIONS_TARGET is NONE. "
@@ -152,14 +169,14 @@ def cases(context):
         "qarn_rpc_generate(TARGET ${name}_rpc PROTOS ${name}.proto)\n"
         "endforeach()\n"
         "target_link_libraries(echo text_rpc echo_rpc)\n",
-        None,
+        {},
         "qarn-rpc-gen: 'echo' would hold the library of the options, 'qarn_rpc_service_options', "
         "twice: in 'text_rpc' and 'echo_rpc'. The program would end when it starts.",
     )
     yield (
         "no export set",
         f"{FIND}qarn_rpc_install_options()\n",
-        None,
+        {},
         "qarn_rpc_install_options: call it as qarn_rpc_install_options(EXPORT set), "
         "with the export set of your libraries.",
     )
@@ -201,7 +218,7 @@ def cases(context):
         + 'file(WRITE "${CMAKE_BINARY_DIR}/user_source/CMakeLists.txt" '
         '"add_library(user \\${files})")\n'
         'add_subdirectory("${CMAKE_BINARY_DIR}/user_source" user)\n',
-        None,
+        {},
         f"qarn-rpc-gen: the target 'user' of the folder '{project}/build/user_source' compiles "
         f"'{project}/build/echo.pb.cc', but the rule for that file is in '{project}', which made "
         "it for OUT_VAR. Call qarn_rpc_generate() in the folder of the target, or give the call "
@@ -224,7 +241,7 @@ def cases(context):
         "file outside",
         "TARGET echo PROTOS echo.proto IMPORT_DIRS build ..//other/",
         f"'{project}/echo.proto' is in none of the import folders "
-        f"('{project}/build', '{context.work}/other'). "
+        f"('{project}/build', '@work@/other'). "
         "Add the folder that its imports start from to IMPORT_DIRS.",
     )
     yield refused(
@@ -281,11 +298,10 @@ def cases(context):
         "Set it to the full path of protoc-gen-qarn-rpc-any.",
         before="set(QARN_RPC_PLUGIN_EXECUTABLE /no/plugin)",
     )
-    package = f"{context.prefix}/share/cmake/qarn-rpc-gen"
     yield (
         "no find_package",
         f'include("{package}/QarnRpcGenerate.cmake")\nqarn_rpc_generate({plain})\n',
-        None,
+        {},
         "qarn-rpc-gen: the target qarn-rpc-gen::protoc-gen-qarn-rpc-any is missing. Call "
         "find_package(qarn-rpc-gen REQUIRED) first, or set QARN_RPC_PLUGIN_EXECUTABLE to the "
         "full path of protoc-gen-qarn-rpc-any.",
@@ -301,20 +317,23 @@ def cases(context):
     yield (
         "another version",
         "find_package(qarn-rpc-gen 99 REQUIRED)\n",
-        None,
+        {},
         'compatible with requested version "99"',
     )
     yield (
         "no library to check",
         f"{FIND}qarn_rpc_check_runtime(my_runtime)\n",
-        None,
+        {},
         "qarn_rpc_check_runtime: call it as qarn_rpc_check_runtime(TARGET library), "
         "with the library of your runtime.",
     )
     yield (
         "unknown library to check",
         f"{FIND}qarn_rpc_check_runtime(TARGET my_runtime)\n",
-        None,
+        {},
         "qarn_rpc_check_runtime: TARGET 'my_runtime' is not a target. "
         "Make or find the library of your runtime ahead of this call.",
     )
+
+
+CASES = [Case(*fields) for fields in cases()]

@@ -9,7 +9,7 @@ files there stand for its runs.
 import os
 import re
 
-from support.testkit import expect, run
+from support.commands import run
 
 GENERATED = re.compile(r"(.+)\.(?:pb\.cc|pb\.h|rpc\.cpp|rpc\.h)$")
 # CMake writes DIR/echo.pb.cc.o, make gen/echo.pb.o, and Meson puts the folder
@@ -59,7 +59,7 @@ def _steps(before, after):
                 for other in after
                 if GENERATED.match(other) and GENERATED.match(other).group(1) == base
             }
-            expect(f"files written with {name}", group & changed, group)
+            assert group <= changed, f"files that are written with {name}"
             steps.add(f"generate {generated.group(1)}")
         elif obj:
             steps.add(f"compile {obj.group(1)}")
@@ -82,29 +82,28 @@ class WatchedBuild:
 
     def expect_all(self, steps):
         """Builds for the first time: exactly `steps`."""
-        expect("steps of the first build", self.build()[0], steps)
+        assert self.build()[0] == steps
         self.expect_nothing()
 
     def expect_nothing(self):
         """Builds again: no step."""
-        expect("steps of a build after no edit", self.build()[0], set())
+        assert self.build()[0] == set()
 
     def expect_after(self, touched, steps):
         """Touches a file and builds: exactly `steps`, and then none."""
         os.utime(touched)
-        self.expect_steps(f"a touch of {os.path.basename(touched)}", steps)
+        self.expect_steps(f"a touch of {touched.name}", steps)
 
     def expect_after_edit(self, path, old, new, steps):
         """Replaces `old`, which stands in the file once, by `new` and builds:
         exactly `steps`, and then none."""
-        with open(path, encoding="utf-8") as file:
-            text = file.read()
-        expect(f"occurrences of {old!r} in {path}", text.count(old), 1)
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(text.replace(old, new))
-        self.expect_steps(f"writing {new!r} for {old!r} in {os.path.basename(path)}", steps)
+        text = path.read_text()
+        assert text.count(old) == 1
+        path.write_text(text.replace(old, new))
+        self.expect_steps(f"writing {new!r} for {old!r} in {path.name}", steps)
 
     def expect_steps(self, what, steps):
         """Builds after `what`: exactly `steps`, and then none."""
-        expect(f"steps after {what}", self.build()[0], steps)
+        taken, _ = self.build()
+        assert taken == steps, f"steps after {what}"
         self.expect_nothing()

@@ -8,8 +8,6 @@ import pytest
 
 from support.commands import run
 
-OUTPUT = "hello, one\nhello, two\nhello, three\n"
-
 
 @pytest.fixture(name="readme")
 def fixture_readme(source):
@@ -67,7 +65,7 @@ def test_header_of_the_sample_has_the_lines_shown(readme, folder, env):
 
 def test_commands_by_hand_build_a_program(readme, folder, env):
     run(["sh", "-e", "-c", block(readme, "sh", "--qarn-rpc_out")], folder, env)
-    assert run([folder / "greeter"], folder, env) == OUTPUT
+    assert run([folder / "greeter"], folder, env) == "hello, one\nhello, two\nhello, three\n"
 
 
 @pytest.mark.parametrize("page", ["README.md", "CONTRIBUTING.md"])

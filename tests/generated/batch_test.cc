@@ -34,12 +34,15 @@ class BatchTest : public ::testing::Test, protected KindsFixture {
   Recorder<Answer> answers_;
 };
 
-using Containers = ::testing::Types<
-    Case<std::vector<Query>, Way::kLocal>, Case<std::list<Query>, Way::kLocal>,
-    Case<std::deque<Query>, Way::kLocal>,
-    Case<std::array<Query, 3>, Way::kLocal>,
-    Case<std::vector<Query>, Way::kTcp>, Case<std::list<Query>, Way::kTcp>,
-    Case<std::deque<Query>, Way::kTcp>, Case<std::array<Query, 3>, Way::kTcp>>;
+using Containers =
+    ::testing::Types<Case<std::vector<Query>, Way::kLocal>,
+                     Case<std::list<Query>, Way::kLocal>,
+                     Case<std::deque<Query>, Way::kLocal>,
+                     Case<std::array<Query, 3>, Way::kLocal>,
+                     Case<std::vector<Query>, Way::kWebSocket>,
+                     Case<std::list<Query>, Way::kWebSocket>,
+                     Case<std::deque<Query>, Way::kWebSocket>,
+                     Case<std::array<Query, 3>, Way::kWebSocket>>;
 // The empty argument stands for default names; without the comma before it,
 // clang objects to GoogleTest's macro.
 TYPED_TEST_SUITE(BatchTest, Containers, );
@@ -83,7 +86,8 @@ class PlainBatchTest : public ::testing::TestWithParam<Way>,
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, PlainBatchTest,
-                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(PlainBatchTest, BuiltInArray) {
   const Query requests[] = {MakeQuery("a"), MakeQuery("b")};

@@ -26,7 +26,8 @@ class CallVariantsTest : public ::testing::TestWithParam<Way>,
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, CallVariantsTest,
-                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(CallVariantsTest, Simple) {
   stub.Ask(MakeQuery("q"), &first_);

@@ -20,7 +20,8 @@ class FourKindsTest : public ::testing::TestWithParam<Way>,
 };
 
 INSTANTIATE_TEST_SUITE_P(Ways, FourKindsTest,
-                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(FourKindsTest, SimpleCallIsAnsweredOnce) {
   stub.Ask(MakeQuery("what?"), &answers_);
@@ -39,8 +40,8 @@ TEST_P(FourKindsTest, ServerStreamingCallIsAnsweredManyTimes) {
 
 TEST_P(FourKindsTest, ClientStreamingCallIsAnsweredWhenTheClientIsDone) {
   const Kinds::UploadClientCallPtr call = stub.Upload(&answers_);
-  EXPECT_TRUE(call->Send(MakeQuery("a")));
-  EXPECT_TRUE(call->Send(MakeQuery("b")));
+  EXPECT_EQ(call->Send(MakeQuery("a")), qarn::rpc::SendResult::kSent);
+  EXPECT_EQ(call->Send(MakeQuery("b")), qarn::rpc::SendResult::kSent);
   EXPECT_THAT(Texts(answers_), IsEmpty());
   EXPECT_THAT(answers_.ends, IsEmpty());
 
@@ -74,7 +75,7 @@ TEST_P(FourKindsTest, StreamWithoutAnyRequestIsAnswered) {
 TEST_P(FourKindsTest, HandleOfCallWithOneRequestIsClosed) {
   const Kinds::AskClientCallPtr ask = stub.Ask(MakeQuery("q"), &answers_);
   EXPECT_TRUE(ask->closed());
-  EXPECT_FALSE(ask->Send(MakeQuery("one more")));
+  EXPECT_EQ(ask->Send(MakeQuery("one more")), qarn::rpc::SendResult::kEnded);
   EXPECT_TRUE(answers_.succeeded());
   EXPECT_THAT(Texts(answers_), ElementsAre("server: q"));
 }

@@ -72,7 +72,8 @@ class ShippingServer : public Shipping::Service {
 class ImportsTest : public ::testing::TestWithParam<Way> {};
 
 INSTANTIATE_TEST_SUITE_P(Ways, ImportsTest,
-                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(ImportsTest, ServicesOfBothFilesWorkInOneProgram) {
   DepotServer depot;

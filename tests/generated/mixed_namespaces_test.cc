@@ -35,7 +35,8 @@ class PurseServer : public ::Purse::Service {
 class MixedNamespacesTest : public ::testing::TestWithParam<Way> {};
 
 INSTANTIATE_TEST_SUITE_P(Ways, MixedNamespacesTest,
-                         ::testing::Values(Way::kLocal, Way::kTcp), WayName);
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
 
 TEST_P(MixedNamespacesTest, AllAnswerOverOneChannel) {
   KindsServer kinds;

@@ -11,8 +11,8 @@
 #include "qarn/rpc.h"
 
 // Keeps every message and every end. A correct call has exactly one end. Over
-// TCP it is called by other threads: what it has seen may be looked at after
-// one of the functions that wait.
+// the network it is called by another thread: what it has seen may be looked at
+// after one of the functions that wait.
 template <class T>
 class Recorder : public qarn::rpc::CallObserver<T> {
  public:

@@ -3,41 +3,40 @@
 #include <chrono>
 #include <string>
 
-#include "qarn/rpc/tcp.h"
+#include "qarn/rpc/websocket.h"
 
-struct Reach::Tcp {
-  qarn::rpc::IoThreads threads{2};
-  qarn::rpc::TcpServer server{&threads};
-  boost::shared_ptr<qarn::rpc::TcpChannel> channel;
+struct Reach::WebSocket {
+  qarn::rpc::Loop loop;
+  qarn::rpc::WebSocketServer server{&loop};
+  boost::shared_ptr<qarn::rpc::WebSocketChannel> channel;
 };
 
 Reach::Reach(Way way) {
   if (way == Way::kLocal) {
     local_.reset(new qarn::rpc::LocalChannel);
   } else {
-    tcp_ = std::make_unique<Tcp>();
+    websocket_ = std::make_unique<WebSocket>();
   }
 }
 
 Reach::~Reach() {
-  if (!tcp_) return;
-  tcp_->channel.reset();
-  tcp_->server.Stop(std::chrono::seconds(10));
+  if (!websocket_) return;
+  websocket_->channel.reset();
+  websocket_->server.Stop(std::chrono::seconds(10));
 }
 
 bool Reach::Register(qarn::rpc::RpcService* service) {
-  return local_ ? local_->Register(service) : tcp_->server.Register(service);
+  return local_ ? local_->Register(service)
+                : websocket_->server.Register(service);
 }
 
 boost::shared_ptr<qarn::rpc::Channel> Reach::channel() {
   if (local_) return local_;
-  if (!tcp_->channel) {
+  if (!websocket_->channel) {
     std::string reason;
-    EXPECT_TRUE(tcp_->server.Listen("127.0.0.1", 0, &reason)) << reason;
-    tcp_->channel.reset(new qarn::rpc::TcpChannel(&tcp_->threads, "127.0.0.1",
-                                                  tcp_->server.port()));
-    EXPECT_TRUE(tcp_->channel->status().ok())
-        << tcp_->channel->status().message();
+    EXPECT_TRUE(websocket_->server.Listen("127.0.0.1", 0, &reason)) << reason;
+    websocket_->channel.reset(new qarn::rpc::WebSocketChannel(
+        &websocket_->loop, "127.0.0.1", websocket_->server.port()));
   }
-  return tcp_->channel;
+  return websocket_->channel;
 }

@@ -10,11 +10,11 @@
 
 #include "qarn/rpc.h"
 
-enum class Way { kLocal, kTcp };
+enum class Way { kLocal, kWebSocket };
 
 // For INSTANTIATE_TEST_SUITE_P: names a test after its way.
 inline std::string WayName(const ::testing::TestParamInfo<Way>& info) {
-  return info.param == Way::kTcp ? "Tcp" : "Local";
+  return info.param == Way::kWebSocket ? "WebSocket" : "Local";
 }
 
 // A server of one of the two sorts, and a channel to it. What is registered
@@ -32,11 +32,10 @@ class Reach {
   boost::shared_ptr<qarn::rpc::Channel> channel();
 
  private:
-  // In ways.cc alone, since Boost.Asio takes long to compile.
-  struct Tcp;
+  struct WebSocket;
 
   boost::shared_ptr<qarn::rpc::LocalChannel> local_;
-  std::unique_ptr<Tcp> tcp_;
+  std::unique_ptr<WebSocket> websocket_;
 };
 
 #endif  // QARN_RPC_TESTS_GENERATED_WAYS_H_

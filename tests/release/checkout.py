@@ -1,21 +1,15 @@
 """A checkout to release: this tree as it is, committed, and what it says of itself."""
 
-import os
-import pathlib
+import re
 import runpy
 import shutil
 import subprocess
 import types
 
-from support.testkit import run
+from support.commands import run
 
-GIT = [
-    "git",
-    "-c", "user.name=Tester",
-    "-c", "user.email=tester@tests.example",
-    "-c", "commit.gpgsign=false",
-    "-c", "init.defaultBranch=main",
-]  # fmt: skip
+GIT = ["git", "-c", "user.name=Tester", "-c", "user.email=tester@tests.example"]
+GIT += ["-c", "commit.gpgsign=false", "-c", "init.defaultBranch=main"]
 
 
 def project_of(source):
@@ -26,15 +20,16 @@ def project_of(source):
 def files_of(source):
     """The files of the tree: those that git knows or would add, or, where there is
     no git, all that is not built."""
+    command = ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"]
     try:
         listed = subprocess.run(
-            ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
-            cwd=source, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True,
-        ).stdout.decode().split("\0")  # fmt: skip
-        return [name for name in listed if name and (source / name).exists()]
+            command, cwd=source, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True
+        )
+        names = listed.stdout.decode().split("\0")
+        return [name for name in names if name and (source / name).exists()]
     except (OSError, subprocess.CalledProcessError):
         return [
-            str(path.relative_to(source))
+            path.relative_to(source)
             for path in source.rglob("*")
             if path.is_file() and not {"build", "__pycache__"} & set(path.parts)
         ]
@@ -42,7 +37,6 @@ def files_of(source):
 
 def copy_tree(source, folder):
     """Copies the files of the tree to the new folder, and returns it."""
-    folder = pathlib.Path(folder)
     for name in files_of(source):
         target = folder / name
         target.parent.mkdir(parents=True, exist_ok=True)
@@ -61,8 +55,23 @@ def commit(folder):
 def make_checkout(source, folder):
     """A checkout of the tree in the new folder, which shares the Debian roots."""
     checkout = commit(copy_tree(source, folder))
-    roots = source / "build" / "platforms"
+    roots = source / "build/platforms"
     roots.mkdir(parents=True, exist_ok=True)
     (checkout / "build").mkdir()
-    os.symlink(roots, checkout / "build" / "platforms")
+    (checkout / "build/platforms").symlink_to(roots)
     return checkout
+
+
+def pack(source, folder, archive):
+    """Packs the folder as a release would the files of the tree."""
+    epoch = run([source / "scripts/release/project.py"]).split()[2]
+    run(
+        [source / "scripts/release/pack.py", folder, archive],
+        env={"SOURCE_DATE_EPOCH": epoch},
+    )
+
+
+def code_blocks(source, page, heading, language):
+    """The code blocks of that language below a heading of docs/PAGE."""
+    section = (source / "docs" / page).read_text().split(f"\n## {heading}\n")[1].split("\n## ")[0]
+    return re.findall(rf"^```{language}\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)

@@ -1,60 +1,60 @@
-"""Makes the signed files of a release for linux-x86_64 from this tree, and tries the
-gate, the page for users, the image and the npm packages with them.
-
-  python3 -m release.files_test ROOT WORK
-"""
+"""The signed files of a release for linux-x86_64, made from this tree: the gate, the
+page for users, the image and the npm packages are tried with them."""
 
 import os
-import pathlib
 import re
 import shutil
 import sys
 
-from release.checkout import make_checkout
-from support.testkit import Failure, Skip, expect, expect_in, fresh_folder, need, run, status_of
+import pytest
+
+from release.checkout import code_blocks, make_checkout
+from support.commands import run
+
+pytestmark = [
+    pytest.mark.skipif(os.geteuid() != 0, reason="making a Debian root needs the user root"),
+    pytest.mark.needs("git", "minisign", "mmdebstrap"),
+]
 
 ONLY = ["--only", "linux-x86_64"]
+PLUGIN = "bin/protoc-gen-qarn-rpc"
+PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 
 
 class Files:
-    """The files of a release, their public key, and where there is room."""
+    """The files of a release, made in `work`, and their keys."""
 
-    def __init__(self, root, work):
-        self.root = root
-        self.work = pathlib.Path(fresh_folder(work))
-        self.not_tried = []
-        self.checkout = make_checkout(root, self.work / "checkout")
-        self.key = self.work / "minisign.key"
-        self.public_key = self.work / "minisign.pub"
-        self.folder = self.work / "files"
-        self.version = run([self.checkout / "scripts/release/project.py"]).split()[0]
+    def __init__(self, source, work):
+        self.work = work
+        self.checkout = make_checkout(source, work / "checkout")
+        self.key = work / "minisign.key"
+        self.public_key = work / "minisign.pub"
+        self.folder = work / "files"
+        self.version, _, self.epoch = self.script("release/project.py").split()
         run(["minisign", "-G", "-W", "-s", self.key, "-p", self.public_key])
-
-    def make(self):
-        """Runs scripts/release.sh."""
-        output = run(
-            [
-                self.checkout / "scripts/release.sh",
-                self.version,
-                *ONLY,
-                *("--out", self.folder),
-                *("--key", self.key),
-                *("--public-key", self.public_key),
-            ]
+        output = self.script(
+            *("release.sh", self.version, *ONLY, "--out", self.folder),
+            *("--key", self.key, "--public-key", self.public_key),
         )
-        print(output)
-        expect_in("what the owner has to add", output, "packaging/minisign.pub: The public key")
+        # What the owner has to add.
+        assert "packaging/minisign.pub: The public key" in output
+
+    def script(self, name, *arguments, **options):
+        """What a script of the checkout prints."""
+        return run([self.checkout / "scripts" / name, *arguments], **options)
 
     def gate(self, folder, status=0, public_key=True):
         """What the gate says of a folder. Its archives are of this machine, so it
         needs no emulator."""
         key = ["--public-key", self.public_key] if public_key else []
-        return run([self.checkout / "scripts/release/gate.py", folder, *ONLY, *key], status=status)
+        return self.script("release/gate.py", folder, *ONLY, *key, status=status)
 
-    def copy(self):
-        """A fresh copy of the files."""
-        shutil.rmtree(self.work / "copy", ignore_errors=True)
-        return pathlib.Path(shutil.copytree(self.folder, self.work / "copy"))
+    def unpack(self, folder):
+        """Unpacks the archive in the folder, without its outer folder."""
+        folder.mkdir(parents=True)
+        (archive,) = self.folder.glob("*-linux-x86_64.tar.gz")
+        run(["tar", "-xf", archive, "-C", folder, "--strip-components=1"])
+        return folder
 
     def write_sums(self, folder):
         """Signs what is there now, as whoever has the key could."""
@@ -68,249 +68,226 @@ class Files:
         )
 
 
-def check_gate_passes(files):
-    """The gate lets what was made pass, and wants the key of what is signed."""
-    expect_in("the gate", files.gate(files.folder), f"9 files of {files.version} hold")
+@pytest.fixture(name="files", scope="module")
+def fixture_files(source, tmp_path_factory):
+    return Files(source, tmp_path_factory.mktemp("release"))
+
+
+@pytest.fixture(name="copy")
+def fixture_copy(files, tmp_path):
+    """A copy of the files."""
+    return shutil.copytree(files.folder, tmp_path / "copy")
+
+
+def test_gate_lets_what_was_made_pass(files):
+    assert f"9 files of {files.version} hold" in files.gate(files.folder)
+
+
+def test_gate_wants_the_key_of_what_is_signed(files):
     text = files.gate(files.folder, status=2, public_key=False)
-    expect_in("the gate without a key", text, "SHA256SUMS is signed: give the public key")
-    text = run([files.checkout / "scripts/release/gate.py", files.folder], status=1)
-    expect_in("the gate of all platforms", text, f"qarn-rpc-gen-{files.version}-linux-s390_64.zip")
+    assert "SHA256SUMS is signed: give the public key" in text
 
 
-def check_gate_sees_each_byte(files):
+def test_gate_misses_the_other_platforms(files):
+    text = files.script("release/gate.py", files.folder, status=1)
+    assert f"qarn-rpc-gen-{files.version}-linux-s390_64.zip" in text
+
+
+def test_gate_sees_each_byte(files, copy):
     """One byte of one file: the first, one in the middle, and the last."""
-    for name in sorted(path.name for path in files.folder.iterdir()):
-        size = (files.folder / name).stat().st_size
-        for place in (0, size // 2, size - 1):
-            folder = files.copy()
-            data = bytearray((folder / name).read_bytes())
-            data[place] ^= 1
-            (folder / name).write_bytes(data)
-            text = files.gate(folder, status=1)
-            expect_in(f"the gate at byte {place} of {name}", text, "gate: REFUSED: ")
+    for path in sorted(copy.iterdir()):
+        data = path.read_bytes()
+        for place in (0, len(data) // 2, len(data) - 1):
+            path.write_bytes(data[:place] + bytes([data[place] ^ 1]) + data[place + 1 :])
+            assert "gate: REFUSED: " in files.gate(copy, status=1), f"byte {place} of {path.name}"
+        path.write_bytes(data)
 
 
-def check_gate_sees_more_than_sums(files):
-    """What is wrong although the checksums fit and are signed."""
+def test_gate_sees_a_file_more(files, copy):
+    (copy / "more").write_text("")
+    assert "has ['more'] besides" in files.gate(copy, status=1)
+
+
+@pytest.mark.parametrize("pattern", ["*-linux-x86_64.zip", "SHA256SUMS.minisig"])
+def test_gate_misses_a_file(files, copy, pattern):
+    (missing,) = copy.glob(pattern)
+    missing.unlink()
+    files.gate(copy, status=1)
+
+
+def not_executable(path, _):
+    path.chmod(0o644)
+
+
+def other_program(path, _):
+    path.write_text("#!/bin/sh\nexit 1\n")
+
+
+def other_version(path, version):
+    text = path.read_text()
+    assert version in text
+    path.write_text(text.replace(version, "0.0.9"))
+
+
+@pytest.mark.parametrize(
+    "path, change, kinds, expected",
+    [
+        (
+            PLUGIN,
+            not_executable,
+            [".zip"],
+            f"{PLUGIN} is not as in the .tar.gz of the same platform",
+        ),
+        # With the Debian package as it was; without it, the program is run.
+        (
+            PLUGIN,
+            other_program,
+            [".tar.gz", ".zip"],
+            f"{PLUGIN} is not as in the .tar.gz of the same platform",
+        ),
+        *(
+            (path, other_version, [".tar.gz", ".zip"], f"the version in {path} is '0.0.9'")
+            for path in (
+                "share/cmake/qarn-rpc-gen/qarn-rpc-gen-config-version.cmake",
+                "share/pkgconfig/qarn-rpc-gen.pc",
+                "share/man/man1/protoc-gen-qarn-rpc-any.1",
+                "share/doc/qarn-rpc-gen/CHANGELOG.md",
+            )
+        ),
+    ],
+)
+def test_gate_sees_another_archive(files, copy, tmp_path, path, change, kinds, expected):
+    """Although the checksums fit and are signed."""
     name = f"qarn-rpc-gen-{files.version}-linux-x86_64"
-    folder = files.copy()
-    (folder / "more").write_text("")
-    expect_in("one file more", files.gate(folder, status=1), "has ['more'] besides")
+    tree = files.unpack(tmp_path / name)
+    change(tree / path, files.version)
+    archives = [copy / f"{name}{kind}" for kind in kinds]
+    epoch = {"SOURCE_DATE_EPOCH": files.epoch}
+    files.script("release/pack.py", tree, *archives, env=epoch)
+    files.write_sums(copy)
+    assert expected in files.gate(copy, status=1)
 
-    for missing in (f"{name}.zip", "SHA256SUMS.minisig"):
-        folder = files.copy()
-        (folder / missing).unlink()
-        files.gate(folder, status=1)
 
-    def repack(change, expected, archives=(".tar.gz", ".zip")):
-        folder = files.copy()
-        tree = pathlib.Path(fresh_folder(files.work / "tree"))
-        run(["tar", "-xf", folder / f"{name}.tar.gz", "-C", tree])
-        change(tree / name)
-        run(
-            [
-                files.checkout / "scripts/release/pack.py",
-                tree / name,
-                *(folder / f"{name}{kind}" for kind in archives),
-            ],
-            env={
-                "SOURCE_DATE_EPOCH": run([files.checkout / "scripts/release/project.py"]).split()[2]
-            },
-        )
-        files.write_sums(folder)
-        expect_in("the gate", files.gate(folder, status=1), expected)
-
-    def in_file(path, old, new):
-        def change(tree):
-            text = (tree / path).read_text(encoding="utf-8")
-            if old not in text:
-                raise Failure(f"{path} has no {old}")
-            (tree / path).write_text(text.replace(old, new), encoding="utf-8")
-
-        return change
-
-    plugin = "bin/protoc-gen-qarn-rpc"
-    repack(
-        lambda tree: (tree / plugin).chmod(0o644),
-        f"{plugin} is not as in the .tar.gz of the same platform",
-        archives=[".zip"],
-    )
-    for path in (
-        "share/cmake/qarn-rpc-gen/qarn-rpc-gen-config-version.cmake",
-        "share/pkgconfig/qarn-rpc-gen.pc",
-        "share/man/man1/protoc-gen-qarn-rpc-any.1",
-        "share/doc/qarn-rpc-gen/CHANGELOG.md",
-    ):
-        repack(in_file(path, files.version, "0.0.9"), f"the version in {path} is '0.0.9'")
-
-    def other_program(tree):
-        (tree / plugin).write_text("#!/bin/sh\nexit 1\n")
-
-    # With the Debian package as it was; without it, the program is run.
-    repack(other_program, f"{plugin} is not as in the .tar.gz of the same platform")
-
-    bill = folder / f"qarn-rpc-gen-{files.version}.spdx.json"
-    for old, new, expected in (
+@pytest.mark.parametrize(
+    "old, new, expected",
+    [
         ("SPDX-2.3", "SPDX-2.2", "spdxVersion is 'SPDX-2.2'"),
         ('"STATIC_LINK"', '"CONTAINS"', "is not linked with libprotobuf-dev"),
         ('"DESCRIBES"', '"CONTAINS"', "what the bill of materials describes is {}"),
         ("SPDXRef-Program", "SPDXRef-Other", "the programs in the bill"),
-    ):
-        folder = files.copy()
-        bill.write_text(bill.read_text().replace(old, new))
-        files.write_sums(folder)
-        expect_in("the gate", files.gate(folder, status=1), expected)
+    ],
+)
+def test_gate_sees_another_bill(files, copy, old, new, expected):
+    """Although the checksums fit and are signed."""
+    (bill,) = copy.glob("*.spdx.json")
+    bill.write_text(bill.read_text().replace(old, new))
+    files.write_sums(copy)
+    assert expected in files.gate(copy, status=1)
 
 
-def check_page(files):
-    """The commands under "Download, check, unpack" work as they are printed, and
-    what is unpacked serves a CMake project."""
-    page = (files.checkout / "docs/using.md").read_text(encoding="utf-8")
-    section = page.split("\n## Download, check, unpack\n")[1].split("\n## ")[0]
-    download, configure = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
-    folder = files.copy()
-    shutil.copy(files.public_key, folder / "minisign.pub")
-    for path in (files.root / "examples/echo", files.root / "tests/consumers/quick_start"):
-        shutil.copytree(path, folder, dirs_exist_ok=True)
-    run(["sh", "-e", "-c", download.replace("VERSION", files.version)], cwd=folder)
-    runtime = files.root / "examples/runtime"
+def test_commands_of_the_page(files, copy, source):
+    """Those under "Download, check, unpack" work as they are printed, and what is
+    unpacked serves a CMake project."""
+    download, configure = code_blocks(source, "using.md", "Download, check, unpack", "sh")
+    shutil.copy(files.public_key, copy / "minisign.pub")
+    for path in (source / "examples/echo", source / "tests/consumers/quick_start"):
+        shutil.copytree(path, copy, dirs_exist_ok=True)
+    run(["sh", "-e", "-c", download.replace("VERSION", files.version)], cwd=copy)
     configure = configure.strip().replace("VERSION", files.version)
-    run(["sh", "-e", "-c", f"{configure} -DRPC_RUNTIME_DIR='{runtime}'"], cwd=folder)
-    run(["cmake", "--build", "build"], cwd=folder)
-    expect(
-        "what the example prints",
-        run([folder / "build/echo"]),
-        (files.root / "examples/echo/conversation.txt").read_text(encoding="utf-8"),
-    )
+    configure += f" -DRPC_RUNTIME_DIR='{source}/examples/runtime'"
+    run(["sh", "-e", "-c", configure], cwd=copy)
+    run(["cmake", "--build", "build"], cwd=copy)
+    conversation = (source / "examples/echo/conversation.txt").read_text()
+    assert run([copy / "build/echo"]) == conversation
 
 
-def expect_golden(files, plugin):
+def expect_golden(source, plugin, output):
     """Fails unless protoc writes the golden case with the plugin."""
-    case = files.checkout / "tests/golden/all_four_kinds"
+    case = source / "tests/golden/all_four_kinds"
     protos = [path.relative_to(case / "proto") for path in (case / "proto").rglob("*.*")]
-    output = fresh_folder(files.work / "output")
+    output.mkdir()
     run(
-        ["protoc", f"-I{files.checkout}/proto", f"-I{case}/proto"]
+        ["protoc", f"-I{source}/proto", f"-I{case}/proto"]
         + [f"--plugin=protoc-gen-qarn-rpc={plugin}", f"--qarn-rpc_out={output}", *protos]
     )
     run(["diff", "-r", case / "plain", output])
 
 
-def check_image(files):
+def test_image(files, source, tmp_path):
     """The image, as a folder that holds what its COPY names and nothing else: the
     programs in it answer protoc."""
-    lines = (files.checkout / "packaging/Containerfile").read_text().splitlines()
-    expect("the first line of the Containerfile", lines[0], "FROM scratch")
-    copy = re.fullmatch(r"COPY bin/ /(\S+)/", lines[1]) if len(lines) == 2 else None
-    if not copy:
-        raise Failure(f"the Containerfile has other lines than FROM and COPY: {lines}")
-    image = pathlib.Path(fresh_folder(files.work / "image"))
-    unpacked = pathlib.Path(fresh_folder(files.work / "unpacked"))
-    run(["tar", "-xf", next(files.folder.glob("*-linux-x86_64.tar.gz")), "-C", unpacked])
-    shutil.copytree(next(unpacked.iterdir()) / "bin", image / copy.group(1))
-    expect(
-        "the files of the image",
-        sorted(path.name for path in image.rglob("*") if path.is_file()),
-        ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"],
-    )
-    for program in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
-        plugin = files.work / "in-image"
-        plugin.write_text(f'#!/bin/sh\nexec chroot "{image}" /{copy.group(1)}/{program}\n')
+    first, copy_line = (source / "packaging/Containerfile").read_text().splitlines()
+    assert first == "FROM scratch"
+    place = re.fullmatch(r"COPY bin/ /(\S+)/", copy_line)[1]
+    image = tmp_path / "image"
+    shutil.copytree(files.unpack(tmp_path / "unpacked") / "bin", image / place)
+    held = sorted(path.name for path in image.rglob("*") if path.is_file())
+    assert held == list(PROGRAMS)
+    for program in PROGRAMS:
+        plugin = tmp_path / "in-image"
+        plugin.write_text(f'#!/bin/sh\nexec chroot "{image}" /{place}/{program}\n')
         plugin.chmod(0o755)
-        expect_golden(files, plugin)
+        expect_golden(source, plugin, tmp_path / f"output of {program}")
 
 
-def check_buf(files, programs):
-    """The buf project of the tests, with the programs of that folder."""
-    # The tests of users' builds look for what is installed here.
-    prefix = files.work / "consumers/moved/prefix"
-    shutil.rmtree(prefix, ignore_errors=True)
-    prefix.mkdir(parents=True)
-    run(
-        ["tar", "-xf", next(files.folder.glob("*-linux-x86_64.tar.gz")), "-C", prefix]
-        + ["--strip-components=1"]
-    )
-    shutil.rmtree(prefix / "bin")
-    (prefix / "bin").symlink_to(programs)
-    tools = files.root / "build/tools/node_modules/.bin"
-    path = f"{tools}:{os.environ['PATH']}"
-    if not shutil.which("buf", path=path):
-        files.not_tried.append("buf, for its project")
-        return
-    output = run(
-        [sys.executable, "-B", "-m", "consumers.consumers", "buf", "--source", files.root]
-        + ["--build", files.work, "--work", files.work / "consumers"],
-        cwd=files.root / "tests",
-        env={"PATH": path},
-    )
-    print(output)
-
-
-def check_npm(files):
-    """The npm packages, installed from the files without a network by the command
-    that the page prints, serve protoc and the buf project of the tests."""
-    if not shutil.which("npm"):
-        files.not_tried.append("npm, for its packages")
-        return
-    page = (files.checkout / "docs/using.md").read_text(encoding="utf-8")
-    section = page.split("\n## npm\n")[1].split("\n## ")[0]
-    install = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)[0]
-    folder = files.copy()
+@pytest.fixture(name="npm")
+def fixture_npm(source, files, copy):
+    """The folder node_modules of the npm packages, installed from the files without a
+    network by the command that the page prints."""
+    install = code_blocks(source, "using.md", "npm", "sh")[0]
     run(
         ["unshare", "--net", "sh", "-e", "-c", install.replace("VERSION", files.version)],
-        cwd=folder,
-        env={"HOME": str(folder), "npm_config_cache": str(folder / "cache")},
+        cwd=copy,
+        env={"HOME": str(copy), "npm_config_cache": str(copy / "cache")},
     )
-    for program in ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
-        expect_golden(files, folder / "node_modules/.bin" / program)
+    return copy / "node_modules"
+
+
+@pytest.mark.needs("npm")
+def test_npm_packages_serve_protoc(source, npm, tmp_path):
+    for program in PROGRAMS:
+        expect_golden(source, npm / ".bin" / program, tmp_path / f"output of {program}")
     schema = "morvane/qarn/rpc/service_options.proto"
+    run(["cmp", npm / "qarn-rpc-gen/include" / schema, source / "proto" / schema])
+
+
+@pytest.mark.needs("npm")
+def test_npm_packages_serve_buf(source, files, npm, tmp_path):
+    path = f"{source}/build/tools/node_modules/.bin:{os.environ['PATH']}"
+    if not shutil.which("buf", path=path):
+        pytest.skip("buf is not installed (npm's @bufbuild/buf)")
+    prefix = files.unpack(tmp_path / "prefix")
+    shutil.rmtree(prefix / "bin")
+    (prefix / "bin").symlink_to(npm / ".bin")
+    test = source / "tests/consumers/other_build_test.py::test_buf"
     run(
-        ["cmp", folder / "node_modules/qarn-rpc-gen/include" / schema]
-        + [files.root / "proto" / schema]
+        [sys.executable, "-B", "-m", "pytest", f"--basetemp={tmp_path}/buf", f"--prefix={prefix}"]
+        + [test],
+        env={"PATH": path},
     )
 
-    check_buf(files, folder / "node_modules/.bin")
 
-    # On Windows, Node looks for a file with the suffix of that system.
-    windows = folder / "node_modules/qarn-rpc-gen-win32-x64/bin"
+@pytest.mark.needs("npm")
+def test_npm_package_looks_for_the_name_that_windows_has(source, npm, tmp_path):
+    """There Node looks for a file with the suffix of that system."""
+    windows = npm / "qarn-rpc-gen-win32-x64/bin"
     windows.mkdir(parents=True)
-    shutil.copy(
-        folder / "node_modules/qarn-rpc-gen-linux-x64/bin/protoc-gen-qarn-rpc",
-        windows / "protoc-gen-qarn-rpc.exe",
-    )
-    pretended = files.work / "pretended-windows"
+    program = npm / "qarn-rpc-gen-linux-x64/bin/protoc-gen-qarn-rpc"
+    shutil.copy(program, windows / "protoc-gen-qarn-rpc.exe")
+    pretended = tmp_path / "pretended-windows"
     pretended.write_text(
         "#!/usr/bin/env node\n"
         'for (const [name, value] of [["platform", "win32"], ["arch", "x64"]]) {\n'
         "  Object.defineProperty(process, name, { value });\n"
         "}\n"
-        f'require("{folder}/node_modules/qarn-rpc-gen/run.js")("protoc-gen-qarn-rpc");\n'
+        f'require("{npm}/qarn-rpc-gen/run.js")("protoc-gen-qarn-rpc");\n'
     )
     pretended.chmod(0o755)
-    expect_golden(files, pretended)
-
-    # Without the package of the platform, a text says what is missing.
-    shutil.rmtree(folder / "node_modules/qarn-rpc-gen-linux-x64")
-    text = run([folder / "node_modules/.bin/protoc-gen-qarn-rpc"], status=1)
-    expect_in("without its program", text, "the package qarn-rpc-gen-linux-x64 is not installed")
+    expect_golden(source, pretended, tmp_path / "output")
 
 
-def main(arguments):
-    """Makes the files and tries them."""
-    if os.geteuid() != 0:
-        raise Skip("making a Debian root needs the user root")
-    need("git", "minisign", "mmdebstrap")
-    files = Files(pathlib.Path(arguments[0]), arguments[1])
-    files.make()
-    check_gate_passes(files)
-    check_gate_sees_each_byte(files)
-    check_gate_sees_more_than_sums(files)
-    check_page(files)
-    check_image(files)
-    check_npm(files)
-    if files.not_tried:
-        raise Skip(f"all that can be tried passed; not installed: {', '.join(files.not_tried)}")
-
-
-if __name__ == "__main__":
-    sys.exit(status_of(main, sys.argv[1:]))
+@pytest.mark.needs("npm")
+def test_npm_package_says_that_its_program_is_missing(npm):
+    shutil.rmtree(npm / "qarn-rpc-gen-linux-x64")
+    text = run([npm / ".bin/protoc-gen-qarn-rpc"], status=1)
+    assert "the package qarn-rpc-gen-linux-x64 is not installed" in text

@@ -1,23 +1,21 @@
-"""Makes all files of a release twice, from one source archive, with nothing alike
-that may differ between two machines: the place, the user, the time, the language,
-the time zone, the umask, the home folder, the modes of the sources and the order
-of the platforms. The files must be equal, byte for byte.
-
-  python3 -m release.reproducible_test ROOT WORK [PLATFORM...]
+"""All files of a release, made twice from one source archive, with nothing alike that
+may differ between two machines: the place, the user, the time, the language, the time
+zone, the umask, the home folder, the modes of the sources and the order of the
+platforms. The files are equal, byte for byte.
 
 If they are not, diffoscope says where they differ, if it is installed.
 """
 
 import filecmp
 import os
-import pathlib
 import re
 import shutil
 import subprocess
-import sys
 
-from release.checkout import copy_tree, project_of
-from support.testkit import Failure, Skip, expect, fresh_folder, need, run, status_of
+import pytest
+
+from release.checkout import copy_tree, pack, project_of
+from support.commands import run
 
 PLACES = ("/one", "/var/tmp/the_place_of_another_user")
 USER = "4711"
@@ -82,30 +80,21 @@ def differences(one, other):
     )
 
 
-def main(arguments):
-    """Builds twice and compares."""
-    if os.geteuid() != 0:
-        raise Skip("making a Debian root needs the user root")
-    need("mmdebstrap")
-    source, work = pathlib.Path(arguments[0]), pathlib.Path(fresh_folder(arguments[1]))
-    known = project_of(source).platforms()
-    platforms = arguments[2:] or list(known)
+@pytest.mark.skipif(os.geteuid() != 0, reason="making a Debian root needs the user root")
+@pytest.mark.needs("mmdebstrap")
+def test_two_builds_are_equal(source, tmp_path):
+    project = project_of(source)
+    platforms = project.platforms()
     root = Root(source)
-    version, _, epoch = run([source / "scripts/release/project.py"]).split()
-    name = f"qarn-rpc-gen-{version}"
-    archive = work / f"{name}.tar.gz"
-    copy_tree(source, work / name)
-    run(
-        [source / "scripts/release/pack.py", work / name, archive],
-        env={"SOURCE_DATE_EPOCH": epoch},
-    )
+    name = f"qarn-rpc-gen-{project.version_of(source)}"
+    archive = tmp_path / f"{name}.tar.gz"
+    pack(source, copy_tree(source, tmp_path / name), archive)
     faked = root.run("faketime", "-f", "+400d", "date", "+%s").split()[-1]
-    if int(faked) < int(root.run("date", "+%s").split()[-1]) + 300 * 86400:
-        raise Failure("faketime does not change the time")
+    now = root.run("date", "+%s").split()[-1]
+    assert int(faked) >= int(now) + 300 * 86400, "faketime does not change the time"
 
-    one = build(root, PLACES[0], archive, "022", ["env"], platforms)
-    if "win64" in platforms:
-        rebuild_windows_protobuf(root, PLACES[0])
+    one = build(root, PLACES[0], archive, "022", ["env"], list(platforms))
+    rebuild_windows_protobuf(root, PLACES[0])
     two = build(
         root,
         PLACES[1],
@@ -115,26 +104,20 @@ def main(arguments):
         + ["env", "HOME=/nonexistent", "LANG=tr_TR.UTF-8", "LC_ALL=tr_TR.UTF-8"]
         + ["LANGUAGE=tr", "TZ=Asia/Kathmandu", "USER=somebody", "SOURCE_DATE_EPOCH=1"]
         + ["faketime", "-f", "+400d"],
-        platforms[::-1],
+        list(platforms)[::-1],
     )
     made = sorted(path.name for path in one.iterdir())
-    debs = [platform for platform in platforms if known[platform].has_deb]
-    expect("the number of files", len(made), 3 + 3 * len(platforms) + len(debs))
+    debs = [platform for platform in platforms.values() if platform.has_deb]
+    assert len(made) == 3 + 3 * len(platforms) + len(debs)
     different = differences(one, two)
     for name in different:
-        print(name)
         if shutil.which("diffoscope"):
             subprocess.run(["diffoscope", one / name, two / name], check=False)
-    expect("files that differ", different, [])
+    assert different == []
     for name in made:
-        size = (one / name).stat().st_size
-        print(f"{name}: {size} bytes, twice the same")
+        print(f"{name}: {(one / name).stat().st_size} bytes, twice the same")
     # A path of the build would be one that differs elsewhere.
     for path in one.glob("*.spdx.json"):
-        expect("paths in the bill", re.findall("/one|/tree", path.read_text("utf-8")), [])
+        assert re.findall("/one|/tree", path.read_text()) == []
     for place in PLACES:
         shutil.rmtree(root.path(place))
-
-
-if __name__ == "__main__":
-    sys.exit(status_of(main, sys.argv[1:]))

@@ -1,225 +1,163 @@
-// What the runtime promises within the process about delivery and lifetime. The
-// messages here are no protobuf ones, so that bytes can be anything; run this
-// under AddressSanitizer for its full worth.
+// What the runtime promises of a call over either channel: delivery, ends,
+// lifetime. Run it under AddressSanitizer and ThreadSanitizer for its full
+// worth.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <boost/shared_ptr.hpp>
-#include <functional>
+#include <future>
 #include <memory>
+#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "desk.h"
 #include "qarn/rpc.h"
+#include "qarn/rpc/websocket.h"
 
 namespace {
 
 using ::qarn::rpc::CallContext;
-using ::qarn::rpc::CallHandle;
-using ::qarn::rpc::CallObserver;
 using ::qarn::rpc::ClientContext;
-using ::qarn::rpc::LocalChannel;
+using ::qarn::rpc::SendResult;
 using ::qarn::rpc::Status;
 using ::qarn::rpc::StatusCode;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
-// A message as the runtime needs it. The text "garbled" does not parse.
-struct Text {
-  Text() = default;
-  explicit Text(std::string t) : text(std::move(t)) {}
-  std::string SerializePartialAsString() const { return text; }
-  bool ParsePartialFromString(const std::string& bytes) {
-    text = bytes;
-    return bytes != "garbled";
-  }
-  std::string text;
-};
+const char kDropped[] = "the handle was dropped, not closed";
 
-using Handle = boost::intrusive_ptr<CallHandle<Text>>;
+enum class Way { kLocal, kWebSocket };
 
-// Logs what it sees and then does what the test gave it to do.
-class Observer : public CallObserver<Text> {
- public:
-  explicit Observer(std::vector<std::string>* log) : log_(log) {}
-  ~Observer() override {
-    if (on_delete) on_delete();
-  }
-  void OnMessage(const Text& message) override {
-    log_->push_back("<" + message.text);
-    if (on_message) on_message(message.text);
-    log_->push_back(message.text + ">");
-  }
-  void OnEnd(const Status& status) override {
-    log_->push_back(status.ok() ? "end" : "end: " + status.message());
-    code = status.code();
-    if (on_end) on_end();
-  }
+std::string WayName(const ::testing::TestParamInfo<Way>& info) {
+  return info.param == Way::kLocal ? "Local" : "WebSocket";
+}
 
-  std::function<void(const std::string&)> on_message;
-  std::function<void()> on_end;
-  std::function<void()> on_delete;
-  StatusCode code = StatusCode::kOk;
-
- private:
-  std::vector<std::string>* const log_;
-};
-
-// Hand-written as generated code would be, with handlers that a test sets.
-struct Desk {
-  static const char* full_name() { return "Desk"; }
-  class Service : public ::qarn::rpc::ServiceBase {
-   public:
-    void Ask(CallContext* context, const Text& request, const Handle& handle) {
-      ask(*context, request, handle);
-    }
-    CallObserver<Text>* Talk(CallContext* context, const Handle& handle) {
-      return talk(context, handle);
-    }
-    std::function<void(const CallContext&, const Text&, const Handle&)> ask;
-    std::function<CallObserver<Text>*(CallContext*, const Handle&)> talk;
-  };
-};
-
-struct AskTraits {
-  static const char* name() { return "Ask"; }
-  static const char* full_name() { return "Desk/Ask"; }
-  static const ::qarn::rpc::RpcMethodType rpc_type = ::qarn::rpc::RMT_SIMPLE;
-  typedef Text request;
-  typedef Text response;
-};
-
-struct TalkTraits {
-  static const char* name() { return "Talk"; }
-  static const char* full_name() { return "Desk/Talk"; }
-  static const ::qarn::rpc::RpcMethodType rpc_type =
-      ::qarn::rpc::RMT_BIDI_STREAMING;
-  typedef Text request;
-  typedef Text response;
-};
-
-class CallTest : public ::testing::Test {
+class CallTest : public ::testing::TestWithParam<Way> {
  protected:
-  CallTest()
-      : service_("Desk"), channel_(new LocalChannel), client_(&client_log_) {
-    using ::qarn::rpc::RpcServiceMethodT;
-    service_.AddMethod(
-        new RpcServiceMethodT<Desk, AskTraits>(&desk_, &Desk::Service::Ask));
-    service_.AddMethod(
-        new RpcServiceMethodT<Desk, TalkTraits>(&desk_, &Desk::Service::Talk));
-    channel_->Register(&service_);
+  CallTest() {
     // By default each Talk call logs its requests, and keeps its handle here.
     desk_.talk = [this](CallContext*, const Handle& handle) {
-      server_handle_ = handle;
+      server_handle_.set_value(handle);
       return NewServerObserver();
     };
+    std::string reason;
+    server_.Register(&service_);
+    EXPECT_TRUE(server_.Listen("127.0.0.1", 0, &reason)) << reason;
+    channel_ = NewChannel();
+  }
+
+  ChannelPtr NewChannel() {
+    if (GetParam() == Way::kWebSocket) {
+      return ChannelPtr(
+          new qarn::rpc::WebSocketChannel(&loop_, "127.0.0.1", server_.port()));
+    }
+    const boost::shared_ptr<qarn::rpc::LocalChannel> local(
+        new qarn::rpc::LocalChannel);
+    local->Register(&service_);
+    return local;
   }
 
   Observer* NewServerObserver() {
     auto* const observer = new Observer(&server_log_);
-    observer->on_delete = [this] { ++deleted_; };
+    observer->on_delete = [this] { server_log_.Add("deleted"); };
     return observer;
   }
-
   Handle Ask(const std::string& text) {
-    return ::qarn::rpc::client::AsyncSimpleCall(
-        channel_,
-        ::qarn::rpc::make_rpc_method<Desk, AskTraits>(::qarn::rpc::CS_CLIENT),
-        ClientContext("me"), Text(text), &client_);
+    return ::Ask(channel_, text, &client_, ClientContext("me"));
   }
-
-  Handle Talk() {
-    return ::qarn::rpc::client::AsyncStreamingCall<Text, Text>(
-        channel_,
-        ::qarn::rpc::make_rpc_method<Desk, TalkTraits>(::qarn::rpc::CS_CLIENT),
-        ClientContext("me"), &client_);
-  }
+  Handle Talk() { return ::Talk(channel_, &client_, ClientContext("me")); }
+  // Of the one Talk call.
+  Handle ServerHandle() { return server_handle_.get_future().get(); }
 
   Desk::Service desk_;
-  ::qarn::rpc::RpcService service_;
-  boost::shared_ptr<LocalChannel> channel_;
-  std::vector<std::string> client_log_;
-  std::vector<std::string> server_log_;
-  Observer client_;
-  Handle server_handle_;
-  int deleted_ = 0;
+  DeskService service_{&desk_};
+  Log client_log_;
+  Log server_log_;
+  Observer client_{&client_log_};
+  std::promise<Handle> server_handle_;
+  qarn::rpc::Loop loop_;
+  qarn::rpc::WebSocketServer server_{&loop_};
+  ChannelPtr channel_;
 };
 
-TEST_F(CallTest, ServerMayAnswerAfterTheHandlerReturned) {
-  Handle kept;
+INSTANTIATE_TEST_SUITE_P(Ways, CallTest,
+                         ::testing::Values(Way::kLocal, Way::kWebSocket),
+                         WayName);
+
+TEST_P(CallTest, ServerMayAnswerAfterTheHandlerReturned) {
+  std::promise<Handle> kept;
   desk_.ask = [&](const CallContext&, const Text&, const Handle& handle) {
-    kept = handle;
+    kept.set_value(handle);
   };
   Ask("q");
-  EXPECT_THAT(client_log_, IsEmpty());
-  kept->Send(Text("late"));
-  kept->Close();
-  EXPECT_THAT(client_log_, ElementsAre("<late", "late>", "end"));
+  const Handle handle = kept.get_future().get();
+  EXPECT_EQ(handle->Send(Text("late")), SendResult::kSent);
+  handle->Close();
+  EXPECT_THAT(client_log_.Lines(3),
+              ElementsAre("<late", "late>", EndLine(StatusCode::kOk)));
 }
 
-TEST_F(CallTest, ServerThatDropsItsHandleAbandonsTheCall) {
+TEST_P(CallTest, ServerThatDropsItsHandleAbandonsTheCall) {
   desk_.ask = [](const CallContext&, const Text&, const Handle&) {};
   Ask("q");
-  EXPECT_EQ(client_.code, StatusCode::kAbandoned);
-  EXPECT_THAT(client_log_,
-              ElementsAre("end: the handle was dropped, not closed"));
+  EXPECT_THAT(client_log_.Lines(1),
+              ElementsAre(EndLine(StatusCode::kAbandoned, kDropped)));
 }
 
-TEST_F(CallTest, ClientThatDropsItsHandleAbandonsTheCall) {
+TEST_P(CallTest, ClientThatDropsItsHandleAbandonsTheCall) {
   Talk();
-  EXPECT_THAT(server_log_,
-              ElementsAre("end: the handle was dropped, not closed"));
-  EXPECT_EQ(deleted_, 1);
+  EXPECT_THAT(
+      server_log_.Lines(2),
+      ElementsAre(EndLine(StatusCode::kAbandoned, kDropped), "deleted"));
   // The answers are a direction of their own, which is still open.
-  EXPECT_THAT(client_log_, IsEmpty());
-  server_handle_->Close();
-  EXPECT_THAT(client_log_, ElementsAre("end"));
+  const Handle handle = ServerHandle();
+  EXPECT_EQ(handle->Send(Text("a")), SendResult::kSent);
+  handle->Close();
+  EXPECT_THAT(client_log_.Lines(3),
+              ElementsAre("<a", "a>", EndLine(StatusCode::kOk)));
 }
 
-TEST_F(CallTest, ServersObserverIsDeletedAfterItsEndThoughTheHandleIsKept) {
+TEST_P(CallTest, ServersObserverIsDeletedAfterItsEndThoughTheHandleIsKept) {
   const Handle call = Talk();
   call->Send(Text("a"));
-  EXPECT_EQ(deleted_, 0);
   call->Close();
-  EXPECT_EQ(deleted_, 1);
-  EXPECT_THAT(server_log_, ElementsAre("<a", "a>", "end"));
-
-  EXPECT_FALSE(call->Send(Text("b")));
+  EXPECT_EQ(call->Send(Text("b")), SendResult::kEnded);
   call->Close(Status(StatusCode::kFailed, "once more"));
-  EXPECT_THAT(server_log_, ElementsAre("<a", "a>", "end"));
+  EXPECT_THAT(server_log_.Lines(4),
+              ElementsAre("<a", "a>", EndLine(StatusCode::kOk), "deleted"));
 }
 
-TEST_F(CallTest, HandlesOutliveTheServerAndTheChannel) {
-  Handle call;
-  {
-    Desk::Service short_lived;
-    short_lived.talk = desk_.talk;
-    ::qarn::rpc::RpcService service("Desk");
-    service.AddMethod(new ::qarn::rpc::RpcServiceMethodT<Desk, TalkTraits>(
-        &short_lived, &Desk::Service::Talk));
-    channel_.reset(new LocalChannel);
-    channel_->Register(&service);
-    call = Talk();
-    channel_.reset();
-  }
-  call->Close();
-  EXPECT_FALSE(call->Send(Text("a")));
-  EXPECT_THAT(server_log_, ElementsAre("end"));
-}
-
-TEST_F(CallTest, StatusOfTheServerReachesTheClient) {
+TEST_P(CallTest, StatusAndTextReachTheOtherSide) {
+  const std::string text = "50% of \xff bytes:\n any";
   const Handle call = Talk();
-  server_handle_->Close(Status(StatusCode::kFailed, "no more"));
-  EXPECT_EQ(client_.code, StatusCode::kFailed);
-  EXPECT_THAT(client_log_, ElementsAre("end: no more"));
-  EXPECT_FALSE(server_handle_->Send(Text("too late")));
+  ServerHandle()->Close(Status(StatusCode::kFailed, text));
+  EXPECT_THAT(client_log_.Lines(1),
+              ElementsAre(EndLine(StatusCode::kFailed, text)));
   // The client may go on; the server's observer still listens.
-  EXPECT_TRUE(call->Send(Text("a")));
-  EXPECT_THAT(server_log_, ElementsAre("<a", "a>"));
+  EXPECT_EQ(call->Send(Text("a")), SendResult::kSent);
+  call->Close(Status(StatusCode::kCancelled, ""));
+  EXPECT_THAT(
+      server_log_.Lines(4),
+      ElementsAre("<a", "a>", EndLine(StatusCode::kCancelled), "deleted"));
 }
 
-TEST_F(CallTest, MessageSentWhileOneIsDeliveredWaits) {
+TEST_P(CallTest, UnknownMethodsAndServicesHaveTheirStatus) {
+  const qarn::rpc::RpcMethod no_method(
+      "Desk", "No", "Desk/No", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
+  qarn::rpc::client::AsyncSimpleCall(channel_, no_method, ClientContext(),
+                                     Text("q"), &client_);
+  EXPECT_THAT(client_log_.Lines(1),
+              ElementsAre(EndLine(StatusCode::kUnknownMethod,
+                                  "no method Desk/No is known")));
+  const qarn::rpc::RpcMethod no_service(
+      "No", "No", "No/No", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
+  qarn::rpc::client::AsyncSimpleCall(channel_, no_service, ClientContext(),
+                                     Text("q"), &client_);
+  EXPECT_EQ(client_log_.Lines(2)[1], EndLine(StatusCode::kUnknownService,
+                                             "no service No is registered"));
+}
+
+TEST_P(CallTest, MessageSentWhileOneIsDeliveredWaits) {
   // The client answers "a" with "b", and the server sends back all it gets.
   Handle call;
   desk_.talk = [this](CallContext*, const Handle& handle) {
@@ -234,41 +172,33 @@ TEST_F(CallTest, MessageSentWhileOneIsDeliveredWaits) {
   };
   call = Talk();
   call->Send(Text("a"));
-  EXPECT_THAT(server_log_, ElementsAre("<a", "a>", "<b", "b>"));
-  EXPECT_THAT(client_log_, ElementsAre("<a", "a>", "<b", "b>"));
+  EXPECT_THAT(server_log_.Lines(4), ElementsAre("<a", "a>", "<b", "b>"));
+  EXPECT_THAT(client_log_.Lines(4), ElementsAre("<a", "a>", "<b", "b>"));
   call->Close();
-  EXPECT_EQ(client_.code, StatusCode::kAbandoned);  // nobody closed the answers
+  // Nobody closed the answers.
+  EXPECT_EQ(client_log_.Lines(5)[4], EndLine(StatusCode::kAbandoned, kDropped));
 }
 
-TEST_F(CallTest, CloseWhileAMessageIsDeliveredWaits) {
-  Handle call;
-  desk_.talk = [&](CallContext*, const Handle&) {
-    Observer* const observer = NewServerObserver();
-    observer->on_message = [&](const std::string&) { call->Close(); };
-    return observer;
-  };
-  call = Talk();
-  call->Send(Text("a"));
-  EXPECT_THAT(server_log_, ElementsAre("<a", "a>", "end"));
-  EXPECT_EQ(deleted_, 1);
+TEST_P(CallTest, CancelOfEitherSideEndsBothDirections) {
+  const std::string cancelled =
+      EndLine(StatusCode::kCancelled, "the call was cancelled");
+  {
+    const Handle call = Talk();
+    const Handle server_handle = ServerHandle();
+    call->Cancel();
+    EXPECT_TRUE(call->closed());
+    EXPECT_THAT(server_log_.Lines(2), ElementsAre(cancelled, "deleted"));
+    EXPECT_THAT(client_log_.Lines(1), ElementsAre(cancelled));
+    EXPECT_EQ(call->Send(Text("a")), SendResult::kEnded);
+  }
+  server_handle_ = std::promise<Handle>();
+  const Handle call = Talk();
+  ServerHandle()->Cancel();
+  EXPECT_EQ(server_log_.Lines(4)[2], cancelled);
+  EXPECT_EQ(client_log_.Lines(2)[1], cancelled);
 }
 
-TEST_F(CallTest, ObserverMayDropTheLastHandleOfItsCall) {
-  Handle call;
-  desk_.talk = [&](CallContext*, const Handle&) {
-    Observer* const observer = NewServerObserver();
-    observer->on_message = [&](const std::string&) { call.reset(); };
-    return observer;
-  };
-  call = Talk();
-  call->Send(Text("a"));
-  EXPECT_THAT(
-      server_log_,
-      ElementsAre("<a", "a>", "end: the handle was dropped, not closed"));
-  EXPECT_EQ(deleted_, 1);
-}
-
-TEST_F(CallTest, ObserverMayDropTheLastHandleAtItsEnd) {
+TEST_P(CallTest, ObserverMayDropTheLastHandleOfItsCall) {
   Handle call;
   client_.on_end = [&] { call.reset(); };
   desk_.talk = [this](CallContext*, const Handle& handle) {
@@ -277,58 +207,151 @@ TEST_F(CallTest, ObserverMayDropTheLastHandleAtItsEnd) {
     return observer;
   };
   call = Talk();
-  call->Close();
+  Handle(call)->Close();
+  EXPECT_THAT(client_log_.Lines(1), ElementsAre(EndLine(StatusCode::kOk)));
   EXPECT_EQ(call, nullptr);
-  EXPECT_EQ(deleted_, 1);
-  EXPECT_THAT(client_log_, ElementsAre("end"));
 }
 
-TEST_F(CallTest, NullObserversTakeNothing) {
-  desk_.talk = [](CallContext*, const Handle& handle) {
+TEST_P(CallTest, NullObserversTakeNothing) {
+  desk_.talk = [this](CallContext*, const Handle& handle) {
     handle->Send(Text("unheard"));
     handle->Close();
+    server_handle_.set_value(handle);
     return nullptr;
   };
-  CallObserver<Text>* const nobody = nullptr;
-  const Handle call = ::qarn::rpc::client::AsyncStreamingCall<Text, Text>(
-      channel_,
-      ::qarn::rpc::make_rpc_method<Desk, TalkTraits>(::qarn::rpc::CS_CLIENT),
-      ClientContext(), nobody);
-  EXPECT_TRUE(call->Send(Text("unheard")));
+  const Handle call = ::Talk(channel_, nullptr);
+  EXPECT_EQ(call->Send(Text("unheard")), SendResult::kSent);
+  EXPECT_TRUE(ServerHandle()->closed());
   call->Close();
 }
 
-TEST_F(CallTest, GarbledRequestEndsTheCall) {
-  desk_.ask = [](const CallContext&, const Text&, const Handle&) { FAIL(); };
-  Ask("garbled");
-  EXPECT_EQ(client_.code, StatusCode::kBadMessage);
-  EXPECT_EQ(client_log_.size(), 1u);
-}
-
-TEST_F(CallTest, GarbledMessageEndsAStreamOnce) {
+TEST_P(CallTest, BytesThatAreNoMessageEndTheCallAtBothSides) {
+  const std::string bad =
+      EndLine(StatusCode::kBadMessage,
+              "the bytes are not a message of the method's type");
   const Handle call = Talk();
+  const Handle server_handle = ServerHandle();
   call->Send(Text("a"));
   call->Send(Text("garbled"));
   call->Send(Text("b"));
-  call->Close();
-  EXPECT_THAT(
-      server_log_,
-      ElementsAre("<a", "a>",
-                  "end: the bytes are not a message of the method's type"));
+  EXPECT_THAT(server_log_.Lines(4), ElementsAre("<a", "a>", bad, "deleted"));
+  EXPECT_THAT(client_log_.Lines(1), ElementsAre(bad));
+  EXPECT_TRUE(server_handle->closed());
 }
 
-TEST_F(CallTest, ContextHoldsAsLongAsTheObserver) {
-  std::string seen;
-  desk_.talk = [&](CallContext* context, const Handle& handle) {
-    Observer* const observer = NewServerObserver();
-    server_handle_ = handle;
-    observer->on_delete = [&seen, context] {
-      seen = context->client().label() + " called " + context->method();
+TEST_P(CallTest, AnswerThatIsNoMessageIsSaidToTheServer) {
+  const Handle call = Talk();
+  const Handle server_handle = ServerHandle();
+  server_handle->Send(Text("garbled"));
+  const std::string bad =
+      EndLine(StatusCode::kBadMessage,
+              "the bytes are not a message of the method's type");
+  EXPECT_THAT(client_log_.Lines(1), ElementsAre(bad));
+  EXPECT_THAT(server_log_.Lines(2), ElementsAre(bad, "deleted"));
+  EXPECT_TRUE(Closes(server_handle));
+  EXPECT_TRUE(Closes(call));
+}
+
+TEST_P(CallTest, SecondMessageWhereThereIsOneEndsTheCall) {
+  desk_.ask = [](const CallContext&, const Text&, const Handle& handle) {
+    handle->Send(Text("a"));
+    handle->Send(Text("b"));
+    handle->Close();
+  };
+  Ask("q");
+  EXPECT_THAT(client_log_.Lines(3),
+              ElementsAre("<a", "a>",
+                          EndLine(StatusCode::kBadMessage,
+                                  "a second message came, and the method "
+                                  "has one")));
+}
+
+TEST_P(CallTest, WhatThrowsEndsItsCallAlone) {
+  const std::string failed =
+      EndLine(StatusCode::kFailed, "a handler or observer threw");
+  const Handle other = Talk();
+  ServerHandle();
+  Log log;
+  Observer observer(&log);
+  desk_.ask = [](const CallContext&, const Text&, const Handle& handle) {
+    handle->Send(Text("a"));
+    throw std::runtime_error("handler");
+  };
+  ::Ask(channel_, "q", &observer);
+  EXPECT_THAT(log.Lines(3), ElementsAre("<a", "a>", failed));
+
+  desk_.talk = [](CallContext*, const Handle&) -> Observer* { throw 1; };
+  ::Talk(channel_, &observer);
+  EXPECT_EQ(log.Lines(4)[3], failed);
+
+  Log requests;
+  desk_.talk = [&requests](CallContext*, const Handle& handle) {
+    auto* const receiver = new Observer(&requests);
+    receiver->on_end = [handle] { throw std::runtime_error("end"); };
+    return receiver;
+  };
+  ::Talk(channel_, &observer)->Close();
+  EXPECT_EQ(log.Lines(5)[4], failed);
+
+  observer.on_message = [](const std::string&) {
+    throw std::runtime_error("");
+  };
+  desk_.talk = [this](CallContext*, const Handle& handle) {
+    handle->Send(Text("b"));
+    return NewServerObserver();
+  };
+  const Handle call = ::Talk(channel_, &observer);
+  EXPECT_EQ(log.Lines(7)[6], failed);
+  EXPECT_THAT(server_log_.Lines(2), ElementsAre(failed, "deleted"));
+
+  EXPECT_EQ(other->Send(Text("c")), SendResult::kSent);
+  EXPECT_EQ(server_log_.Lines(4)[3], "c>");
+}
+
+TEST_P(CallTest, ContextHoldsAsLongAsTheObserver) {
+  desk_.talk = [&](CallContext* context, const Handle&) {
+    auto* const observer = new Observer(&server_log_);
+    observer->on_delete = [this, context] {
+      server_log_.Add(context->client().label() + " called " +
+                      context->method());
     };
     return observer;
   };
   Talk()->Close();
-  EXPECT_EQ(seen, "me called Desk/Talk");
+  EXPECT_EQ(server_log_.Lines(2)[1], "me called Desk/Talk");
+}
+
+// The channel, the handle and the observer are all of one object here.
+TEST_P(CallTest, EndMayDestroyAllThatTheClientHas) {
+  struct Client {
+    explicit Client(Log* log) : observer(log) {}
+    Observer observer;
+    ChannelPtr channel;
+    Handle handle;
+  };
+  desk_.ask = [](const CallContext&, const Text&, const Handle& handle) {
+    handle->Close();
+  };
+  for (const char* const name : {"Desk", "No"}) {
+    const qarn::rpc::RpcMethod method(
+        name, "Ask", "Desk/Ask", qarn::rpc::RMT_SIMPLE, qarn::rpc::CS_CLIENT);
+    Log log;
+    auto* const client = new Client(&log);
+    client->channel = NewChannel();
+    std::promise<void> is_set;
+    client->observer.on_end = [client, set = is_set.get_future().share()] {
+      set.wait();
+      delete client;
+    };
+    if (GetParam() == Way::kLocal) is_set.set_value();
+    const Handle handle = qarn::rpc::client::AsyncSimpleCall(
+        client->channel, method, ClientContext(), Text(""), &client->observer);
+    if (GetParam() == Way::kWebSocket) {
+      client->handle = handle;
+      is_set.set_value();
+    }
+    EXPECT_EQ(log.Lines(1).size(), 1u);
+  }
 }
 
 }  // namespace

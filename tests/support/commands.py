@@ -8,7 +8,7 @@ import subprocess
 def run(command, cwd=None, env=None, status=0, stdin=None, merge=True, text=True):
     """Runs the command, a list, and returns what it printed.
 
-    env: is added to the environment.
+    env: is added to the environment; its values may be paths.
     status: the test fails unless the command ends with it; None takes any but 0.
     stdin: the path of a file; without one the command reads nothing.
     merge: whether the standard error is returned with the output, or left out.
@@ -20,7 +20,7 @@ def run(command, cwd=None, env=None, status=0, stdin=None, merge=True, text=True
         done = subprocess.run(
             command,
             cwd=cwd,
-            env={**os.environ, **(env or {})},
+            env={**os.environ, **{name: str(value) for name, value in (env or {}).items()}},
             stdin=stdin_file,
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT if merge else subprocess.PIPE,

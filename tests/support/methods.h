@@ -1,10 +1,14 @@
-// The service that tests of single printers share, and what they start from.
+// The service that tests of single printers share, and the checks of a printer
+// that is called alone.
 
 #ifndef QARN_RPC_TESTS_SUPPORT_METHODS_H_
 #define QARN_RPC_TESTS_SUPPORT_METHODS_H_
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/io/printer.h>
+#include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 #include "naming/variables.h"
@@ -16,39 +20,39 @@ namespace rpc {
 namespace testing {
 
 // Service Kinds in package p: the methods Get (simple), List (server
-// streaming), Put (client streaming) and Talk (bidirectional), each from Ask to
-// Answer; then GetHere and PutHere, which are Get and Put with
-// requires_local_context, and NotPut, whose client_streaming is false.
-inline const google::protobuf::ServiceDescriptor* KindsService() {
+// streaming), Put (client streaming) and Talk (bidirectional). Each has
+// messages of its own, such as GetAsk and GetAnswer, so that the text of one
+// method is never that of another.
+inline const google::protobuf::FileDescriptor* KindsFile() {
   static const google::protobuf::FileDescriptor* const file =
       ParseFile("kinds.proto", FileHead("p") + R"(
-message Ask {}
-message Answer {}
+message GetAsk {}
+message GetAnswer {}
+message ListAsk {}
+message ListAnswer {}
+message PutAsk {}
+message PutAnswer {}
+message TalkAsk {}
+message TalkAnswer {}
 service Kinds {
-  rpc Get(Ask) returns (Answer);
-  rpc List(Ask) returns (Answer) {
+  rpc Get(GetAsk) returns (GetAnswer);
+  rpc List(ListAsk) returns (ListAnswer) {
     option (morvane.qarn.rpc.server_streaming) = true;
   }
-  rpc Put(Ask) returns (Answer) {
+  rpc Put(PutAsk) returns (PutAnswer) {
     option (morvane.qarn.rpc.client_streaming) = true;
   }
-  rpc Talk(Ask) returns (Answer) {
+  rpc Talk(TalkAsk) returns (TalkAnswer) {
     option (morvane.qarn.rpc.client_streaming) = true;
     option (morvane.qarn.rpc.server_streaming) = true;
-  }
-  rpc GetHere(Ask) returns (Answer) {
-    option (morvane.qarn.rpc.requires_local_context) = true;
-  }
-  rpc PutHere(Ask) returns (Answer) {
-    option (morvane.qarn.rpc.client_streaming) = true;
-    option (morvane.qarn.rpc.requires_local_context) = true;
-  }
-  rpc NotPut(Ask) returns (Answer) {
-    option (morvane.qarn.rpc.client_streaming) = false;
   }
 }
 )");
-  return file->service(0);
+  return file;
+}
+
+inline const google::protobuf::ServiceDescriptor* KindsService() {
+  return KindsFile()->service(0);
 }
 
 inline const google::protobuf::MethodDescriptor* KindsMethod(
@@ -56,26 +60,50 @@ inline const google::protobuf::MethodDescriptor* KindsMethod(
   return KindsService()->FindMethodByName(name);
 }
 
-// The variables that the callers of the printers set.
-inline VariableMap KindsVars() {
-  return {{"Package", "p"},
-          {"PackageDot", "p."},
-          {"Service", "Kinds"},
-          {"ns", "api::"},
-          {"prefix", "api"}};
+// A printer's call, with the caller's variables.
+using Print = std::function<void(google::protobuf::io::Printer*, VariableMap*)>;
+
+// `text` with each line that is not empty two spaces further in.
+inline std::string Indented(const std::string& text) {
+  std::string indented;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\n' && (i == 0 || text[i - 1] == '\n')) {
+      indented += "  ";
+    }
+    indented += text[i];
+  }
+  return indented;
 }
 
-// What `print` prints for `service`, with the variables of KindsVars() and the
-// name of the service.
-inline std::string PrintedFor(
-    const google::protobuf::ServiceDescriptor* service,
-    void (*print)(google::protobuf::io::Printer*,
-                  const google::protobuf::ServiceDescriptor*, VariableMap*)) {
-  VariableMap vars = KindsVars();
-  vars["Service"] = std::string(service->name());
-  return Printed([&](google::protobuf::io::Printer* printer) {
-    print(printer, service, &vars);
-  });
+// Expects of `print`, called alone, the piece of `whole`, a section of a file,
+// that it stands for: at `depth` indentations, with the variables `needed` that
+// its contract asks for and no others, with those of another method beside, and
+// at one indentation more. Afterwards the map must hold `method`, the last that
+// was printed.
+inline void ExpectPieceOf(const std::string& whole, int depth,
+                          const VariableMap& needed, const std::string& method,
+                          const Print& print) {
+  const auto printed_at = [&](int depth_of_caller, VariableMap vars) {
+    const std::string text =
+        Printed([&](google::protobuf::io::Printer* printer) {
+          for (int i = 0; i < depth_of_caller; ++i) {
+            printer->Indent();
+          }
+          print(printer, &vars);
+          for (int i = 0; i < depth_of_caller; ++i) {
+            printer->Outdent();
+          }
+        });
+    EXPECT_EQ(vars["Method"], method);
+    return text;
+  };
+  const std::string text = printed_at(depth, needed);
+  EXPECT_NE(text, "");
+  EXPECT_NE(("\n" + whole).find("\n" + text), std::string::npos) << text;
+  VariableMap of_another = needed;
+  SetMethodVars(KindsMethod(method == "List" ? "Put" : "List"), of_another);
+  EXPECT_EQ(printed_at(depth, of_another), text);
+  EXPECT_EQ(printed_at(depth + 1, needed), Indented(text));
 }
 
 }  // namespace testing

@@ -93,12 +93,6 @@ def has_match(lines, pattern):
     return any(re.search(pattern, line) for line in lines)
 
 
-# For the scripts that do not know has_match yet.
-def unmatched_pattern(lines, patterns):
-    """The first of the patterns that matches none of the lines, or None."""
-    return next((pattern for pattern in patterns if not has_match(lines, pattern)), None)
-
-
 def expect_refused_for_its_cause(refused, accepted, patterns):
     """Fails unless each of the attempts `accepted` succeeds, which have not the
     cause, and each of `refused` fails with errors that match the patterns."""

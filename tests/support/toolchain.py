@@ -10,7 +10,7 @@ import concurrent.futures
 import os
 import pathlib
 
-from support.testkit import run, write
+from support.commands import run
 
 WARNINGS = [
     "-Wall",
@@ -86,13 +86,11 @@ class Toolchain:
 
     def make_prefix(self):
         """Prebuilds the headers that most sources include."""
-        write(self.prefix, PREFIX_TEXT)
+        self.prefix.parent.mkdir(parents=True, exist_ok=True)
+        self.prefix.write_text(PREFIX_TEXT)
         suffix = ".pch" if self.is_clang else ".gch"
-        run(
-            self.command
-            + WARNINGS
-            + ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"]
-        )
+        options = ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"]
+        run(self.command + WARNINGS + options)
 
     def compile(self, source, rpc_folders, message_folders, output=None, status=0):
         """Compiles one source with all warnings, and returns what the compiler

@@ -5,7 +5,7 @@
 // Generated files include "qarn/rpc.h" and compile against the runtime of their
 // user's project. This header has every name that they need, and a channel to a
 // server in the same process (LocalChannel), all of it for C++11. For a server
-// in another process include "qarn/rpc/tcp.h" as well.
+// in another process include "qarn/rpc/websocket.h" as well.
 //
 // What to know before you use it:
 //  - Within the process a call is delivered before Send, Close or the Stub's
@@ -13,10 +13,9 @@
 //    then it waits until that observer has returned. An observer therefore
 //    never sees one message inside another.
 //  - Messages cross as bytes, as they do on a wire, so neither side ever sees
-//  an
-//    object of the other.
+//    an object of the other.
 //  - Every observer sees its messages and then exactly one OnEnd.
-//  - Handlers and observers must not throw.
+//  - A handler or observer that throws ends its call, with kFailed.
 //  - Who owns what is said at each class, in the header that declares it.
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_H_

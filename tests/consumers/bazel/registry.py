@@ -6,7 +6,6 @@ these from their folders, whatever a registry has. Nothing is fetched.
 """
 
 import json
-import os
 import re
 
 # What Bazel asks for, and nothing here uses. Each is an empty module.
@@ -35,14 +34,8 @@ bazel_dep(name = "rules_cc", version = "0.0.11")
 
 
 def _write(path, text):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-
-
-def _read(path):
-    with open(path, encoding="utf-8") as file:
-        return file.read()
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text)
 
 
 def write_registry(folder, project):
@@ -52,15 +45,14 @@ def write_registry(folder, project):
     """
 
     def add(name, version, module, path):
-        place = os.path.join(folder, "modules", name, version)
-        _write(os.path.join(place, "MODULE.bazel"), module)
-        source = {"type": "local_path", "path": path}
-        _write(os.path.join(place, "source.json"), json.dumps(source))
+        place = folder / "modules" / name / version
+        _write(place / "MODULE.bazel", module)
+        _write(place / "source.json", json.dumps({"type": "local_path", "path": str(path)}))
 
     def add_stand_in(name, version, module, build):
-        path = os.path.join(folder, "stand-ins", name)
-        _write(os.path.join(path, "MODULE.bazel"), module)
-        _write(os.path.join(path, "BUILD"), build)
+        path = folder / "stand-ins" / name
+        _write(path / "MODULE.bazel", module)
+        _write(path / "BUILD", build)
         add(name, version, module, path)
 
     for name, version in UNUSED.items():
@@ -69,10 +61,10 @@ def write_registry(folder, project):
         name = f"boost.{library}"
         add_stand_in(name, "1.83.0.bzl.1", BOOST_MODULE % name, BOOST_BUILD % library)
 
-    protobuf = os.path.join(project, "tests/consumers/bazel/repositories/protobuf")
-    module = _read(os.path.join(protobuf, "MODULE.bazel"))
+    protobuf = project / "tests/consumers/bazel/repositories/protobuf"
+    module = (protobuf / "MODULE.bazel").read_text()
     add("protobuf", "29.0", module, protobuf)
     for version in OLD_PROTOBUFS:
         add("protobuf", version, module.replace('"29.0"', f'"{version}"'), protobuf)
-    module = _read(os.path.join(project, "MODULE.bazel"))
+    module = (project / "MODULE.bazel").read_text()
     add("qarn_rpc_gen", re.search(r'version = "(.*)"', module).group(1), module, project)

@@ -8,7 +8,7 @@ import socket
 import subprocess
 import time
 
-from support.testkit import Failure
+import pytest
 
 
 def free_port():
@@ -43,23 +43,20 @@ def _wait_for(server, port, log):
         if server.poll() is not None:
             break
         time.sleep(0.1)
-    with open(log, encoding="utf-8", errors="replace") as file:
-        raise Failure(f"{server.args[0]} does not serve:\n{file.read()}")
+    pytest.fail(f"{server.args[0]} does not serve:\n{log.read_text(errors='replace')}")
 
 
 @contextlib.contextmanager
 def http_cache(folder, configuration):
     """nginx with the file `configuration`, at a free port; gives its URL."""
     port = free_port()
-    os.makedirs(os.path.join(folder, "data"))
-    with open(configuration, encoding="utf-8") as file:
-        text = file.read().replace("127.0.0.1:8980", f"127.0.0.1:{port}")
-    place = os.path.join(folder, "nginx.conf")
-    with open(place, "w", encoding="utf-8") as file:
-        # Its workers are of another user otherwise, who may not write here.
-        file.write("user root;\n" + text)
+    (folder / "data").mkdir(parents=True)
+    text = configuration.read_text().replace("127.0.0.1:8980", f"127.0.0.1:{port}")
+    place = folder / "nginx.conf"
+    # Its workers are of another user otherwise, who may not write here.
+    place.write_text("user root;\n" + text)
     command = [shutil.which("nginx"), "-p", folder, "-e", "error.log", "-c", place]
-    with serving(command, port, os.path.join(folder, "log")):
+    with serving(command, port, folder / "log"):
         yield f"http://127.0.0.1:{port}"
 
 
@@ -72,13 +69,13 @@ def remote_execution(folder, runner="hosttools"):
     where this folder is the root, and there is nothing else.
     """
     port = free_port()
-    os.makedirs(folder, exist_ok=True)
+    folder.mkdir(exist_ok=True)
     command = [
         shutil.which("buildbox-casd"),
         f"--bind=127.0.0.1:{port}",
         f"--buildbox-run={shutil.which(f'buildbox-run-{runner}')}",
         "--jobs=4",
-        os.path.join(folder, "store"),
+        folder / "store",
     ]
-    with serving(command, port, os.path.join(folder, "log")) as server:
+    with serving(command, port, folder / "log") as server:
         yield f"http://127.0.0.1:{port}", server

@@ -6,15 +6,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <sstream>
 #include <utility>
 
 #include "morvane/qarn/rpc/service_options.pb.h"
 #include "plugin/any_syntax_generator.h"
 #include "plugin/generator.h"
-#include "robustness/fuzz/places.h"
-#include "robustness/fuzz/text_checks.h"
 #include "support/independent/plain_writer.h"
 #include "support/protobuf_compat.h"
 
@@ -30,9 +27,59 @@ namespace options = morvane::qarn::rpc;
 using Request = pb::compiler::CodeGeneratorRequest;
 using Response = pb::compiler::CodeGeneratorResponse;
 
+constexpr char kSchema[] = "morvane/qarn/rpc/service_options.proto";
+
 constexpr char kGenericServicesError[] =
     "cpp rpc proto compiler plugin does not work with generic services. "
     "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
+
+// The rules that the properties need, written without the generator's own
+// functions.
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() &&
+         text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The base name of the two files for `file_name`: "a/x.proto" -> "a/x".
+std::string BaseName(const std::string& file_name) {
+  const std::size_t cut = EndsWith(file_name, ".protodevel") ? 11
+                          : EndsWith(file_name, ".proto")    ? 6
+                                                             : 0;
+  return file_name.substr(0, file_name.size() - cut);
+}
+
+// What is said of a parameter string that is refused; "" for any other.
+std::string ParameterError(const std::string& parameter) {
+  if (parameter.empty()) {
+    return "";
+  }
+  // Ended by a comma, so that an item ends at each comma and nowhere else.
+  std::string left = parameter + ",";
+  for (std::size_t end = left.find(','); end != std::string::npos;
+       end = left.find(',')) {
+    const std::string item = left.substr(0, end);
+    if (item.substr(0, item.find('=')) != "services_namespace") {
+      return "Unknown parameter: " + item;
+    }
+    left.erase(0, end + 1);
+  }
+  return "";
+}
+
+// The value of services_namespace in a parameter string without errors.
+std::string ServicesNamespace(const std::string& parameter) {
+  std::string value;
+  std::istringstream items(parameter);
+  for (std::string item; std::getline(items, item, ',');) {
+    std::istringstream pieces(item);
+    std::string key;
+    value.clear();
+    std::getline(pieces, key, '=');
+    std::getline(pieces, value, '=');
+  }
+  return value;
+}
 
 // Name and text of each file of the response, as a set in which the same pair
 // can occur twice: two files to generate may lead to one output name.
@@ -205,128 +252,39 @@ std::string RequiresLocalContextChangesNothing(const Answer& answer) {
              : wrong;
 }
 
+// Of every option of the schema, all of which are Boolean.
 std::string ExplicitFalseEqualsAbsence(const Answer& answer) {
-  const Request& request = answer.request;
-  const Response& response = answer.response;
-  Request explicit_false = request;
-  Request absent = request;
-  ForEachMethod(&explicit_false, [](pb::MethodDescriptorProto* method) {
-    for (const auto* option :
-         {&options::client_streaming, &options::server_streaming}) {
-      if (!method->options().HasExtension(*option)) {
-        method->mutable_options()->SetExtension(*option, false);
+  const pb::FileDescriptor* schema =
+      pb::DescriptorPool::generated_pool()->FindFileByName(kSchema);
+  const auto changed = [&](auto change) {
+    Request request = answer.request;
+    ForEachMethod(&request, [&](pb::MethodDescriptorProto* method) {
+      for (int i = 0; i < schema->extension_count(); ++i) {
+        pb::MethodOptions* all = method->mutable_options();
+        change(all->GetReflection(), all, schema->extension(i));
       }
-    }
-  });
-  ForEachMethod(&absent, [](pb::MethodDescriptorProto* method) {
-    for (const auto* option :
-         {&options::client_streaming, &options::server_streaming}) {
-      if (method->has_options() && !method->options().GetExtension(*option)) {
-        method->mutable_options()->ClearExtension(*option);
-      }
-    }
-  });
-  const std::string wrong = SameResponse(explicit_false, response,
-                                         "an explicit false for each absence");
-  return wrong.empty()
-             ? SameResponse(absent, response, "each explicit false left out")
-             : wrong;
-}
-
-// Calls `check` with the text of each file, unless the names that others chose
-// could spoil it.
-std::string ForEachPlainText(const Request& request, const Response& response,
-                             std::string (*check)(const std::string& text,
-                                                  bool is_header)) {
-  if (response.has_error() ||
-      !IsPlainNamespace(ServicesNamespace(request.parameter()))) {
-    return "";
-  }
-  for (int i = 0; i < response.file_size(); ++i) {
-    const auto& file = response.file(i);
-    if (!IsPlainPath(file.name())) {
-      continue;
-    }
-    const std::string wrong = check(file.content(), i % 2 == 0);
-    if (!wrong.empty()) {
-      return file.name() + ": " + wrong;
-    }
-  }
-  return "";
-}
-
-std::string NoTemplateSurvivesAndBracesBalance(const Answer& answer) {
-  return ForEachPlainText(answer.request, answer.response,
-                          CheckTemplatesAndBraces);
-}
-
-std::string EveryNamespaceIsClosed(const Answer& answer) {
-  return ForEachPlainText(answer.request, answer.response, CheckNamespaces);
-}
-
-// Gives each method a name that occurs nowhere else and counts it.
-std::string MethodNamesOccurAsOftenAsTheirKindSays(const Answer& answer) {
-  const Request& request = answer.request;
-  // Not in the request, where a fuzzer would put it sooner or later.
-  std::string mark = "Mark";
-  while (request.SerializeAsString().find(mark) != std::string::npos) {
-    mark += "k";
-  }
-  Request marked = request;
-  int number = 0;
-  std::map<std::string, bool> client_streams;
-  ForEachMethod(&marked, [&](pb::MethodDescriptorProto* method) {
-    const std::string marker = mark + std::to_string(number++) + "_";
-    method->set_name(marker);
-    client_streams[marker] =
-        method->options().GetExtension(options::client_streaming);
-  });
-  const Outcome outcome = Run(marked);
-  if (!IsAnswered(outcome)) {
-    return "";
-  }
-  std::map<std::string, const pb::FileDescriptorProto*> sent;
-  for (const pb::FileDescriptorProto& file : marked.proto_file()) {
-    sent[file.name()] = &file;
-  }
-  for (int i = 0; i < marked.file_to_generate_size(); ++i) {
-    const std::string& header = outcome.response.file(2 * i).content();
-    const std::string& source = outcome.response.file(2 * i + 1).content();
-    for (const auto& service : sent[marked.file_to_generate(i)]->service()) {
-      for (const auto& method : service.method()) {
-        // Six in the traits; the names of three types and two calls, their
-        // descriptor and the handler. Two batch calls with the type that they
-        // return, the name and the descriptor where the client streams.
-        const std::size_t in_header = client_streams[method.name()] ? 22 : 16;
-        if (Count(header, method.name()) != in_header ||
-            Count(source, method.name()) != 8) {
-          return method.name() + " occurs " +
-                 std::to_string(Count(header, method.name())) + " and " +
-                 std::to_string(Count(source, method.name())) + " times";
+    });
+    return request;
+  };
+  const Request explicit_false =
+      changed([](const pb::Reflection* reflection, pb::Message* all,
+                 const pb::FieldDescriptor* option) {
+        if (!reflection->HasField(*all, option)) {
+          reflection->SetBool(all, option, false);
         }
-      }
-    }
-  }
-  return "";
-}
-
-std::string NamesStandWhereTheTemplatesPutThem(const Answer& answer) {
-  std::optional<Request> marked = MarkNames(answer.request);
-  if (!marked) {
-    return "";
-  }
-  const std::optional<Answer> whole = AnswerTo(std::move(*marked));
-  if (!whole) {
-    return "";
-  }
-  for (int i = 0; i < whole->response.file_size(); ++i) {
-    const std::string line =
-        LineOutOfPlace(whole->response.file(i).content(), i % 2 == 0);
-    if (!line.empty()) {
-      return "no template gives this line: " + line;
-    }
-  }
-  return "";
+      });
+  const Request absent =
+      changed([](const pb::Reflection* reflection, pb::Message* all,
+                 const pb::FieldDescriptor* option) {
+        if (!reflection->GetBool(*all, option)) {
+          reflection->ClearField(all, option);
+        }
+      });
+  const std::string wrong = SameResponse(explicit_false, answer.response,
+                                         "an explicit false for each absence");
+  return wrong.empty() ? SameResponse(absent, answer.response,
+                                      "each explicit false left out")
+                       : wrong;
 }
 
 std::string FilesAreCountedAndNamedRight(const Answer& answer) {
@@ -476,8 +434,6 @@ std::string JustTheFilesAheadOfARefusedOneAreWritten(const Answer& answer) {
              : "the number of files is not " + std::to_string(expected_files);
 }
 
-const char kSchema[] = "morvane/qarn/rpc/service_options.proto";
-
 bool IsStandardFile(const std::string& name) {
   return name == kSchema || name == "google/protobuf/descriptor.proto";
 }
@@ -565,16 +521,12 @@ const std::vector<Property>& Properties() {
       QARN_RPC_CHEAP(JustTheFilesAheadOfARefusedOneAreWritten),
       QARN_RPC_CHEAP(FilesAreCountedAndNamedRight),
       QARN_RPC_CHEAP(TheIndependentWriterAgrees),
-      QARN_RPC_COSTLY(NoTemplateSurvivesAndBracesBalance),
-      QARN_RPC_COSTLY(EveryNamespaceIsClosed),
       QARN_RPC_COSTLY(TwoRunsGiveTheSameBytes),
       QARN_RPC_COSTLY(OneRequestEqualsARequestForEachFile),
       QARN_RPC_COSTLY(OrderOfTheFilesChangesNoText),
       QARN_RPC_COSTLY(RemovingAFileChangesNoOther),
       QARN_RPC_COSTLY(RequiresLocalContextChangesNothing),
       QARN_RPC_COSTLY(ExplicitFalseEqualsAbsence),
-      QARN_RPC_COSTLY(MethodNamesOccurAsOftenAsTheirKindSays),
-      QARN_RPC_COSTLY(NamesStandWhereTheTemplatesPutThem),
       QARN_RPC_COSTLY(ARefusedFileAddsNoFile),
       QARN_RPC_COSTLY(TheAnySyntaxGeneratorWritesTheSameFiles),
   };

@@ -2,9 +2,10 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -72,6 +73,29 @@ struct Message {
   std::string full_name;
   std::string file;
 };
+
+// The options of our schema, all of them Boolean, and `deprecated`.
+std::vector<int> OptionNumbers() {
+  const pb::FileDescriptor* schema =
+      pb::DescriptorPool::generated_pool()->FindFileByName(kSchema);
+  std::vector<int> numbers;
+  for (int i = 0; i < schema->extension_count(); ++i) {
+    numbers.push_back(schema->extension(i)->number());
+  }
+  numbers.push_back(pb::MethodOptions::kDeprecatedFieldNumber);
+  return numbers;
+}
+
+// What a field begins with on the wire.
+constexpr std::uint32_t kVarint = 0;
+constexpr std::uint32_t kLengthDelimited = 2;
+std::string Tag(int number, std::uint32_t type) {
+  std::string tag;
+  pb::io::StringOutputStream stream(&tag);
+  pb::io::CodedOutputStream(&stream).WriteVarint32(
+      static_cast<std::uint32_t>(number) << 3 | type);
+  return tag;
+}
 
 class Builder {
  public:
@@ -265,16 +289,12 @@ class Builder {
     }
     std::string wire;
     for (std::size_t left = count; left > 0; --left) {
-      // The tags of the three options, and of `deprecated`.
-      static const char* const kTags[] = {"\x88\xB5\x18", "\x90\xB5\x18",
-                                          "\xD0\xB5\x18", "\x88\x02"};
-      static const char* const kTextTags[] = {"\x8A\xB5\x18", "\x92\xB5\x18",
-                                              "\xD2\xB5\x18", "\x8A\x02"};
-      const std::size_t option = bytes_->Below(std::size(kTags));
+      static const std::vector<int> options = OptionNumbers();
+      const int option = options[bytes_->Below(options.size())];
       if (bytes_->OneIn(32)) {
-        wire += kTextTags[option] + std::string("\1x");
+        wire += Tag(option, kLengthDelimited) + "\1x";
       } else {
-        wire += kTags[option] + std::string(1, bytes_->OneIn(4) ? '\0' : '\1');
+        wire += Tag(option, kVarint) + (bytes_->OneIn(4) ? '\0' : '\1');
       }
     }
     // An option with another wire type is kept as an unknown field, so that all

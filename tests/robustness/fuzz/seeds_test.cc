@@ -1,6 +1,6 @@
-// Compares the seeds of the corpora that are named after golden cases with the
-// cases' .proto files of today: the requests that they give, and their texts.
-// With the argument --update it rewrites them instead.
+// Compares the seeds of the corpus `raw` that are named after golden cases with
+// the requests that the cases' .proto files of today give. With the argument
+// --update it rewrites them instead.
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <set>
 #include <string>
 
@@ -41,8 +40,8 @@ std::set<std::string> Cases() {
   return cases;
 }
 
-std::filesystem::path Seed(const std::string& corpus, const std::string& name) {
-  return std::filesystem::path(QARN_RPC_CORPUS_FOLDER) / corpus / name;
+std::filesystem::path Seed(const std::string& name) {
+  return std::filesystem::path(QARN_RPC_CORPUS_FOLDER) / "raw" / name;
 }
 
 // The request to generate all files of a case. Left out are the options schema
@@ -73,23 +72,11 @@ CodeGeneratorRequest Request(const std::string& golden_case,
   return request;
 }
 
-// The files of a case as one text, behind `parameter_line`.
-std::string Text(const std::string& golden_case,
-                 const std::string& parameter_line) {
-  std::string text = parameter_line;
-  for (const auto& file :
-       FilesBelow(std::filesystem::path(QARN_RPC_GOLDEN_FOLDER) / golden_case /
-                  "proto")) {
-    text += "// file: " + file.first + "\n" + file.second;
-  }
-  return text;
-}
-
 class SeedTest : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(SeedTest, IsTheRequestOfItsGoldenCase) {
   CodeGeneratorRequest seed;
-  std::ifstream stream(Seed("raw", GetParam()), std::ios::binary);
+  std::ifstream stream(Seed(GetParam()), std::ios::binary);
   if (!seed.ParseFromIstream(&stream)) {
     seed.Clear();
   }
@@ -97,33 +84,12 @@ TEST_P(SeedTest, IsTheRequestOfItsGoldenCase) {
   // The parameter is the corpus's own choice.
   const CodeGeneratorRequest expected = Request(GetParam(), seed.parameter());
   if (update_mode) {
-    std::ofstream(Seed("raw", GetParam()), std::ios::binary)
+    std::ofstream(Seed(GetParam()), std::ios::binary)
         << expected.SerializeAsString();
     seed = expected;
   }
   const std::string diff =
       UnifiedDiff(expected.DebugString(), seed.DebugString());
-  EXPECT_TRUE(diff.empty())
-      << "The seed differs from the case. To renew it: scripts/golden.sh\n"
-      << diff;
-}
-
-class TextSeedTest : public ::testing::TestWithParam<std::string> {};
-
-TEST_P(TextSeedTest, IsTheTextOfItsGoldenCase) {
-  std::ifstream stream(Seed("text", GetParam()), std::ios::binary);
-  std::string seed(std::istreambuf_iterator<char>(stream), {});
-  stream.close();
-  // The parameter is the corpus's own choice.
-  const std::string expected =
-      Text(GetParam(), seed.rfind("// parameter: ", 0) == 0
-                           ? seed.substr(0, seed.find('\n') + 1)
-                           : "");
-  if (update_mode) {
-    std::ofstream(Seed("text", GetParam()), std::ios::binary) << expected;
-    seed = expected;
-  }
-  const std::string diff = UnifiedDiff(expected, seed);
   EXPECT_TRUE(diff.empty())
       << "The seed differs from the case. To renew it: scripts/golden.sh\n"
       << diff;
@@ -146,27 +112,17 @@ INSTANTIATE_TEST_SUITE_P(All, SeedTest,
                            return test.param;
                          });
 
-INSTANTIATE_TEST_SUITE_P(All, TextSeedTest, ::testing::ValuesIn(Cases()),
-                         [](const ::testing::TestParamInfo<std::string>& test) {
-                           return test.param;
-                         });
-
 // A seed whose case was renamed or removed would stay for ever.
 TEST(SeedFolderTest, HasNoNameThatIsNeitherACaseNorAFinding) {
   const std::set<std::string> findings = {
       "raw/service_named_like_the_marker",
-      "text/lite_file_with_a_service",
+      "raw/lite_file_with_a_service",
   };
   std::set<std::string> names = findings;
   for (const std::string& name : Cases()) {
     names.insert("raw/" + name);
-    names.insert("text/" + name);
   }
   for (const auto& seed : FilesBelow(QARN_RPC_CORPUS_FOLDER)) {
-    // Those of the example runtime have names of their own.
-    if (seed.first.rfind("frames/", 0) == 0) {
-      continue;
-    }
     const std::string name = seed.first.substr(seed.first.find('/') + 1);
     const bool is_digest =
         name.size() == 40 &&

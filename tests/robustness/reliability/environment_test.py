@@ -6,21 +6,14 @@ plugin touches nothing but its standard streams.
 """
 
 import os
+import pathlib
 import re
-import shutil
 import subprocess
-import unittest
+import tempfile
 
-from robustness.reliability.plugin import (
-    BUILD_FOLDER,
-    PLUGIN,
-    PluginTest,
-    files_below,
-    has_sanitizers,
-    main,
-    run,
-    run_protoc,
-)
+import pytest
+
+from robustness.reliability.plugin import record
 from robustness.reliability.wire import (
     Response,
     echo_request,
@@ -30,7 +23,7 @@ from robustness.reliability.wire import (
     request,
     service,
 )
-from support import testkit
+from support.commands import run
 
 # "i" is upper-cased in the macros' names; in Turkish it would become another
 # letter than "I".
@@ -43,164 +36,145 @@ ECHO = request(
 )
 
 
-def turkish_locale():
-    """A folder for LOCPATH with tr_TR.UTF-8 in it, or None.
+@pytest.fixture(name="expect_same")
+def fixture_expect_same(plugin):
+    """Runs the plugin and fails unless it responds as it does without ado."""
+    expected = plugin.run(ECHO)
+    assert expected.status == 0
+    header = Response(expected.out).files["i/echo.rpc.h"]
+    assert b"#define TITLE_I Title_i\n" in bytes(header)
 
-    It is made in the build folder, so that nothing of the machine changes.
-    """
-    folder = os.path.join(BUILD_FOLDER, "locales")
-    made = os.path.join(folder, "tr_TR.UTF-8")
-    if not os.path.isdir(made):
-        if not shutil.which("localedef") or not os.path.exists("/usr/share/i18n/locales/tr_TR"):
-            return None
-        os.makedirs(folder, exist_ok=True)
-        testkit.run(["localedef", "-i", "tr_TR", "-f", "UTF-8", made])
-    return folder
+    def expect_same(what, **options):
+        result = plugin.run(ECHO, **options)
+        record(what, result)
+        assert (result.status, result.err, result.out) == (0, b"", expected.out)
 
-
-class EnvironmentTest(PluginTest):
-    def setUp(self):
-        self.expected = run(ECHO)
-        self.assertEqual(self.expected.status, 0, self.expected)
-        header = Response(self.expected.out).files["i/echo.rpc.h"]
-        self.assertIn(b"#define TITLE_I Title_i\n", bytes(header))
-
-    def assert_same(self, what, result):
-        self.record(what, result)
-        self.assertEqual((result.status, result.err, result.out), (0, b"", self.expected.out))
-
-    def test_locales(self):
-        for locale in ("C", "C.UTF-8", "no_SUCH"):
-            self.assert_same("LC_ALL=" + locale, run(ECHO, env=dict(os.environ, LC_ALL=locale)))
-
-    def test_turkish_locale(self):
-        folder = turkish_locale()
-        if folder is None:
-            self.skipTest("cannot make tr_TR.UTF-8: Debian's package 'locales' is missing")
-        environment = dict(os.environ, LC_ALL="tr_TR.UTF-8", LOCPATH=folder)
-        # The locale is there: a program that asks for it gets it.
-        self.assertEqual(testkit.run(["locale", "charmap"], env=environment), "UTF-8\n")
-        self.assert_same("LC_ALL=tr_TR.UTF-8", run(ECHO, env=environment))
-
-    def test_no_environment(self):
-        self.assert_same("no environment", run(ECHO, env={}))
-
-    def test_hostile_environment(self):
-        for name in ("TMPDIR", "HOME", "TZ", "PWD", "MALLOC_PERTURB_"):
-            self.assert_same(name + "=255", run(ECHO, env=dict(os.environ, **{name: "255"})))
-
-    def test_another_working_directory(self):
-        self.assert_same("another working directory", run(ECHO, cwd="/"))
-
-    def test_read_only_working_directory(self):
-        # Read-only also for root, which permissions would not stop.
-        with self.assertRaises(OSError):
-            open("/proc/qarn_rpc_test", "w", encoding="ascii").close()
-        self.assert_same("read-only working directory", run(ECHO, cwd="/proc"))
-
-    def test_working_directory_that_is_gone(self):
-        folder = os.path.join(self.folder(), "gone")
-        os.mkdir(folder)
-        self.assert_same(
-            "working directory removed", run(ECHO, shell='rmdir "$PWD"; exec "$0"', cwd=folder)
-        )
-
-    def test_closed_standard_error(self):
-        self.assert_same("standard error closed", run(ECHO, shell='exec "$0" 2>&-'))
-        # An error is the status alone; it must not land in the response.
-        result = run(ECHO[:-1], shell='exec "$0" 2>&-')
-        self.record("standard error closed, broken request", result)
-        self.assertEqual((result.status, result.out), (1, b""))
+    return expect_same
 
 
-class FileNameTest(PluginTest):
-    NAMES = {
-        "200 components": "d/" * 199 + "echo.proto",
-        "4,000 bytes": ("d" * 199 + "/") * 19 + "e" * 194 + ".proto",
-        "two-byte letters": "\u00e9t\u00e9/\u00e7a.proto",
-        "three-byte letters": "\u65e5\u672c/\u8a9e.proto",
-        "four-byte letters": "\U0001f600.proto",
-        "blanks and quotes": 'a b/it\'s "c".proto',
-    }
-
-    def test_names_in_a_request(self):
-        for what, name in self.NAMES.items():
-            result = run(echo_request(name=name))
-            self.record("file name of " + what, result)
-            self.assertEqual(result.status, 0)
-            base = name[: -len(".proto")]
-            response = Response(result.out)
-            self.assertEqual(list(response.files), [base + ".rpc.h", base + ".rpc.cpp"])
-            header = bytes(response.files[base + ".rpc.h"]).decode()
-            self.assertIn("// source: %s\n" % name, header)
-            self.assertIn('#include "%s.pb.h"\n' % base, header)
-
-    def test_names_through_protoc(self):
-        for what, name in self.NAMES.items():
-            folder = self.folder()
-            echo = service("Echo", [method("Ping", ".M")])
-            # protoc writes below its output folder, so the path gets longer.
-            files = {name: file(name, "", [message("M")], [echo])}
-            result = run_protoc(files, files, folder)
-            self.record("the same through protoc: " + what, "status %d" % result.status)
-            base = name[: -len(".proto")]
-            self.assertEqual(result.status, 0, result)
-            self.assertEqual(
-                sorted(files_below(os.path.join(folder, "out"))),
-                [base + ".rpc.cpp", base + ".rpc.h"],
-            )
+@pytest.mark.parametrize("locale", ["C", "C.UTF-8", "no_SUCH"])
+def test_locales(expect_same, locale):
+    expect_same(f"LC_ALL={locale}", env={**os.environ, "LC_ALL": locale})
 
 
-@unittest.skipIf(has_sanitizers(), "a sanitizer opens files of its own")
-class PurityTest(PluginTest):
-    def test_opens_no_file_and_no_connection(self):
-        if not shutil.which("strace"):
-            self.skipTest("strace is missing")
-        folder = self.folder()
-        trace = os.path.join(folder, "trace")
-        with open(os.path.join(folder, "request"), "wb") as stream:
-            stream.write(ECHO)
+@pytest.mark.needs("localedef", package="locales")
+def test_turkish_locale(expect_same, tmp_path):
+    if not os.path.exists("/usr/share/i18n/locales/tr_TR"):
+        pytest.skip("cannot make tr_TR.UTF-8: Debian's package 'locales' is missing")
+    run(["localedef", "-i", "tr_TR", "-f", "UTF-8", tmp_path / "tr_TR.UTF-8"])
+    environment = {**os.environ, "LC_ALL": "tr_TR.UTF-8", "LOCPATH": str(tmp_path)}
+    # The locale is there: a program that asks for it gets it.
+    assert run(["locale", "charmap"], env=environment) == "UTF-8\n"
+    expect_same("LC_ALL=tr_TR.UTF-8", env=environment)
+
+
+def test_no_environment(expect_same):
+    expect_same("no environment", env={})
+
+
+@pytest.mark.parametrize("name", ["TMPDIR", "HOME", "TZ", "PWD", "MALLOC_PERTURB_"])
+def test_hostile_environment(expect_same, name):
+    expect_same(f"{name}=255", env={**os.environ, name: "255"})
+
+
+def test_another_working_directory(expect_same):
+    expect_same("another working directory", cwd="/")
+
+
+def test_read_only_working_directory(expect_same):
+    # Read-only also for root, which permissions would not stop.
+    with pytest.raises(OSError):
+        pathlib.Path("/proc/qarn_rpc_test").write_text("")
+    expect_same("read-only working directory", cwd="/proc")
+
+
+def test_working_directory_that_is_gone(expect_same, tmp_path):
+    folder = tmp_path / "gone"
+    folder.mkdir()
+    expect_same("working directory removed", shell='rmdir "$PWD"; exec "$0"', cwd=folder)
+
+
+def test_closed_standard_error(expect_same, plugin):
+    expect_same("standard error closed", shell='exec "$0" 2>&-')
+    # An error is the status alone; it must not land in the response.
+    result = plugin.run(ECHO[:-1], shell='exec "$0" 2>&-')
+    record("standard error closed, broken request", result)
+    assert (result.status, result.out) == (1, b"")
+
+
+NAMES = {
+    "200 components": "d/" * 199 + "echo.proto",
+    "4,000 bytes": ("d" * 199 + "/") * 19 + "e" * 194 + ".proto",
+    "two-byte letters": "\u00e9t\u00e9/\u00e7a.proto",
+    "three-byte letters": "\u65e5\u672c/\u8a9e.proto",
+    "four-byte letters": "\U0001f600.proto",
+    "blanks and quotes": 'a b/it\'s "c".proto',
+}
+
+
+@pytest.mark.parametrize("what", NAMES)
+def test_names_in_a_request(plugin, what):
+    name = NAMES[what]
+    result = plugin.run(echo_request(name=name))
+    record(f"file name of {what}", result)
+    assert result.status == 0
+    base = name[: -len(".proto")]
+    response = Response(result.out)
+    assert list(response.files) == [base + ".rpc.h", base + ".rpc.cpp"]
+    header = bytes(response.files[base + ".rpc.h"]).decode()
+    assert f"// source: {name}\n" in header
+    assert f'#include "{base}.pb.h"\n' in header
+
+
+@pytest.mark.parametrize("what", NAMES)
+def test_names_through_protoc(plugin, what):
+    # protoc writes below its output folder, so the path gets longer; the folder that
+    # pytest has for a test is too long already.
+    name = NAMES[what]
+    echo = service("Echo", [method("Ping", ".M")])
+    with tempfile.TemporaryDirectory(prefix="qarn_rpc_test_") as folder:
+        folder = pathlib.Path(folder)
+        result = plugin.run_protoc({name: file(name, "", [message("M")], [echo])}, folder)
+        record(f"the same through protoc: {what}", f"status {result.status}")
+        assert result.status == 0, result
+        out = folder / "out"
+        written = sorted(str(path.relative_to(out)) for path in out.rglob("*") if path.is_file())
+    base = name[: -len(".proto")]
+    assert written == [base + ".rpc.cpp", base + ".rpc.h"]
+
+
+@pytest.mark.needs("strace")
+def test_opens_no_file_and_no_connection(plugin, no_sanitizers, tmp_path):
+    trace = tmp_path / "trace"
+    (tmp_path / "request").write_bytes(ECHO)
+    with open(tmp_path / "request", "rb") as stream:
         done = subprocess.run(
-            [
-                "sh",
-                "-c",
-                'exec strace -f -o "$1" "$0" <"$2"',
-                PLUGIN,
-                trace,
-                os.path.join(folder, "request"),
-            ],
+            ["strace", "-f", "-o", trace, plugin.path],
+            stdin=stream,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             check=False,
             timeout=60,
         )
-        if not os.path.exists(trace) or b"ptrace" in done.stderr:
-            self.skipTest("strace may not trace here")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        with open(trace, encoding="utf-8", errors="replace") as stream:
-            calls = [line.split(None, 1)[1] for line in stream]
-        opened = []
-        for call in calls:
-            self.assertIsNone(
-                re.match(
-                    r"(socket|connect|bind|clone|clone3|fork|vfork|unlink|rename|mkdir)\(", call
-                ),
-                call,
-            )
-            match = re.match(r'open(?:at)?\([^"]*"([^"]*)"', call)
-            if match and not call.rstrip().endswith("(No such file or directory)"):
-                opened.append((match.group(1), call))
-        for path, call in opened:
-            # What the loader maps before main.
-            self.assertRegex(path, r"^/etc/ld\.so\.|\.so(\.[0-9.]+)?$", call)
-            self.assertIn("O_RDONLY", call)
-        # The last thing a run does with files is to write the response.
-        self.assertTrue(any(call.startswith("write(1,") for call in calls))
-        self.record(
-            "system calls of a run",
-            "%d; the loader opens %d files, the plugin none" % (len(calls), len(opened)),
-        )
-
-
-if __name__ == "__main__":
-    main()
+    if not trace.exists() or b"ptrace" in done.stderr:
+        pytest.skip("strace may not trace here")
+    assert done.returncode == 0, done.stderr
+    calls = [line.split(None, 1)[1] for line in trace.read_text(errors="replace").splitlines()]
+    forbidden = r"(socket|connect|bind|clone|clone3|fork|vfork|unlink|rename|mkdir)\("
+    assert [call for call in calls if re.match(forbidden, call)] == []
+    opened = [
+        (match[1], call)
+        for call in calls
+        for match in [re.match(r'open(?:at)?\([^"]*"([^"]*)"', call)]
+        if match and not call.rstrip().endswith("(No such file or directory)")
+    ]
+    for path, call in opened:
+        # What the loader maps before main.
+        assert re.search(r"^/etc/ld\.so\.|\.so(\.[0-9.]+)?$", path), call
+        assert "O_RDONLY" in call
+    # The last thing a run does with files is to write the response.
+    assert any(call.startswith("write(1,") for call in calls)
+    record(
+        "system calls of a run",
+        f"{len(calls)}; the loader opens {len(opened)} files, the plugin none",
+    )

@@ -1,16 +1,9 @@
-"""Runs the plugin, alone and through protoc, for the reliability tests.
+"""Runs the plugin, alone and through protoc, for the reliability tests."""
 
-The environment variables QARN_RPC_PLUGIN, QARN_RPC_PROTOC and
-QARN_RPC_BUILD_FOLDER say what to run and where files may be put; ctest sets
-them.
-"""
-
-import os
+import dataclasses
 import signal
 import subprocess
-import sys
 import tempfile
-import unittest
 
 from robustness.reliability.wire import field
 
@@ -18,104 +11,86 @@ from robustness.reliability.wire import field
 TIME_LIMIT = 300
 
 
-def setting(name):
-    if name not in os.environ:
-        sys.exit("%s is not set; run these tests with ctest, in a build folder" % name)
-    return os.environ[name]
-
-
-PLUGIN = setting("QARN_RPC_PLUGIN")
-PROTOC = setting("QARN_RPC_PROTOC")
-BUILD_FOLDER = setting("QARN_RPC_BUILD_FOLDER")
-
-
-def has_sanitizers():
-    with open(PLUGIN, "rb") as stream:
-        return b"__asan_init" in stream.read()
-
-
+@dataclasses.dataclass
 class Result:
-    def __init__(self, status, out, err):
-        self.status = status
-        self.out = out
-        self.err = err
+    """How a run ended, and the bytes that it wrote."""
+
+    status: int
+    # Both may be too large to be shown.
+    out: bytes = dataclasses.field(repr=False)
+    err: bytes = dataclasses.field(repr=False)
+    program: str
 
     def __str__(self):
         """The end of the run in words, as docs/reliability.md has it."""
         if self.status < 0:
             return signal.Signals(-self.status).name
         lines = self.err.decode(errors="replace").strip().splitlines()
-        said = lines[-1].replace(PLUGIN + ": ", "") if lines else ""
-        return "status %d%s" % (self.status, ', "%s"' % said[:90] if said else "")
+        said = lines[-1].replace(f"{self.program}: ", "")[:90] if lines else ""
+        return f"status {self.status}" + (f', "{said}"' if said else "")
 
 
-def run(data=b"", shell=None, **options):
-    """Runs the plugin with `data` on standard input.
-
-    `shell` is a shell command in which "$0" is the plugin, for redirections and
-    limits; `options` go to subprocess. A plugin that does not end in time is
-    killed, and that is a failure.
-    """
-    command = ["sh", "-c", shell, PLUGIN] if shell else [PLUGIN]
-    with tempfile.TemporaryFile() as stdin:
-        stdin.write(data)
-        stdin.seek(0)
-        options.setdefault("stdin", stdin)
-        options.setdefault("stdout", subprocess.PIPE)
-        options.setdefault("stderr", subprocess.PIPE)
-        done = subprocess.run(command, timeout=TIME_LIMIT, check=False, **options)
-    return Result(done.returncode, done.stdout, done.stderr)
+def record(fault, result):
+    """Prints a line of the table of docs/reliability.md: what was seen."""
+    print(f"  {fault:50} {result}")
 
 
-def run_protoc(files, names, folder, plugin=PLUGIN, out=None, parameter=""):
-    """Runs protoc with the plugin over descriptors; `out` is made in `folder`."""
-    descriptors = os.path.join(folder, "descriptors.pb")
-    with open(descriptors, "wb") as stream:
-        stream.write(b"".join(field(1, one) for one in files.values()))
-    if out is None:
-        out = os.path.join(folder, "out")
-        os.makedirs(out, exist_ok=True)
-    done = subprocess.run(
-        [
-            PROTOC,
-            "--plugin=protoc-gen-qarn-rpc=" + plugin,
-            "--descriptor_set_in=" + descriptors,
-            "--qarn-rpc_out=%s:%s" % (parameter, out),
-        ]
-        + list(names),
-        timeout=TIME_LIMIT,
-        check=False,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.PIPE,
-    )
-    return Result(done.returncode, done.stdout, done.stderr)
+class Plugin:
+    """The plugin, and the protoc that it was built with."""
 
+    def __init__(self, path, protoc):
+        self.path, self.protoc = path, protoc
 
-def files_below(folder):
-    """Path in `folder` to contents, for every file."""
-    found = {}
-    for where, _, names in os.walk(folder):
-        for name in names:
-            path = os.path.join(where, name)
-            with open(path, "rb") as stream:
-                found[os.path.relpath(path, folder)] = stream.read()
-    return found
+    def run(self, data=b"", shell=None, **options):
+        """Runs the plugin with `data` on standard input.
 
+        `shell` is a shell command in which "$0" is the plugin, for redirections and
+        limits; `options` go to subprocess. A plugin that does not end in time is
+        killed, and that is a failure.
+        """
+        command = ["sh", "-c", shell, self.path] if shell else [self.path]
+        with tempfile.TemporaryFile() as stdin:
+            stdin.write(data)
+            stdin.seek(0)
+            options.setdefault("stdin", stdin)
+            options.setdefault("stdout", subprocess.PIPE)
+            options.setdefault("stderr", subprocess.PIPE)
+            done = subprocess.run(command, timeout=TIME_LIMIT, check=False, **options)
+        return Result(done.returncode, done.stdout, done.stderr, self.path)
 
-class PluginTest(unittest.TestCase):
-    """A test that says what it saw: record() prints a line of the table."""
+    def start(self, data):
+        """Starts the plugin, and returns it with `data` written to it."""
+        plugin = subprocess.Popen([self.path], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        plugin.stdin.write(data)
+        plugin.stdin.close()
+        return plugin
 
-    maxDiff = None
+    def run_protoc(self, files, folder, wrapper=None, out=None):
+        """Runs protoc over the descriptors of files, with the plugin or a script around
+        it. `folder` gets them, and the folder `out` unless another one is given."""
+        descriptors = folder / "descriptors.pb"
+        descriptors.write_bytes(b"".join(field(1, one) for one in files.values()))
+        if out is None:
+            out = folder / "out"
+            out.mkdir(exist_ok=True)
+        command = [self.protoc, f"--plugin=protoc-gen-qarn-rpc={wrapper or self.path}"]
+        command += [f"--descriptor_set_in={descriptors}", f"--qarn-rpc_out={out}", *files]
+        done = subprocess.run(
+            command,
+            timeout=TIME_LIMIT,
+            check=False,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+        return Result(done.returncode, done.stdout, done.stderr, self.path)
 
-    def record(self, fault, result):
-        print("  %-50s %s" % (fault, result), flush=True)
+    def wrapped(self, folder, line):
+        """A script in the folder that runs a line of shell ahead of the plugin."""
+        script = folder / "wrapper"
+        script.write_text(f"#!/bin/sh\n{line}\nexec '{self.path}'\n")
+        script.chmod(0o755)
+        return script
 
-    def folder(self):
-        made = tempfile.TemporaryDirectory(prefix="qarn_rpc_test_")
-        self.addCleanup(made.cleanup)
-        return made.name
-
-
-def main():
-    """Runs the tests of the calling program; the status is for ctest."""
-    unittest.main(verbosity=2)
+    def has_sanitizers(self):
+        with open(self.path, "rb") as stream:
+            return b"__asan_init" in stream.read()

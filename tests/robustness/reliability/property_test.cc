@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "robustness/fuzz/findings.h"
-#include "robustness/fuzz/places.h"
 #include "robustness/fuzz/properties.h"
 #include "robustness/fuzz/request_builder.h"
 #include "support/files.h"
@@ -124,24 +123,6 @@ TEST(SeededRequestsTest, CoverWhatTheGeneratorTellsApart) {
     EXPECT_NE(texts.find("::qarn::rpc::" + kind + ";"), std::string::npos)
         << kind;
   }
-}
-
-// Or the property of the names' places would hold of nothing.
-TEST(SeededRequestsTest, BuildWithMarkersInThePlaceOfNames) {
-  for (const Answer& one : Cases()) {
-    const auto marked = MarkNames(one.request);
-    ASSERT_TRUE(marked) << one.request.ShortDebugString();
-    ASSERT_TRUE(AnswerTo(*marked)) << marked->ShortDebugString();
-  }
-}
-
-TEST(PlacesTest, TellsOfALineWithAnotherKindOfName) {
-  EXPECT_EQ(LineOutOfPlace("class ZqS1z {\n public:\n", true), "");
-  EXPECT_EQ(LineOutOfPlace("class ZqS1z {\nclass ZqD2z {\n", true),
-            "class <D> {");
-  EXPECT_EQ(LineOutOfPlace("    ZqX1zClientCallPtr\n", true),
-            "    <X>ClientCallPtr");
-  EXPECT_EQ(LineOutOfPlace("class ZqS1z {\n", false), "class <S> {");
 }
 
 // protoc takes descriptors in place of sources, so the same requests can go

@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <boost/intrusive_ptr.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -37,16 +38,32 @@ class CallObserver {
   virtual void OnEnd(const Status& status) = 0;
 };
 
+// What became of a message that was to be sent.
+enum class SendResult {
+  kSent,   // it was taken, and there is room for more
+  kFull,   // it was taken, but send no more until WhenRoom calls
+  kEnded,  // it was not taken: the direction has ended
+};
+
 // A direction of a call as it crosses the channel: serialised messages. What
 // comes in goes to an observer, what goes out to a sender.
-typedef CallObserver<std::string> ByteObserver;
+//
+// If one of the two returns a status that is not ok, the channel ends the call
+// with it in both directions. Neither throws.
+class ByteObserver {
+ public:
+  virtual ~ByteObserver() {}
+  virtual Status OnMessage(const std::string& bytes) = 0;
+  virtual Status OnEnd(const Status& status) = 0;
+};
 typedef std::unique_ptr<ByteObserver> ByteObserverPtr;
 
 // Any thread may call it. See CallHandle for what the members do.
 class ByteSender {
  public:
   virtual ~ByteSender() {}
-  virtual bool Send(const std::string& bytes) = 0;
+  virtual SendResult Send(const std::string& bytes) = 0;
+  virtual void WhenRoom(std::function<void()> callback) = 0;
   virtual void Close(const Status& status) = 0;
   virtual void Cancel() = 0;
   virtual bool closed() const = 0;
@@ -70,6 +87,18 @@ class CallHandleBase {
     if (sender_) sender_->Cancel();
   }
 
+  // Calls `callback` once: when there is room for more, or this direction has
+  // ended. Over the network that is on the loop's thread, and later than this
+  // returns unless the call is over; LocalChannel always has room, and calls it
+  // at once. A second callback replaces one that waits.
+  void WhenRoom(std::function<void()> callback) {
+    if (sender_) {
+      sender_->WhenRoom(std::move(callback));
+    } else {
+      callback();
+    }
+  }
+
   // Whether this direction has ended, by Close or because the call is over.
   bool closed() const { return !sender_ || sender_->closed(); }
 
@@ -90,8 +119,8 @@ class CallHandleBase {
     Close(Status(StatusCode::kAbandoned, "the handle was dropped, not closed"));
   }
 
-  bool SendBytes(const std::string& bytes) {
-    return sender_ && sender_->Send(bytes);
+  SendResult SendBytes(const std::string& bytes) {
+    return sender_ ? sender_->Send(bytes) : SendResult::kEnded;
   }
 
  private:
@@ -109,42 +138,60 @@ class CallHandle : public CallHandleBase {
   explicit CallHandle(ByteSenderPtr sender)
       : CallHandleBase(std::move(sender)) {}
 
-  // Any number of times. Over TCP it waits while the other side is behind.
-  // Returns false, and sends nothing, once the direction has ended.
-  bool Send(const T& message) {
+  // Any number of times. While the other side is behind, there is no room: on a
+  // loop's thread the result is then kFull, and whoever sends on, beyond twice
+  // the room, ends the call. On any other thread Send waits for room, until the
+  // call ends or its deadline passes, and the result is never kFull.
+  SendResult Send(const T& message) {
     return SendBytes(message.SerializePartialAsString());
   }
 };
 
 // Turns the bytes of one direction into messages for an observer, which it
-// either borrows or owns. Bytes that do not parse end the direction.
+// either borrows or owns; a null one looks at nothing. With `has_one`, a second
+// message is an error.
 template <class T>
 class ParsingObserver : public ByteObserver {
  public:
-  explicit ParsingObserver(CallObserver<T>* borrowed) : observer_(borrowed) {}
-  explicit ParsingObserver(std::unique_ptr<CallObserver<T>> owned)
-      : owned_(std::move(owned)), observer_(owned_.get()) {}
+  ParsingObserver(CallObserver<T>* borrowed, bool has_one)
+      : observer_(borrowed), has_one_(has_one) {}
+  ParsingObserver(std::unique_ptr<CallObserver<T>> owned, bool has_one)
+      : owned_(std::move(owned)), observer_(owned_.get()), has_one_(has_one) {}
 
-  void OnMessage(const std::string& bytes) override {
-    if (!observer_) return;
-    T message;
-    if (message.ParsePartialFromString(bytes)) {
-      observer_->OnMessage(message);
-    } else {
-      OnEnd(Status(StatusCode::kBadMessage,
-                   "the bytes are not a message of the method's type"));
+  Status OnMessage(const std::string& bytes) override {
+    if (has_one_ && has_come_) {
+      return Status(StatusCode::kBadMessage,
+                    "a second message came, and the method has one");
     }
+    has_come_ = true;
+    if (!observer_) return Status();
+    try {
+      T message;
+      if (!message.ParsePartialFromString(bytes)) {
+        return Status(StatusCode::kBadMessage,
+                      "the bytes are not a message of the method's type");
+      }
+      observer_->OnMessage(message);
+    } catch (...) {
+      return ReportException();
+    }
+    return Status();
   }
 
-  void OnEnd(const Status& status) override {
-    CallObserver<T>* const observer = observer_;
-    observer_ = nullptr;
-    if (observer) observer->OnEnd(status);
+  Status OnEnd(const Status& status) override {
+    try {
+      if (observer_) observer_->OnEnd(status);
+    } catch (...) {
+      return ReportException();
+    }
+    return Status();
   }
 
  private:
-  std::unique_ptr<CallObserver<T>> owned_;
-  CallObserver<T>* observer_;  // null after its end
+  const std::unique_ptr<CallObserver<T>> owned_;
+  CallObserver<T>* const observer_;
+  const bool has_one_;
+  bool has_come_ = false;
 };
 
 }  // namespace rpc

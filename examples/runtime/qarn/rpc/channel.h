@@ -11,24 +11,9 @@ namespace qarn {
 namespace rpc {
 
 // Carries calls to the services of one server. LocalChannel does so within the
-// process, TcpChannel over a connection.
+// process, WebSocketChannel over the network.
 class Channel {
  public:
-  // While one of these lives, the channel may gather what this thread sends, to
-  // hand it on together. Other threads see no difference.
-  class Gather {
-   public:
-    explicit Gather(Channel* channel) : channel_(channel) {
-      channel_->StartGathering();
-    }
-    ~Gather() { channel_->StopGathering(); }
-    Gather(const Gather&) = delete;
-    Gather& operator=(const Gather&) = delete;
-
-   private:
-    Channel* const channel_;
-  };
-
   Channel() {}
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
@@ -40,10 +25,6 @@ class Channel {
   virtual ByteSenderPtr Start(const RpcMethod& method,
                               const ClientContext& context,
                               ByteObserverPtr responses) = 0;
-
- private:
-  virtual void StartGathering() {}
-  virtual void StopGathering() {}
 };
 
 }  // namespace rpc

@@ -45,31 +45,35 @@ class StubBase {
 namespace client {
 
 // Starts a call, and leaves it to the client to send requests through the
-// handle and to close it. The observer must live until its OnEnd, which comes
-// before this returns if the call cannot be started; the handle, never null, is
-// then closed. A null observer means that the client does not look at the
+// handle and to close it. The observer must live until its OnEnd. The result is
+// never null. A null observer means that the client does not look at the
 // answers.
 template <class Request, class Response>
 boost::intrusive_ptr<CallHandle<Request>> AsyncStreamingCall(
     const boost::shared_ptr<Channel>& channel, const RpcMethod& method,
     const ClientContext& context, CallObserver<Response>* response_observer) {
-  ByteObserverPtr responses(new ParsingObserver<Response>(response_observer));
+  // The stub, whose pointer this is, may go in an OnEnd that Start calls.
+  const boost::shared_ptr<Channel> kept = channel;
+  ByteObserverPtr responses(new ParsingObserver<Response>(
+      response_observer, HasOneResponse(method.type())));
   return boost::intrusive_ptr<CallHandle<Request>>(new CallHandle<Request>(
-      channel->Start(method, context, std::move(responses))));
+      kept->Start(method, context, std::move(responses))));
 }
 
 // The same, but sends every request of the container, in its order, and closes
-// the handle.
+// the handle. It waits for room as Send does; on a loop's thread, where that
+// cannot be, a container that takes more than twice the room ends the call.
 template <class Request, class Response, class Container>
 boost::intrusive_ptr<CallHandle<Request>> AsyncBatchCall(
     const boost::shared_ptr<Channel>& channel, const RpcMethod& method,
     const ClientContext& context, const Container& requests,
     CallObserver<Response>* response_observer) {
-  const Channel::Gather gather(channel.get());
   const boost::intrusive_ptr<CallHandle<Request>> handle =
       AsyncStreamingCall<Request, Response>(channel, method, context,
                                             response_observer);
-  for (const Request& request : requests) handle->Send(request);
+  for (const Request& request : requests) {
+    if (handle->Send(request) == SendResult::kEnded) break;
+  }
   handle->Close();
   return handle;
 }
@@ -80,7 +84,6 @@ boost::intrusive_ptr<CallHandle<Request>> AsyncSimpleCall(
     const boost::shared_ptr<Channel>& channel, const RpcMethod& method,
     const ClientContext& context, const Request& request,
     CallObserver<Response>* response_observer) {
-  const Channel::Gather gather(channel.get());
   const boost::intrusive_ptr<CallHandle<Request>> handle =
       AsyncStreamingCall<Request, Response>(channel, method, context,
                                             response_observer);

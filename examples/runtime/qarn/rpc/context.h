@@ -15,8 +15,8 @@ namespace rpc {
 class ClientContext {
  public:
   ClientContext() : timeout_(0) {}
-  // A timeout of zero is none. The channel within the process has no clock and
-  // only passes it on; over TCP the call is cancelled when it is over.
+  // A timeout of zero is none, a negative one has passed. LocalChannel has no
+  // clock and only passes it on; over the network the call ends with it.
   explicit ClientContext(
       const std::string& label,
       std::chrono::milliseconds timeout = std::chrono::milliseconds(0))

@@ -4,6 +4,7 @@
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_LOCAL_CHANNEL_H_
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,20 +26,27 @@ namespace rpc {
 class LocalSender : public ByteSender,
                     public std::enable_shared_from_this<LocalSender> {
  public:
-  // `other` is the other direction of the call, if Cancel shall end it, too.
-  LocalSender(ByteObserverPtr receiver, const std::weak_ptr<ByteSender>& other)
-      : other_(other),
-        closed_(false),
-        delivering_(false),
-        receiver_(std::move(receiver)) {}
+  // Once, before the call is known to others. `other` is the other direction.
+  void SetOther(const std::shared_ptr<LocalSender>& other) { other_ = other; }
 
-  bool Send(const std::string& bytes) override {
+  // Once: from here on the receiver is called. What was sent before waits for
+  // it. A null one means that there will be none: the direction must be closed.
+  void Open(ByteObserverPtr receiver) {
     std::unique_lock<std::mutex> lock(mutex_);
-    if (closed_) return false;
+    receiver_ = std::move(receiver);
+    delivering_ = false;
+    Deliver(&lock);
+  }
+
+  SendResult Send(const std::string& bytes) override {
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (closed_) return SendResult::kEnded;
     pending_.push_back(bytes);
     Deliver(&lock);
-    return true;
+    return SendResult::kSent;
   }
+
+  void WhenRoom(std::function<void()> callback) override { callback(); }
 
   void Close(const Status& status) override {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -49,14 +57,19 @@ class LocalSender : public ByteSender,
   }
 
   void Cancel() override {
-    const Status status(StatusCode::kCancelled, "the call was cancelled");
-    Close(status);
-    if (const ByteSenderPtr other = other_.lock()) other->Close(status);
+    CloseBoth(Status(StatusCode::kCancelled, "the call was cancelled"));
   }
 
   bool closed() const override {
     const std::lock_guard<std::mutex> lock(mutex_);
     return closed_;
+  }
+
+  void CloseBoth(const Status& status) {
+    // Whoever sees the end of one direction may let go of the other.
+    const std::shared_ptr<LocalSender> other = other_.lock();
+    Close(status);
+    if (other) other->Close(status);
   }
 
  private:
@@ -69,32 +82,40 @@ class LocalSender : public ByteSender,
       const std::string bytes = std::move(pending_.front());
       pending_.pop_front();
       lock->unlock();
-      receiver_->OnMessage(bytes);
+      const Status result = receiver_ ? receiver_->OnMessage(bytes) : Status();
+      if (!result.ok()) CloseBoth(result);
       lock->lock();
+      if (!result.ok()) {
+        pending_.clear();
+        status_ = result;
+      }
     }
-    if (closed_) {
-      // The receiver goes with its end, even if the handle is kept. Nothing is
-      // sent any more, so `delivering_` may stay.
-      const ByteObserverPtr receiver = std::move(receiver_);
-      lock->unlock();
-      receiver->OnEnd(status_);
+    if (!closed_) {
+      delivering_ = false;
       return;
     }
-    delivering_ = false;
+    // The receiver goes with its end, even if the handle is kept. Nothing is
+    // sent any more, so `delivering_` may stay.
+    const ByteObserverPtr receiver = std::move(receiver_);
+    const Status status = status_;
+    lock->unlock();
+    const Status result = receiver ? receiver->OnEnd(status) : Status();
+    if (!result.ok()) CloseBoth(result);
   }
 
-  const std::weak_ptr<ByteSender> other_;
+  std::weak_ptr<LocalSender> other_;
   mutable std::mutex mutex_;  // of what follows; not held while observers run
-  bool closed_;
-  bool delivering_;
+  bool closed_ = false;
+  bool delivering_ = true;  // until Open
   Status status_;
   std::deque<std::string> pending_;
   ByteObserverPtr receiver_;
 };
 
-// A server and the way to it in one object. A message is delivered before Send
-// returns, so nothing has to wait and nothing bounds what waits for an observer
-// that is called already.
+// A server and the way to it in one object. A message, and the end, is
+// delivered before Send, Close or the Stub's method returns, so nothing has to
+// wait and nothing bounds what waits for an observer that is called already. An
+// observer that starts a call in its end does so inside the call that ended.
 class LocalChannel : public Channel {
  public:
   // See ServiceTable. The service must outlive the last call.
@@ -109,10 +130,17 @@ class LocalChannel : public Channel {
       responses->OnEnd(status);
       return ByteSenderPtr();
     }
-    const std::shared_ptr<LocalSender> answers = std::make_shared<LocalSender>(
-        std::move(responses), std::weak_ptr<ByteSender>());
-    ByteObserverPtr requests = target->Start(context, answers);
-    return std::make_shared<LocalSender>(std::move(requests), answers);
+    const std::shared_ptr<LocalSender> requests =
+        std::make_shared<LocalSender>();
+    const std::shared_ptr<LocalSender> answers =
+        std::make_shared<LocalSender>();
+    requests->SetOther(answers);
+    answers->SetOther(requests);
+    answers->Open(std::move(responses));
+    ByteObserverPtr receiver = target->Start(context, answers);
+    if (!receiver) requests->Close(Status(StatusCode::kFailed, ""));
+    requests->Open(std::move(receiver));
+    return requests;
   }
 
  private:

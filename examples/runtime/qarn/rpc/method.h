@@ -13,6 +13,14 @@ enum RpcMethodType {
   RMT_BIDI_STREAMING,
 };
 
+// Whether a call of that kind has one request, and one response, at most.
+inline bool HasOneRequest(RpcMethodType type) {
+  return type == RMT_SIMPLE || type == RMT_SERVER_STREAMING;
+}
+inline bool HasOneResponse(RpcMethodType type) {
+  return type == RMT_SIMPLE || type == RMT_CLIENT_STREAMING;
+}
+
 // The side of a call that a description is made for.
 enum CallSide {
   CS_CLIENT,

@@ -41,7 +41,7 @@ class RpcServiceMethod {
   const RpcMethod& method() const { return method_; }
 
   // Starts a call whose answers go to `responses`. The result takes the
-  // requests.
+  // requests; it is null if the handler threw, and `responses` is then closed.
   virtual ByteObserverPtr Start(const ClientContext& context,
                                 ByteSenderPtr responses) = 0;
 

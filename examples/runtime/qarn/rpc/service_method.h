@@ -13,6 +13,7 @@
 #include "qarn/rpc/context.h"
 #include "qarn/rpc/method.h"
 #include "qarn/rpc/service.h"
+#include "qarn/rpc/status.h"
 
 namespace qarn {
 namespace rpc {
@@ -37,7 +38,12 @@ class OneRequestCall : public CallObserver<Request> {
     // Only the handler decides from here on how long the handle lives.
     HandlePtr handle;
     handle.swap(handle_);
-    if (handle) (service_->*handler_)(&context_, request, handle);
+    if (!handle) return;
+    try {
+      (service_->*handler_)(&context_, request, handle);
+    } catch (...) {
+      handle->Close(ReportException());  // before it goes
+    }
   }
 
   void OnEnd(const Status& status) override {
@@ -109,10 +115,16 @@ class RpcServiceMethodT : public RpcServiceMethod {
                         ByteSenderPtr responses) override {
     const boost::intrusive_ptr<CallHandle<Response>> handle(
         new CallHandle<Response>(std::move(responses)));
-    std::unique_ptr<CallObserver<Request>> call(
-        new Call(service_, handler_, CallContext(method().full_name(), context),
-                 handle));
-    return ByteObserverPtr(new ParsingObserver<Request>(std::move(call)));
+    try {
+      std::unique_ptr<CallObserver<Request>> call(
+          new Call(service_, handler_,
+                   CallContext(method().full_name(), context), handle));
+      return ByteObserverPtr(new ParsingObserver<Request>(
+          std::move(call), HasOneRequest(Traits::rpc_type)));
+    } catch (...) {
+      handle->Close(ReportException());
+      return ByteObserverPtr();
+    }
   }
 
  private:

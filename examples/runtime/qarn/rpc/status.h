@@ -2,6 +2,8 @@
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_STATUS_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_STATUS_H_
 
+#include <cstdio>
+#include <exception>
 #include <string>
 
 namespace qarn {
@@ -18,9 +20,10 @@ enum class StatusCode {
   kCancelled = 6,   // somebody called Cancel
   kDeadlinePassed = 7,  // the client's timeout passed before the answers ended
   kConnectionLost = 8,  // there is no connection, or it broke
-  kOverloaded = 9,      // the server has no room for the call
+  kOverloaded = 9,      // the sender went on though it had no room
   kStopping = 10,       // the server takes no new calls
-  kTooLarge = 11,       // a message is above the limit of a frame
+  kTooLarge = 11,       // a message, or the label, is above the limit
+  kLast = kTooLarge,
 };
 
 // How one direction of a call ended. A default Status is success.
@@ -39,6 +42,21 @@ class Status {
   StatusCode code_;
   std::string message_;
 };
+
+// In a catch block around a handler or an observer: says on standard error what
+// was thrown. The result ends the call; what was thrown stays out of it, since
+// it is not for the other side.
+inline Status ReportException() {
+  try {
+    throw;
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "qarn rpc: a handler or observer threw: %s\n",
+                 exception.what());
+  } catch (...) {
+    std::fprintf(stderr, "qarn rpc: a handler or observer threw\n");
+  }
+  return Status(StatusCode::kFailed, "a handler or observer threw");
+}
 
 }  // namespace rpc
 }  // namespace qarn

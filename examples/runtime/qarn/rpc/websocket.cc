@@ -1,0 +1,306 @@
+// The one source file of the example runtime: Loop, WebSocketServer and
+// WebSocketChannel. Compile it once in each program that uses them.
+#include "qarn/rpc/websocket.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "qarn/rpc/call.h"
+#include "qarn/rpc/context.h"
+#include "qarn/rpc/method.h"
+#include "qarn/rpc/status.h"
+#include "qarn/rpc/websocket/outbox.h"
+#include "qarn/rpc/websocket/session.h"
+#include "qarn/rpc/websocket/wire.h"
+
+namespace qarn {
+namespace rpc {
+
+namespace net = boost::asio;
+using websocket::After;
+using websocket::Clock;
+using websocket::Error;
+using websocket::Session;
+using websocket::tcp;
+
+struct Loop::Impl {
+  // Not of the kind for one thread: what the loop's own thread posts would be
+  // overtaken there by what others post.
+  net::io_context io;
+  std::optional<net::executor_work_guard<net::io_context::executor_type>> work{
+      io.get_executor()};
+  std::thread thread{[this] {
+    websocket::on_loop_thread = true;
+    io.run();
+  }};
+};
+
+Loop::Loop() : impl_(new Impl) {}
+
+Loop::~Loop() {
+  impl_->work.reset();
+  impl_->thread.join();
+}
+
+namespace {
+
+// Limits that can be kept: a header of Beast's has at most 64 KiB.
+Limits Checked(Limits limits) {
+  limits.headers = std::min(limits.headers, std::uint32_t{60} << 10);
+  limits.connections = std::max(limits.connections, std::uint32_t{1});
+  limits.ping_seconds = std::clamp(limits.ping_seconds, 1, 30000);
+  limits.unanswered_pings = std::clamp(limits.unanswered_pings, 1, 100);
+  return limits;
+}
+
+// The calls of a server or a channel. On the loop, but for Make and Wait.
+struct Sessions : std::enable_shared_from_this<Sessions> {
+  Sessions(net::io_context* context, const Limits& l)
+      : io(*context), limits(Checked(l)) {}
+  virtual ~Sessions() = default;
+  virtual void OnErase() {}
+
+  Session::Pointer Make(tcp::socket socket) {
+    return Session::Make(&io, std::move(socket), limits,
+                         [self = shared_from_this()](const auto& session) {
+                           self->sessions.erase(session);
+                           self->OnErase();
+                           self->NoteEnd();
+                         });
+  }
+
+  // No more are made.
+  void Shut() {
+    is_shut = true;
+    NoteEnd();
+  }
+
+  void EndAll(const Status& status) {
+    const std::set<Session::Pointer> ending = sessions;
+    for (const Session::Pointer& session : ending) session->End(status);
+  }
+
+  // Returns when it is shut and the last session has ended.
+  void Wait() {
+    if (websocket::on_loop_thread) return;
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return has_ended; });
+  }
+
+  void NoteEnd() {
+    if (!is_shut || !sessions.empty()) return;
+    const std::lock_guard<std::mutex> lock(mutex);
+    has_ended = true;
+    changed.notify_all();
+  }
+
+  net::io_context& io;
+  const Limits limits;
+  std::set<Session::Pointer> sessions;
+  bool is_shut = false;
+  std::mutex mutex;  // of what follows
+  std::condition_variable changed;
+  bool has_ended = false;
+};
+
+}  // namespace
+
+struct WebSocketChannel::Impl : Sessions {
+  using Sessions::Sessions;
+
+  std::string host;  // with its port
+  tcp::resolver::results_type addresses;
+};
+
+WebSocketChannel::WebSocketChannel(Loop* loop, const std::string& host,
+                                   unsigned short port, const Limits& limits)
+    : impl_(std::make_shared<Impl>(&loop->impl_->io, limits)) {
+  Error ignored;  // without an address no call connects
+  impl_->host = host + ":" + std::to_string(port);
+  impl_->addresses =
+      tcp::resolver(impl_->io).resolve(host, std::to_string(port), ignored);
+}
+
+WebSocketChannel::~WebSocketChannel() {
+  net::post(impl_->io, [impl = impl_] {
+    impl->Shut();
+    impl->EndAll(Status(StatusCode::kConnectionLost, "the channel was closed"));
+  });
+  impl_->Wait();
+}
+
+ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
+                                      const ClientContext& context,
+                                      ByteObserverPtr responses) {
+  Session::Pointer session = impl_->Make(tcp::socket(impl_->io));
+  const ByteSenderPtr outbox = session->outbox();
+  const std::string target = std::string("/") + method.full_name();
+  const std::string label = websocket::Escape(context.label());
+  std::optional<Clock::time_point> deadline;
+  if (context.timeout().count() != 0) deadline = After(context.timeout());
+  const auto fill = [label, deadline](websocket::Request& request) {
+    request.set(websocket::kLabelHeader, label);
+    if (!deadline) return;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        *deadline - Clock::now());
+    request.set(websocket::kTimeoutHeader,
+                std::to_string(std::max<std::int64_t>(left.count(), 1)));
+  };
+  const bool fits = target.size() + label.size() + 512 <= impl_->limits.headers;
+  net::post(
+      impl_->io, [impl = impl_, session = std::move(session), target, deadline,
+                  fill, fits, responses = std::move(responses)]() mutable {
+        impl->sessions.insert(session);
+        if (deadline) session->EndAt(*deadline);
+        session->Connect(impl->addresses, impl->host, target, fill,
+                         std::move(responses));
+        if (!fits) {
+          session->End(Status(StatusCode::kTooLarge,
+                              "the label is above the limit of the headers"));
+        }
+      });
+  return outbox;
+}
+
+struct WebSocketServer::Impl : Sessions {
+  using Sessions::Sessions;
+
+  std::shared_ptr<Impl> Self() {
+    return std::static_pointer_cast<Impl>(shared_from_this());
+  }
+
+  void Accept() {
+    if (is_accepting || is_shut || sessions.size() >= limits.connections) {
+      return;
+    }
+    is_accepting = true;
+    acceptor.async_accept([self = Self()](Error error, tcp::socket socket) {
+      if (!error) {
+        self->is_accepting = false;
+        self->Serve(std::move(socket));
+        return self->Accept();
+      }
+      if (self->is_shut) return;
+      // Most likely there is no descriptor left. Those who wait to be accepted
+      // go on waiting.
+      self->retry.expires_after(std::chrono::milliseconds(100));
+      self->retry.async_wait([self](Error) {
+        self->is_accepting = false;
+        self->Accept();
+      });
+    });
+  }
+
+  void Serve(tcp::socket socket) {
+    const Session::Pointer session = Make(std::move(socket));
+    sessions.insert(session);
+    session->Accept(
+        [self = Self()](const auto& request, Session* begun, Status* status) {
+          return self->StartCall(request, begun, status);
+        });
+  }
+
+  // The observer of the call's requests; null, with the reason, if there is no
+  // such call.
+  ByteObserverPtr StartCall(const websocket::Request& request, Session* session,
+                            Status* status) {
+    const auto header = [&request](const char* name) {
+      const auto value = request[name];
+      return std::string_view(value.data(), value.size());
+    };
+    const std::string_view number = header(websocket::kTimeoutHeader);
+    const auto label = websocket::Unescape(header(websocket::kLabelHeader));
+    const auto timeout =
+        websocket::ParseNumber<std::int64_t>(number.empty() ? "0" : number);
+    *status = Status(StatusCode::kBadMessage, "the headers cannot be read");
+    if (!label || !timeout) return nullptr;
+    *status = StoppingStatus();
+    if (is_shut) return nullptr;
+    std::string method(request.target());
+    if (method.front() == '/') method.erase(0, 1);
+    RpcServiceMethod* const target =
+        services.Find(method.substr(0, method.find('/')), method, status);
+    if (!target) return nullptr;
+    const std::chrono::milliseconds wait(*timeout);
+    if (!number.empty()) session->EndAt(After(wait));
+    *status = Status(StatusCode::kFailed, "the handler threw");
+    return target->Start(ClientContext(*label, wait), session->outbox());
+  }
+
+  void Stop(Clock::time_point until) {
+    Error ignored;
+    acceptor.close(ignored);
+    retry.cancel();
+    patience.expires_at(until);
+    patience.async_wait([self = Self()](Error error) {
+      if (!error) self->EndAll(StoppingStatus());
+    });
+    Shut();
+    OnErase();
+  }
+
+  void OnErase() override {
+    if (is_shut && sessions.empty()) patience.cancel();
+    Accept();
+  }
+
+  static Status StoppingStatus() {
+    return Status(StatusCode::kStopping, "the server is being stopped");
+  }
+
+  ServiceTable services;
+  unsigned short port = 0;
+  tcp::acceptor acceptor{io};
+  bool is_accepting = false;  // or waits to try again
+  net::steady_timer retry{io};
+  net::steady_timer patience{io};
+};
+
+WebSocketServer::WebSocketServer(Loop* loop, const Limits& limits)
+    : impl_(std::make_shared<Impl>(&loop->impl_->io, limits)) {}
+
+WebSocketServer::~WebSocketServer() { Stop(std::chrono::milliseconds(0)); }
+
+bool WebSocketServer::Register(RpcService* service) {
+  return impl_->services.Register(service);
+}
+
+bool WebSocketServer::Listen(const std::string& host, unsigned short port,
+                             std::string* reason) {
+  if (impl_->port != 0) {
+    *reason = "the server listens already";
+    return false;
+  }
+  try {
+    const auto addresses = tcp::resolver(impl_->io).resolve(
+        host, std::to_string(port), tcp::resolver::passive);
+    impl_->acceptor = tcp::acceptor(impl_->io, *addresses.begin());
+    impl_->port = impl_->acceptor.local_endpoint().port();
+  } catch (const boost::system::system_error& error) {
+    *reason = "cannot listen on " + host + " port " + std::to_string(port) +
+              ": " + error.code().message();
+    return false;
+  }
+  net::post(impl_->io, [impl = impl_] { impl->Accept(); });
+  return true;
+}
+
+unsigned short WebSocketServer::port() const { return impl_->port; }
+
+void WebSocketServer::Stop(std::chrono::milliseconds patience) {
+  net::post(impl_->io,
+            [impl = impl_, until = After(patience)] { impl->Stop(until); });
+  impl_->Wait();
+}
+
+}  // namespace rpc
+}  // namespace qarn

@@ -1,0 +1,330 @@
+// Part of the example runtime (see qarn/rpc/websocket.h): one call, on the
+// connection that it has for itself. Only websocket.cc includes it.
+#ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
+#define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "qarn/rpc/call.h"
+#include "qarn/rpc/status.h"
+#include "qarn/rpc/websocket.h"
+#include "qarn/rpc/websocket/boost.h"
+#include "qarn/rpc/websocket/outbox.h"
+#include "qarn/rpc/websocket/wire.h"
+
+namespace qarn {
+namespace rpc {
+namespace websocket {
+
+// Runs on its loop's thread, but for what makes it. It lives for as long as
+// something waits there for its connection or its timers.
+class Session : public std::enable_shared_from_this<Session> {
+ public:
+  using Pointer = std::shared_ptr<Session>;
+
+  // `on_done` sees the session's end, after its observer has.
+  static Pointer Make(net::io_context* io, tcp::socket socket,
+                      const Limits& limits,
+                      std::function<void(const Pointer&)> on_done) {
+    Pointer session(new Session(std::move(socket), limits));
+    session->on_done_ = std::move(on_done);
+    const std::weak_ptr<Session> weak = session;
+    session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
+      net::post(*io, [weak] {
+        if (const Pointer self = weak.lock()) self->OnWake();
+      });
+    });
+    return session;
+  }
+
+  const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
+
+  // Of a server: makes the observer of the call that a request begins, or says
+  // why there is none.
+  using Starter =
+      std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
+  void Accept(Starter start) {
+    AskWhetherThere(limits_, &stream_->next_layer());
+    DropAfter(limits_.upgrade);
+    parser_.header_limit(limits_.headers);
+    http::async_read_header(
+        stream_->next_layer(), in_, parser_,
+        [self = shared_from_this(), start](Error error, std::size_t size) {
+          // Nothing may come ahead of our answer.
+          if (error || self->is_done_ || size > self->limits_.headers ||
+              self->in_.size() > 0) {
+            return self->Lose(error);
+          }
+          self->stream_->async_accept(
+              self->parser_.get(), [self, start](Error e) {
+                if (e || self->is_done_) return self->Lose(e);
+                self->Open();
+                Status status;
+                self->observer_ = start(self->parser_.get(), &*self, &status);
+                if (!self->observer_) self->End(status);
+              });
+        });
+  }
+
+  // Of a client: connects, and asks for the call. `fill` adds to the request.
+  void Connect(const tcp::resolver::results_type& addresses,
+               const std::string& host, const std::string& target,
+               std::function<void(Request&)> fill, ByteObserverPtr responses) {
+    is_client_ = true;
+    observer_ = std::move(responses);
+    stream_->set_option(stream_base::decorator(std::move(fill)));
+    net::async_connect(
+        stream_->next_layer(), addresses,
+        [self = shared_from_this(), host, target](Error error,
+                                                  const tcp::endpoint&) {
+          if (error || self->is_done_) return self->Lose(error);
+          AskWhetherThere(self->limits_, &self->stream_->next_layer());
+          self->stream_->async_handshake(host, target, [self](Error e) {
+            if (e || self->is_done_) return self->Lose(e);
+            self->Open();
+          });
+        });
+  }
+
+  // From then on the call ends with kDeadlinePassed.
+  void EndAt(Clock::time_point deadline) {
+    deadline_timer_.expires_at(deadline);
+    deadline_timer_.async_wait([self = shared_from_this()](Error error) {
+      if (error) return;
+      self->End(Status(StatusCode::kDeadlinePassed, "the deadline passed"));
+    });
+  }
+
+  // Ends the call in both directions, as far as they have not ended. What was
+  // sent before leaves, if the other side reads it within a second.
+  void End(const Status& status) {
+    if (is_done_ || is_ending_) return;
+    if (!is_open_) return Done(status);
+    is_ending_ = true;
+    DropAfter(std::chrono::seconds(1));
+    outbox_->Close(status);
+    DeliverEnd(status);
+    WriteNext();
+  }
+
+ private:
+  Session(tcp::socket socket, const Limits& limits)
+      : limits_(limits),
+        deadline_timer_(socket.get_executor()),
+        drop_timer_(socket.get_executor()) {
+    stream_.emplace(std::move(socket));
+  }
+
+  // Ends what was begun, unless that is done in time.
+  void DropAfter(std::chrono::milliseconds wait) {
+    drop_timer_.expires_at(After(wait));
+    drop_timer_.async_wait([self = shared_from_this()](Error error) {
+      if (!error) self->Lose(net::error::timed_out);
+    });
+  }
+
+  // Ends the call when the other side has vanished; also when it has closed, or
+  // broken the rules, and does not go: for that Beast waits without end.
+  void Watch() {
+    drop_timer_.expires_at(After(std::clamp<std::chrono::milliseconds>(
+        limits_.upgrade, std::chrono::milliseconds(10),
+        std::chrono::seconds(limits_.ping_seconds))));
+    drop_timer_.async_wait([self = shared_from_this()](Error error) {
+      if (error || self->is_ending_ || self->is_done_) return;
+      if (HasVanished(self->limits_, &self->stream_->next_layer())) {
+        return self->Lose(net::error::timed_out);
+      }
+      if (self->stream_->is_open()) return self->Watch();
+      self->DropAfter(self->limits_.upgrade);
+    });
+  }
+
+  void Open() {
+    is_open_ = true;
+    Watch();
+    // Beast's own limit would close the connection without an answer.
+    in_.max_size(std::max<std::size_t>(limits_.message, kLongestEnd) + kPiece);
+    stream_->read_message_max(0);
+    stream_->auto_fragment(false);
+    Read();
+    WriteNext();
+  }
+
+  void Read() {
+    if (is_done_ || is_closing_) return;
+    is_reading_ = true;
+    // By pieces: to read a whole message fails an assertion of Beast's (Boost
+    // 1.74) when a close, begun meanwhile, has read on in its place.
+    stream_->async_read_some(
+        in_, kPiece, [self = shared_from_this()](Error error, std::size_t) {
+          self->is_reading_ = false;
+          self->OnRead(error);
+        });
+  }
+
+  void OnRead(Error error) {
+    if (is_done_ || (is_closing_ && !error)) return;
+    if (error) return Lose(error);
+    if (!is_ending_ && in_.size() > Limit()) {
+      End(Status(StatusCode::kTooLarge, "a message is above the limit"));
+    }
+    if (is_ending_) {
+      in_.clear();
+    } else if (stream_->is_message_done()) {
+      const std::string bytes = boost::beast::buffers_to_string(in_.data());
+      in_.clear();
+      if (in_.capacity() > kPiece) in_.shrink_to_fit();
+      const Status status = Take(bytes);
+      if (!status.ok()) End(status);
+    }
+    // A client always reads, so that the two never wait for each other.
+    is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
+    if (!is_paused_) Read();
+  }
+
+  // What may come now. The text of an end has a limit of its own.
+  std::size_t Limit() const {
+    return stream_->got_text() ? kLongestEnd : limits_.message;
+  }
+
+  // Hands a message on. If the result is not ok, the call ends with it.
+  Status Take(const std::string& bytes) {
+    if (!observer_) {
+      return Status(StatusCode::kBadMessage, "a message came after the end");
+    }
+    if (stream_->got_binary()) return observer_->OnMessage(bytes);
+    const std::optional<Status> end = ParseEnd(bytes);
+    if (!end) {
+      return Status(StatusCode::kBadMessage, "a text came that is no end");
+    }
+    DeliverEnd(*end);
+    WriteNext();
+    return Status();
+  }
+
+  // The outbox has changed.
+  void OnWake() {
+    const std::optional<Status> end = outbox_->Look();
+    if (end) End(*end);
+    UseRoom();
+    WriteNext();
+  }
+
+  void UseRoom() {
+    // It may hold the last handle, which goes after what is thrown was said.
+    const Outbox::Callback callback = outbox_->TakeCallback();
+    try {
+      if (callback) callback();
+    } catch (...) {
+      End(ReportException());
+    }
+    if (is_paused_ && (is_ending_ || outbox_->HasRoom())) {
+      is_paused_ = false;
+      Read();
+    }
+  }
+
+  void WriteNext() {
+    if (!is_open_ || is_writing_ || is_closing_ || is_done_) return;
+    if (is_out_ended_) return CloseIfEnded();
+    std::optional<Status> end;
+    const std::optional<std::string> message = outbox_->TakeMessage(&end);
+    if (!message && !end) return;
+    is_out_ended_ = end.has_value();
+    out_ = end ? FormatEnd(*end) : *message;
+    stream_->text(is_out_ended_);
+    is_writing_ = true;
+    stream_->async_write(net::buffer(out_),
+                         [self = shared_from_this()](Error error, std::size_t) {
+                           self->OnWritten(error);
+                         });
+  }
+
+  void OnWritten(Error error) {
+    if (is_done_) return;
+    if (error && !is_reading_) return Lose(error);
+    if (error) return;  // what the other side said last is still to be read
+    is_writing_ = false;
+    if (!is_out_ended_) outbox_->Written(out_.size());
+    if (out_.capacity() > kPiece) std::string().swap(out_);
+    UseRoom();
+    WriteNext();
+  }
+
+  // When both directions have ended, the server closes the connection. What was
+  // written arrives also if the socket is closed before it was read.
+  void CloseIfEnded() {
+    if (!is_ending_ && observer_) return;
+    if (!is_ending_) DropAfter(limits_.upgrade);
+    if (!is_ending_ && is_client_) return;
+    is_closing_ = true;
+    stream_->async_close(
+        boost::beast::websocket::close_code::normal,
+        [self = shared_from_this()](Error error) { self->Lose(error); });
+  }
+
+  // The observer goes with its end.
+  void DeliverEnd(const Status& status) {
+    const ByteObserverPtr observer = std::move(observer_);
+    if (!observer) return;
+    const Status result = observer->OnEnd(status);
+    if (!result.ok()) outbox_->Close(result);
+  }
+
+  void Lose(Error error) {
+    Done(Status(StatusCode::kConnectionLost,
+                "there is no connection: " + error.message()));
+  }
+
+  void Done(const Status& status) {
+    if (is_done_) return;
+    is_done_ = true;
+    Error ignored;
+    stream_->next_layer().close(ignored);
+    // With the stream goes what waits inside it: a read and a close can wait
+    // for each other. What waits for the socket ends first.
+    net::post(stream_->get_executor(),
+              [self = shared_from_this()] { self->stream_.reset(); });
+    deadline_timer_.cancel();
+    drop_timer_.cancel();
+    outbox_->Detach(status);
+    DeliverEnd(status);
+    UseRoom();
+    on_done_(shared_from_this());
+  }
+
+  // What is read at once. A longer buffer is given back after each message.
+  static constexpr std::size_t kPiece = 16 << 10;
+
+  const Limits limits_;
+  std::function<void(const Pointer&)> on_done_;
+  std::shared_ptr<Outbox> outbox_;
+  ByteObserverPtr observer_;  // until the other side's end
+  boost::beast::flat_buffer in_;
+  std::string out_;  // is being written
+  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
+  http::request_parser<http::empty_body> parser_;
+  net::steady_timer deadline_timer_;
+  net::steady_timer drop_timer_;
+  bool is_client_ = false;
+  bool is_open_ = false;  // the upgrade is done
+  bool is_reading_ = false;
+  bool is_paused_ = false;  // does not read until there is room
+  bool is_writing_ = false;
+  bool is_out_ended_ = false;  // our end was written, or is being written
+  bool is_ending_ = false;     // End was called
+  bool is_closing_ = false;    // we have begun to close
+  bool is_done_ = false;
+};
+
+}  // namespace websocket
+}  // namespace rpc
+}  // namespace qarn
+
+#endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_

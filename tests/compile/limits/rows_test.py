@@ -1,0 +1,69 @@
+"""Each row of docs/limits.md has its case, and each case its row.
+
+A case names its rows with `row`, in its case.ini: the words with which the first
+cell of the row begins. A row that no case can try stands in UNTRIED.
+"""
+
+import configparser
+import pathlib
+import re
+
+# The words with which each begins, and why there is no case.
+UNTRIED = {
+    # protoc's own C++ generator stops, after ours has written its files.
+    "A file with `import weak`.",
+    # They take whole projects: consumers.cmake_export_macro, .cmake_shared_options,
+    # .cmake_strict.
+    "A shared library that hides its symbols,",
+    "A program and a shared library that each link",
+    "RPC files are compiled with more warnings than",
+    # Nothing fails, and the warning comes with every file that imports ours.
+    "`protoc` warns that `service_options.proto` has no syntax line.",
+}
+
+
+def rows_of(page):
+    """The first cells of the tables whose head is "Limit"."""
+    tables = re.findall(r"^\| Limit \|.*\n\|[-|]+\n((?:\|.*\n)*)", page.read_text(), re.MULTILINE)
+    return [line.split("|")[1].strip() for table in tables for line in table.splitlines()]
+
+
+def rows_named_by(ini):
+    """The words with which a case names its rows."""
+    parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
+    parser.read(ini)
+    text = parser.get("case", "row", fallback="")
+    return [line for line in text.splitlines() if line.strip()]
+
+
+def complaints(rows, cases):
+    """What is not in order, a line each."""
+    namers = {row: [] for row in rows}
+    for name, all_words in [("UNTRIED", UNTRIED), *cases.items()]:
+        if not all_words:
+            yield f"{name} names no row: add `row` to its case.ini"
+        for words in all_words:
+            found = [row for row in rows if row.startswith(words)]
+            if len(found) != 1:
+                yield (
+                    f"{name} names the row that begins with '{words}', and "
+                    f"{len(found)} rows do: correct the words"
+                )
+            for row in found:
+                namers[row].append(name)
+    for row, names in namers.items():
+        if not names:
+            yield (
+                f"no case names the row '{row}': write one (limits_test.py says how), "
+                "or say in UNTRIED why there is none"
+            )
+        if "UNTRIED" in names and len(names) > 1:
+            yield f"{names[1]} tries the row '{row}': take it out of UNTRIED"
+
+
+def test_rows_and_cases_belong_together(source):
+    rows = rows_of(source / "docs/limits.md")
+    assert rows
+    inis = sorted(pathlib.Path(__file__).parent.glob("cases/*/case.ini"))
+    cases = {ini.parent.name: rows_named_by(ini) for ini in inis}
+    assert not list(complaints(rows, cases))

@@ -1,0 +1,100 @@
+"""Make, Meson and buf."""
+
+import os
+import shutil
+import subprocess
+
+import pytest
+
+from consumers.context import (
+    ECHO,
+    SCHEMA,
+    TEXT,
+    add_spare_service,
+    append,
+    copy_into,
+    expect_deleted_files_back,
+    expect_only_what_changed,
+    runs,
+)
+from consumers.watched_build import WatchedBuild
+from support.commands import run
+
+
+def expect_exact_rebuilds_elsewhere(context, project, build):
+    """As with CMake, in builds without a library for the options."""
+    build.expect_all(TEXT | ECHO | SCHEMA)
+    build.expect_after(project / "text.proto", runs(TEXT | ECHO))
+    build.expect_after(project / "echo.proto", runs(ECHO))
+    build.expect_after(context.schema, runs(SCHEMA | ECHO))
+    build.expect_after(context.plugin_any, runs(TEXT | ECHO))
+
+
+@pytest.mark.needs("make", "pkg-config")
+def test_make(context):
+    """A plain Makefile that finds the plugin by pkg-config."""
+    project = context.echo_project("make")
+    add_spare_service(project)
+    message = run(["make"], cwd=project, status=2, env={"PKG_CONFIG_PATH": "/nowhere"})
+    assert "pkg-config does not find qarn-rpc-gen" in message
+    env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime}
+    build = WatchedBuild(["make", "-j2"], project, cwd=project, env=env)
+    expect_exact_rebuilds_elsewhere(context, project, build)
+    context.expect_conversation(project / "echo")
+    expect_only_what_changed(project, build)
+    expect_deleted_files_back(project / "gen", build)
+    assert "make: 'echo' is up to date." in build.build()[1]
+
+
+@pytest.mark.needs("meson", "ninja", "pkg-config")
+def test_meson(context):
+    """Meson, with custom_target and depfiles."""
+    project = context.echo_project("meson")
+    add_spare_service(project)
+    folder = project / "build"
+    options = ["--buildtype=plain", f"-Drpc_runtime_dir={context.runtime}"]
+    run(["meson", "setup", folder, project, *options], env=context.pkg_config)
+    build = WatchedBuild(["ninja", "-C", folder, "-j2"], folder, env=context.pkg_config)
+    expect_exact_rebuilds_elsewhere(context, project, build)
+    context.expect_conversation(folder / "echo")
+    expect_only_what_changed(project, build)
+    expect_deleted_files_back(folder, build)
+
+
+def times_below(folder):
+    """The time of each file below `folder`, by its path."""
+    return {path: path.stat().st_mtime_ns for path in folder.rglob("*") if path.is_file()}
+
+
+@pytest.mark.needs("buf", "protoc", "pkg-config")
+def test_buf(context):
+    """buf generate with a local plugin, without a network where that can be had."""
+    project = context.project("buf")
+    (project / "proto").mkdir()
+    copy_into(project / "proto", *context.proto_files)
+    copy_into(project, *context.main_files)
+    home = context.work / "home"
+    home.mkdir()
+    env = {
+        **context.pkg_config,
+        "RPC_RUNTIME_DIR": context.runtime,
+        "HOME": home,
+        "XDG_CACHE_HOME": home,
+        "PATH": f"{context.plugin.parent}:{os.environ['PATH']}",
+    }
+    offline = ["unshare", "--map-root-user", "--net"]
+    if not shutil.which("unshare") or subprocess.run([*offline, "true"], check=False).returncode:
+        print("no network namespace here, so the network is not cut off")
+        offline = []
+    run([*offline, "./build.sh"], cwd=project, env=env)
+    context.expect_conversation(project / "echo")
+    before = times_below(project / "gen")
+    text = project / "proto/text.proto"
+    append(text, "// A comment.\n")
+    run([*offline, "buf", "generate"], cwd=project, env=env)
+    assert times_below(project / "gen") == before
+    append(text, "message More {\n}\n")
+    run([*offline, "buf", "generate"], cwd=project, env=env)
+    after = times_below(project / "gen")
+    changed = {path.name for path in after if after[path] != before.get(path)}
+    assert changed == {"text.pb.cc", "text.pb.h"}
