@@ -26,7 +26,7 @@ declare -A packages=(
     golang-github-containerd-containerd-dev golang-etcd-server-dev
     golang-github-gogo-protobuf-dev golang-github-gogo-googleapis-dev
     binutils dpkg-dev fakeroot file gzip lintian locales make man-db meson nodejs npm
-    pkg-config strace util-linux
+    pkg-config python3-websockets strace util-linux
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The test of buf.
   [buf]="nodejs npm"
