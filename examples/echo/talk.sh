@@ -21,6 +21,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
+: >"$logs/server" # it may take a moment until the server runs
 "$1" >"$logs/server" &
 server=$!
 port=
