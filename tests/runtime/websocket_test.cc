@@ -488,6 +488,52 @@ TEST_F(WebSocketTest, ClientThatDoesNotFollowAClosedCallIsDropped) {
   EXPECT_THAT(server_log_.Lines(2)[1], StartsWith(kLost));
 }
 
+// The server closes after the bad text, while it still reads the pieces.
+TEST_F(WebSocketTest, PiecesOfAMessageBehindABadTextDoNoHarm) {
+  Serve();
+  const auto piece = [](int opcode) {
+    std::string frame = RawClient::Frame(opcode, "f");
+    frame[0] = static_cast<char>(opcode);  // more of the message follows
+    return frame;
+  };
+  for (int pieces = 1; pieces < 8; ++pieces) {
+    RawClient client(port_);
+    ASSERT_TRUE(client.Begin("/Desk/Talk"));
+    std::string frames = RawClient::Frame(1, "no end") + piece(2);
+    for (int i = 1; i < pieces; ++i) frames += piece(0);
+    client.Write(frames + RawClient::Frame(0, "f") + RawClient::Frame(2, ""));
+    EXPECT_THAT(client.ReadFrame(), StartsWith("4 "));
+    ServerHandle();
+    EXPECT_TRUE(Answers());
+  }
+}
+
+TEST_F(WebSocketTest, TextOfAnEndDoesNotCountAsAMessage) {
+  Limits limits;
+  limits.message = 1;
+  Serve(limits);
+  const std::string text(1024, ' ');
+  Talk(channel_, &client_)->Close({StatusCode::kFailed, text});
+  EXPECT_EQ(server_log_.Lines(1)[0], EndLine(StatusCode::kFailed, text));
+}
+
+// What the loop's thread posted must come ahead of what others post later.
+TEST_F(WebSocketTest, CallThatBeganInAnEndIsCancelledFromAnotherThread) {
+  Serve();
+  Observer second(&client_log_);
+  std::promise<Handle> begun;
+  std::promise<void> cancelled;
+  client_.on_end = [&] {
+    begun.set_value(Talk(channel_, &second));
+    cancelled.get_future().wait();
+  };
+  ::Ask(channel_, "hello", &client_);
+  begun.get_future().get()->Cancel();
+  cancelled.set_value();
+  EXPECT_EQ(client_log_.Lines(4)[3],
+            EndLine(StatusCode::kCancelled, "the call was cancelled"));
+}
+
 TEST_F(WebSocketTest, ListenSaysWhyItCannot) {
   Serve();
   std::string reason;
