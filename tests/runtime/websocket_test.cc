@@ -313,7 +313,7 @@ TEST_F(WebSocketTest, ServerKeepsToTheBoundOfItsMemory) {
     std::this_thread::sleep_for(milliseconds(10));
   }
   EXPECT_LE(most, bound);
-  EXPECT_GE(most, bound / 2);
+  EXPECT_GE(most, bound / 3);
   EXPECT_TRUE(Answers());
 }
 #endif
