@@ -56,8 +56,8 @@ if ! $bare; then
     "$here/in_root.sh" "$root" dpkg --add-architecture "$architecture"
   done
   # It belongs to no tree there, and leaves nothing beside itself.
-  install -D "$here/../setup.sh" "$root/root/setup/scripts/setup.sh"
+  install -D "$here/../setup.sh" "$root/opt/setup/scripts/setup.sh"
   read -ra groups < <(platform_groups "$name")
-  "$here/in_root.sh" "$root" /root/setup/scripts/setup.sh "${groups[@]}"
+  "$here/in_root.sh" "$root" /opt/setup/scripts/setup.sh "${groups[@]}"
   "$here/in_root.sh" "$root" apt-get clean
 fi
