@@ -18,8 +18,8 @@ cd "$(dirname "$0")/.."
 source scripts/platforms/roots.sh
 
 # The tests that may be skipped there: the client of somebody else's is one of the
-# slower tests' packages.
-may_be_skipped='^runtime\.websockets$'
+# slower tests' packages, and git is not needed to build.
+may_be_skipped='^(runtime\.websockets|release\.refusals)$'
 
 names=("$@")
 [[ $# -gt 0 ]] || names=(debian13)

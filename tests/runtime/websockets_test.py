@@ -9,7 +9,11 @@ import pytest
 
 from runtime.raw_call import OK, line
 
-websockets = pytest.importorskip("websockets")
+
+@pytest.fixture(name="websockets")
+def fixture_websockets():
+    """The client's module."""
+    return pytest.importorskip("websockets")
 
 
 @pytest.fixture(name="url")
@@ -24,7 +28,7 @@ def fixture_url(built):
         server.communicate(timeout=12)
 
 
-def test_says(url):
+def test_says(url, websockets):
     async def call():
         async with websockets.connect(f"{url}/Say") as connection:
             await connection.send(line(b"good morning"))
@@ -34,7 +38,7 @@ def test_says(url):
     assert asyncio.run(call()) == [line(b"good morning"), OK]
 
 
-def test_chats(url):
+def test_chats(url, websockets):
     async def call():
         async with websockets.connect(f"{url}/Chat") as connection:
             for text in (b"one", b"two"):

@@ -136,7 +136,8 @@ class Session : public std::enable_shared_from_this<Session> {
         limits_.upgrade, std::chrono::milliseconds(10),
         std::chrono::seconds(limits_.ping_seconds))));
     drop_timer_.async_wait([self = shared_from_this()](Error error) {
-      if (error || self->is_ending_ || self->is_done_) return;
+      const bool has_ended = self->is_out_ended_ && !self->observer_;
+      if (error || has_ended || self->is_ending_ || self->is_done_) return;
       if (HasVanished(self->limits_, &self->stream_->next_layer())) {
         return self->Lose(net::error::timed_out);
       }
@@ -288,7 +289,7 @@ class Session : public std::enable_shared_from_this<Session> {
     Error ignored;
     stream_->next_layer().close(ignored);
     // With the stream goes what waits inside it: a read and a close can wait
-    // for each other. What waits for the socket ends first.
+    // for each other. What still runs has a weak pointer to the stream's state.
     net::post(stream_->get_executor(),
               [self = shared_from_this()] { self->stream_.reset(); });
     deadline_timer_.cancel();
