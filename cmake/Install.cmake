@@ -59,7 +59,8 @@ install(CODE [==[
   if(NOT IS_ABSOLUTE "${docs}")
     string(PREPEND docs "${CMAKE_INSTALL_PREFIX}/")
   endif()
-  file(GLOB pages RELATIVE "${source}" "${source}/docs/*.md" "${source}/examples/*/*.md")
+  file(GLOB pages RELATIVE "${source}" "${source}/docs/*.md"
+    "${source}/docs/using/*.md" "${source}/examples/*/*.md")
   foreach(page README.md CHANGELOG.md CONTRIBUTING.md ${pages})
     file(READ "$ENV{DESTDIR}${docs}/${page}" text)
     string(REGEX REPLACE

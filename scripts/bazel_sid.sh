@@ -3,7 +3,7 @@
 # over the network, and a server of the Remote Execution API. Makes a root of sid
 # in build/platforms/sid-bazel, once; delete the folder to have a fresh one. Needs
 # the user root, git and mmdebstrap. It is run by hand, since sid changes daily:
-# docs/using-bazel.md says when that was, and with which versions.
+# docs/using/bazel.md says when that was, and with which versions.
 #
 #   scripts/bazel_sid.sh [TEST...]
 #

@@ -1,19 +1,15 @@
 """The pages for users of a build against the files that the other tests build."""
 
 import re
-import shutil
 
 from support.commands import run
 
 SHOWN = {
-    "quick_start/CMakeLists.txt",
     "cmake/CMakeLists.txt",
     "layers/CMakeLists.txt",
     "layers/stock/CMakeLists.txt",
     "layers/order/CMakeLists.txt",
     "bring_your_own/CMakeLists.txt",
-    "add_subdirectory/CMakeLists.txt",
-    "fetch_content/CMakeLists.txt",
     "make/Makefile",
     "meson/meson.build",
     "meson/generate.sh",
@@ -26,19 +22,27 @@ SHOWN = {
     "../../packaging/Containerfile",
     "../../scripts/release/mingw.cmake",
 }
+SHOWN_IN_PART = {
+    "add_subdirectory/CMakeLists.txt",
+    "fetch_content/CMakeLists.txt",
+}
 
 
 def test_docs(source):
-    """Every file that a page shows is the one that is tested here."""
-    pages = [source / "docs" / page for page in ("using.md", "runtime.md")]
-    text = "".join(page.read_text() for page in pages)
-    shown = set()
-    for name, block in re.findall(r"<!-- from (\S+) -->\n+```\w*\n(.*?)```\n", text, re.DOTALL):
-        assert block == (source / "tests/consumers" / name).read_text(), name
-        shown.add(name)
+    """Every file that a page shows is the one that is tested here, and no page but
+    Bazel's, which has a test of its own, shows one that is not named above."""
+    docs = source / "docs"
+    pages = [docs / "using.md", docs / "runtime.md", *sorted(docs.glob("using/*.md"))]
+    text = "".join(page.read_text() for page in pages if page.name != "bazel.md")
+    blocks = re.findall(r"<!-- (from|part of) (\S+) -->\n+```\w*\n(.*?)```\n", text, re.DOTALL)
     # Each marker has a block after it.
-    assert text.count("<!-- from ") == len(shown)
-    assert SHOWN - shown == set()
+    assert len(re.findall("<!-- (?:from|part of) ", text)) == len(blocks)
+    for how, name, block in blocks:
+        file = (source / "tests/consumers" / name).read_text()
+        assert block == file if how == "from" else f"\n{block}" in file, name
+    # Each stands on one page.
+    assert sorted(name for how, name, _ in blocks if how == "from") == sorted(SHOWN)
+    assert sorted(name for how, name, _ in blocks if how != "from") == sorted(SHOWN_IN_PART)
 
 
 def test_docs_arguments(source):
@@ -51,19 +55,12 @@ def test_docs_arguments(source):
 
 
 def test_docs_readme(context):
-    """The README's CMake project builds its sample with the commands below it."""
-    shown = re.search(
-        r"```proto\n(?P<proto>.*?)```\n.*"
-        r"```cmake\n(?P<cmake>.*?)```\n+```sh\n(?P<commands>.*?)```\n",
-        (context.source / "README.md").read_text(),
-        re.DOTALL,
-    )
-    assert shown, "the README has no sample, CMake project and commands for it"
-    (context.work / "greeter.proto").write_text(shown["proto"])
-    (context.work / "CMakeLists.txt").write_text(shown["cmake"])
-    shutil.copy(context.source / "tests/docs/greeter_main.cc", context.work / "main.cc")
-    commands = shown["commands"].replace("=PREFIX", f"='{context.prefix}'")
-    commands = commands.replace("PATH_TO_YOUR_RUNTIME", f"'{context.runtime}'")
-    run(["sh", "-e", "-c", commands], cwd=context.work)
-    printed = run([context.work / "build/greeter"])
-    assert printed == "hello, one\nhello, two\nhello, three\n"
+    """The README's commands build its program with the installed plugin."""
+    readme = (context.source / "README.md").read_text()
+    commands = re.search(r"^cmake -G Ninja -S examples/greeter .*?(?=^```$)", readme, re.M | re.S)
+    assert commands, "the README has no commands for its program"
+    (context.work / "examples").symlink_to(context.source / "examples")
+    commands = commands[0].replace('"$PWD/build/prefix"', f"'{context.prefix}'")
+    commands = commands.replace("$PWD/examples/runtime", str(context.runtime))
+    printed = run(["sh", "-e", "-c", commands], cwd=context.work)
+    assert printed.endswith("\nhello, world\n")

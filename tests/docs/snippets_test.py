@@ -1,6 +1,7 @@
-"""Each C++ snippet of a document stands in the file that it names.
+"""Each C++ and CMake snippet of a document stands in the file that it names.
 
-A snippet is a ```cpp block. The line above it, blank lines aside, is
+A snippet is a ```cpp or ```cmake block. The line above it, blank lines aside, is or
+ends with
 
   From [`examples/echo/main.cc`](../examples/echo/main.cc):
 
@@ -14,7 +15,7 @@ import textwrap
 
 import pytest
 
-SOURCE_LINE = re.compile(r"^From \[`([^`]+)`\]\(([^)]+)\):$")
+SOURCE_LINE = re.compile(r"(?:^|\. )From \[`([^`]+)`\]\(([^)]+)\):$")
 
 
 def snippets(text):
@@ -23,7 +24,7 @@ def snippets(text):
     above = ""
     number = 0
     while number < len(lines):
-        if lines[number].strip() == "```cpp":
+        if lines[number].strip() in ("```cpp", "```cmake"):
             end = lines.index("```", number)
             yield number + 1, above, "\n".join(lines[number + 1 : end])
             number = end
@@ -47,7 +48,7 @@ def has_lines(file_text, passage, start):
 
 def complaint(root, document, above, block):
     """What is wrong with one snippet, or None."""
-    named = SOURCE_LINE.match(above)
+    named = SOURCE_LINE.search(above)
     if not named:
         return "the line above does not name a file, as in From [`path`](../path):"
     path, link = named.groups()
@@ -78,8 +79,9 @@ def complaints(root, document):
             yield f"{document}:{number}: {wrong}"
 
 
-def test_snippets_stand_in_their_files(source):
-    assert not list(complaints(source, source / "docs/generated-code.md"))
+@pytest.mark.parametrize("page", ["README.md", "docs/generated-code.md"])
+def test_snippets_stand_in_their_files(source, page):
+    assert not list(complaints(source, source / page))
 
 
 SOURCE = """\
@@ -94,16 +96,19 @@ int main() {
 """
 
 
+ABOVE = "From [`a/b.cc`](../a/b.cc):"
+
+
 @pytest.fixture(name="check")
 def fixture_check(tmp_path):
     """Returns the complaints about a document of one block, or of none."""
 
-    def check(block, above="From [`a/b.cc`](../a/b.cc):"):
+    def check(block, above=ABOVE, language="cpp"):
         for folder in ("a", "docs"):
             (tmp_path / folder).mkdir()
         (tmp_path / "a/b.cc").write_text(SOURCE)
         document = tmp_path / "docs/text.md"
-        block = f"```cpp\n{block}\n```\n" if block else ""
+        block = f"```{language}\n{block}\n```\n" if block else ""
         document.write_text(f"# Text\n\n{above}\n\n{block}")
         return list(complaints(tmp_path, document))
 
@@ -133,6 +138,11 @@ def test_accepts(check, block):
 )
 def test_refuses_what_the_file_does_not_hold(check, block):
     (wrong,) = check(block)
+    assert "a/b.cc does not hold, at this place," in wrong
+
+
+def test_refuses_a_changed_word_of_cmake(check):
+    (wrong,) = check("  Third();", f"Text. {ABOVE}", "cmake")
     assert "a/b.cc does not hold, at this place," in wrong
 
 

@@ -71,7 +71,9 @@ def pack(source, folder, archive):
     )
 
 
-def code_blocks(source, page, heading, language):
-    """The code blocks of that language below a heading of docs/PAGE."""
-    section = (source / "docs" / page).read_text().split(f"\n## {heading}\n")[1].split("\n## ")[0]
-    return re.findall(rf"^```{language}\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
+def code_blocks(source, page, language, heading=""):
+    """The code blocks of that language of docs/PAGE, or below a heading of it."""
+    text = (source / "docs" / page).read_text()
+    if heading:
+        text = text.split(f"\n## {heading}\n")[1].split("\n## ")[0]
+    return re.findall(rf"^```{language}\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)

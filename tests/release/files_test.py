@@ -188,7 +188,7 @@ def test_gate_sees_another_bill(files, copy, old, new, expected):
 def test_commands_of_the_page(files, copy, source):
     """Those under "Download, check, unpack" work as they are printed, and what is
     unpacked serves a CMake project."""
-    download, configure = code_blocks(source, "using.md", "Download, check, unpack", "sh")
+    download, configure = code_blocks(source, "using.md", "sh", "Download, check, unpack")
     shutil.copy(files.public_key, copy / "minisign.pub")
     for path in (source / "examples/echo", source / "tests/consumers/quick_start"):
         shutil.copytree(path, copy, dirs_exist_ok=True)
@@ -234,7 +234,7 @@ def test_image(files, source, tmp_path):
 def fixture_npm(source, files, copy):
     """The folder node_modules of the npm packages, installed from the files without a
     network by the command that the page prints."""
-    install = code_blocks(source, "using.md", "npm", "sh")[0]
+    (install,) = code_blocks(source, "using/npm.md", "sh")
     run(
         ["unshare", "--net", "sh", "-e", "-c", install.replace("VERSION", files.version)],
         cwd=copy,

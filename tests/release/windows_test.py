@@ -47,7 +47,7 @@ class Windows:
 
     def commands(self, language):
         """The commands of the page in that language of its code blocks."""
-        (text,) = code_blocks(self.source, "using.md", "Windows", language)
+        (text,) = code_blocks(self.source, "using/windows.md", language)
         return text.replace("VERSION", self.version)
 
 

@@ -48,7 +48,7 @@ def expect_cached(workspace):
 
 def test_docs(workspace):
     """The docs show the files of this workspace and all arguments."""
-    text = workspace.project_file("docs/using-bazel.md")
+    text = workspace.project_file("docs/using/bazel.md")
     blocks = re.findall(r"<!-- (from|part of) (\S+) -->\n```\w*\n(.*?)```\n", text, re.DOTALL)
     assert text.count("```") == 2 * len(blocks)
     shown = {}
