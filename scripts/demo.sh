@@ -48,7 +48,7 @@ mkdir -p "$out"
 
 printf '\nprotoc will warn that the options schema has no syntax line. It never had one.\n'
 show protoc -I examples/echo -I proto \
-  --plugin=build/release/protoc-gen-qarn-rpc \
+  --plugin=protoc-gen-qarn-rpc=build/release/protoc-gen-qarn-rpc-any \
   --cpp_out="$out" \
   --qarn-rpc_out="$out" --qarn-rpc_opt=services_namespace=api \
   text.proto echo.proto

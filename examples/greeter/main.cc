@@ -40,7 +40,7 @@ int main() {
   if (!channel->Register(server.service())) return 1;
 
   Greeter::Stub stub("greeter", "local", qarn_rpc::ClientContext(), channel);
-  Printer printer;
+  Printer printer;  // Prints each response.
   Name name;
   name.set_text("world");
   stub.Greet(name, &printer);
