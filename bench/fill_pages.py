@@ -8,7 +8,8 @@ A page, which people write, says where a table goes:
 
 RESULTS is the folder of plugin.json. What stands between the comments is replaced
 by what the file has under "start": a list of rows becomes a table, whose heading are
-the names in the rows, and an object a list. With --check nothing is written, and the
+the names in the rows, and an object a list. A page that needs but some columns
+names them, as in "start | program | wall ms". With --check nothing is written, and the
 program fails if a page has not what the results say.
 """
 
@@ -42,16 +43,19 @@ def filled(page, results):
     """The text of a page with its tables; ends the program where one cannot be."""
 
     def fill(place):
-        file, name, before = place.groups()
+        file, wanted, before = place.groups()
+        name, *columns = wanted.split(" | ")
         try:
             value = json.loads((results / file).read_text(encoding="utf-8"))[name]
-        except (OSError, json.JSONDecodeError, KeyError) as error:
-            sys.exit(f'{page}: there is no "{name}" in {results / file} ({error!r})')
+            if columns:
+                value = [{column: row[column] for column in columns} for row in value]
+        except (OSError, json.JSONDecodeError, KeyError, TypeError) as error:
+            sys.exit(f'{page}: there is no "{wanted}" in {results / file} ({error!r})')
         if OPENING.search(before):
-            sys.exit(f"{page}: no <!-- end --> follows <!-- table {file}: {name} -->")
+            sys.exit(f"{page}: no <!-- end --> follows <!-- table {file}: {wanted} -->")
         shown = items(value) if isinstance(value, dict) else table(value)
         # Markdown wants the comments apart from what they enclose.
-        return f"<!-- table {file}: {name} -->\n\n{shown}\n<!-- end -->\n"
+        return f"<!-- table {file}: {wanted} -->\n\n{shown}\n<!-- end -->\n"
 
     before = page.read_text(encoding="utf-8")
     after, count = PLACE.subn(fill, before)

@@ -74,20 +74,21 @@ outcome() {
     }' "$1/results"
 }
 
-version_of() {
-  local version=
-  [[ ! -e "$2/versions" ]] || version=$(sed -n "s/^$1\t//p" "$2/versions")
-  echo "${version:-–}"
+# The versions of what was used in the root with the results $1, in a line.
+versions() {
+  local tool version line=
+  for tool in protobuf g++ clang Boost CMake Meson Python; do
+    version=
+    [[ ! -e "$1/versions" ]] || version=$(sed -n "s/^$tool\t//p" "$1/versions")
+    line+=${version:+, $tool $version}
+  done
+  echo "${line#, }"
 }
 
 # The page's row for the root $1, from its results.
 row() {
-  local results=$place/$1.results tool
-  printf "| \`%s\` |" "$1"
-  for tool in protobuf g++ clang Boost CMake Meson Python; do
-    printf ' %s |' "$(version_of "$tool" "$results")"
-  done
-  printf ' %s | %s |\n' "$(outcome "$results")" "$(date +%F)"
+  local results=$place/$1.results
+  echo "| \`$1\` | $(versions "$results") | $(date +%F), $(outcome "$results") |"
 }
 
 # Writes the page anew: the row of the root $1 from its results, the others as
@@ -101,17 +102,16 @@ write_page() {
 What was built and tested where, and how that ended. `scripts/platforms.sh` writes this page, a row for each Debian root that it makes; the other tests run on Debian 12.
 
 - The core suite is what `scripts/test.sh` runs. "Newest standards" are the golden files, compiled with warnings as errors, linked and called: with each compiler at the two newest standards that it takes, up to C++26. "Consumers" are CMake, Make and Meson projects.
-- The static programs, both plugins, generate every golden case that their `protoc` takes, also where little else is run: on another architecture under qemu, and with a protobuf whose Debian has too old a CMake, so that a script compiles.
-- What was not used in a root has a dash.
+- Both plugins, linked statically, generate every golden case that their `protoc` takes. Little else is run for other architectures, which qemu emulates, and on Debian 11, whose CMake is too old for this project: a script compiles the plugins there.
 
-| Root | protobuf | g++ | clang | Boost | CMake | Meson | Python | What was run | Date |
-|---|---|---|---|---|---|---|---|---|---|
+| Root | Versions | What was run |
+|---|---|---|
 END
     for name in "${platform_names[@]}"; do
       if [[ "$name" == "$1" ]]; then
         row "$name"
       elif ! grep -sF "| \`$name\` |" "$page"; then
-        echo "| \`$name\` | – | – | – | – | – | – | – | not run | – |"
+        echo "| \`$name\` | | not run |"
       fi
     done
   } >"$page.new"
