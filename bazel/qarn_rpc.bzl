@@ -37,7 +37,7 @@ def _is_identifier(text):
 def _check_namespace(label, text):
     """Fails unless `text` is empty or a namespace, such as "api" or "acme::api"."""
     if text and not all([_is_identifier(part) for part in text.split("::")]):
-        fail(("%s: services_namespace is \"%s\", which is no C++ namespace. " +
+        fail(("%s: services_namespace is \"%s\", which is not a C++ namespace. " +
               "Write names joined by ::, such as \"acme::api\".") % (label, text))
 
 def _import_roots(proto_info):
@@ -69,7 +69,7 @@ def _program(target, what):
     """The program that a target or file is; fails if it is none."""
     program = target[DefaultInfo].files_to_run
     if not program or not program.executable:
-        fail("%s, which is to be %s, is no program." % (target.label, what))
+        fail("%s cannot be %s: it is not a program." % (target.label, what))
     return program
 
 def _plugin(ctx):

@@ -33,7 +33,7 @@ Make or find the library of your runtime ahead of this call.")
   mark_as_advanced(QARN_RPC_BASH)
   if(NOT QARN_RPC_BASH)
     message(FATAL_ERROR "qarn_rpc_check_runtime: bash was not found, \
-with which check_runtime.sh runs. Install it, or set QARN_RPC_BASH to its full path.")
+which check_runtime.sh needs. Install it, or set QARN_RPC_BASH to its full path.")
   endif()
   find_file(QARN_RPC_CHECK_RUNTIME check_runtime.sh
     PATHS ${_qarn_rpc_check_runtime_places} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)

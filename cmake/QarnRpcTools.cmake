@@ -254,7 +254,7 @@ or set QARN_RPC_PLUGIN_EXECUTABLE to its full path.")
   endif()
   if(found STREQUAL "protoc-gen-qarn-rpc")
     _qarn_rpc_say_once(STATUS "there is no protoc-gen-qarn-rpc-any, so protoc-gen-qarn-rpc is \
-used, to which protoc hands no file with proto3 optional or an edition")
+used, which protoc refuses to run on files with proto3 optional or an edition")
   endif()
   set(${result} "${plugin}" PARENT_SCOPE)
 endfunction()

@@ -15,7 +15,7 @@ endif()
 # Not for another system: lld does not link for all of them, and the list below
 # was made on x86_64.
 if(NOT CMAKE_CROSSCOMPILING)
-  find_program(QARN_RPC_LLD ld.lld DOC "LLVM's linker, which the static link uses if it is there")
+  find_program(QARN_RPC_LLD ld.lld DOC "LLVM's linker, which the static link uses if it is installed")
 endif()
 
 # Makes the executable `program` a static one; does nothing without

@@ -8,7 +8,7 @@
 #
 # RUNS is the number of starts of each program, 200 if it is not given; a tenth as
 # many runs are made of all longer ones. Installs what is missing with apt-get where
-# that can be done; a program that is missing all the same is left out. Run it on a
+# that can be done; a program that is still missing is left out. Run it on a
 # machine that does nothing else.
 #
 # --builds measures users' builds alone, each of them BUILDS times, 3 if it is not

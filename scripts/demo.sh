@@ -46,7 +46,7 @@ out=build/demo
 rm -rf "$out"
 mkdir -p "$out"
 
-printf '\nprotoc will warn that the options schema has no syntax line. It never had one.\n'
+printf '\nprotoc will warn that the options schema has no syntax line. That is harmless.\n'
 show protoc -I examples/echo -I proto \
   --plugin=protoc-gen-qarn-rpc=build/release/protoc-gen-qarn-rpc-any \
   --cpp_out="$out" \

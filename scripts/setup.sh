@@ -134,7 +134,7 @@ done
 written=build
 [[ -e build ]] || written=.
 [[ -w "$written" ]] ||
-  fail "$(readlink -f "$written") cannot be written by $(id -un); use a copy of this tree that can be"
+  fail "$(id -un) cannot write to $(readlink -f "$written"); use a copy of this tree in a folder of your own"
 
 if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
   missing=()
@@ -144,10 +144,10 @@ if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
     fi
   done < <(needs)
   if [[ ${#missing[@]} -gt 0 ]]; then
-    echo "This system has no apt. What is needed here is what Debian 12 calls:"
+    echo "This system has no apt. These are needed, by their names in Debian 12:"
     printf '  %s\n' "${needed[@]}" | sort -u
     fail "not found: $(printf '%s, ' "${missing[@]}" | sed 's/, $//')" \
-      "install them by the means of your system; CMAKE_PREFIX_PATH may name where they are"
+      "install them in the way of your system; CMAKE_PREFIX_PATH may name where they are installed"
   fi
   exit
 fi
@@ -173,13 +173,13 @@ if [[ ${#missing[@]} -gt 0 ]]; then
     as_root=()
     if [[ $(id -u) -ne 0 ]]; then
       command -v sudo >/dev/null ||
-        fail "installing needs the user root or sudo, and neither is here; $by_hand"
+        fail "installing needs root or sudo, and neither is available; $by_hand"
       as_root=(sudo)
     fi
     if ! "${as_root[@]}" apt-get update -qq || ! "${as_root[@]}" \
       env DEBIAN_FRONTEND=noninteractive \
       apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; then
-      fail "apt-get failed, as it says above; $by_hand"
+      fail "apt-get failed, see its output above; $by_hand"
     fi
   fi
 fi

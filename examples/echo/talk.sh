@@ -43,7 +43,7 @@ echo
 
 kill "$server"
 wait "$server" || {
-  echo "talk.sh: the server did not stop well" >&2
+  echo "talk.sh: the server failed when it was stopped" >&2
   exit 1
 }
 server=

@@ -26,7 +26,7 @@ suite=$(platform_suite "$name")
 mirror=$(apt-get indextargets --format '$(LABEL) $(COMPONENT) $(REPO_URI)' \
   'Created-By: Packages' | sed -n '/^Debian main /{s///p;q}')
 if [[ -z "$mirror" ]]; then
-  echo "make_root.sh: apt has no lists of Debian here; run apt-get update" >&2
+  echo "make_root.sh: apt has no package lists of Debian; run apt-get update" >&2
   exit 1
 fi
 

@@ -59,11 +59,11 @@ platform_groups() {
 # Prints nothing if one can.
 reason_against_roots() {
   if [[ $(id -u) -ne 0 ]]; then
-    echo "making a root needs the user root"
+    echo "only the user root can make a root"
   elif ! scripts/setup.sh platforms >&2; then
     echo "mmdebstrap could not be installed"
   elif ! unshare --mount true 2>/dev/null; then
-    echo "this system lets nobody mount"
+    echo "this system does not allow mounts, not even by root"
   fi
 }
 

@@ -170,7 +170,7 @@ def test_cmake_plugins(context):
     any_syntax = folder / "protoc-gen-qarn-rpc-any"
     line = (
         "-- qarn-rpc-gen: there is no protoc-gen-qarn-rpc-any, so protoc-gen-qarn-rpc is used, "
-        "to which protoc hands no file with proto3 optional or an edition\n"
+        "which protoc refuses to run on files with proto3 optional or an edition\n"
     )
     package = f"{context.prefix}/share/cmake/qarn-rpc-gen"
     function = (

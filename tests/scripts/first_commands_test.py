@@ -69,7 +69,7 @@ def test_without_root_and_sudo_names_what_to_install(machine, command):
     status, output, calls = machine.run(command)
     test_packages = " libgmock-dev libgtest-dev" if command == "scripts/test.sh" else ""
     assert status == 1
-    assert "neither is here; run as root: apt-get update && apt-get install " in output
+    assert "neither is available; run as root: apt-get update && apt-get install " in output
     assert set((BUILD_PACKAGES + test_packages).split()) <= set(output.split())
     assert "apt-get" not in calls
     assert not (machine.tree / "build").exists()
@@ -112,7 +112,7 @@ def test_says_what_to_run_when_apt_fails(machine):
     assert status == 1
     assert output.splitlines()[-2:] == [
         "E: no network",
-        "setup.sh: apt-get failed, as it says above; "
+        "setup.sh: apt-get failed, see its output above; "
         f"run as root: apt-get update && apt-get install {BUILD_PACKAGES}",
     ]
 
@@ -139,7 +139,8 @@ def test_says_that_the_tree_cannot_be_written(machine, command):
         machine.tree.chmod(0o755)
     assert status == 1
     assert len(output.splitlines()) == 1
-    assert output.startswith(f"setup.sh: {machine.tree} cannot be written by ")
+    assert output.startswith("setup.sh: ")
+    assert f" cannot write to {machine.tree}; use a copy" in output
     assert calls == ""
 
 

@@ -17,7 +17,7 @@ NO_DEPS = (
     'deps = [":greeting_proto"]; a select() cannot be taken.'
 )
 NO_NAMESPACE = (
-    '//mistakes:NAME_qarn_rpc: services_namespace is "%s", which is no C++ namespace. '
+    '//mistakes:NAME_qarn_rpc: services_namespace is "%s", which is not a C++ namespace. '
     'Write names joined by ::, such as "acme::api".'
 )
 # A call of the rule, what fail() must say. The workspace has such a target in
@@ -34,7 +34,7 @@ MISTAKES = {
     ),
     "no_program": (
         'deps = [WEATHER], runtime = RUNTIME, plugin = ":group_proto"',
-        "//mistakes:group_proto, which is to be the plugin, is no program.",
+        "//mistakes:group_proto cannot be the plugin: it is not a program.",
     ),
     "own_sources": (
         'deps = [WEATHER], runtime = RUNTIME, srcs = ["more.cc"]',
