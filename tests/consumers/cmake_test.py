@@ -33,9 +33,13 @@ def expect_exact_rebuilds(context, project, build):
     build.expect_after(context.plugin_any, runs(TEXT | ECHO))
 
 
-def test_cmake_quick_start(context):
-    """The project of the quick start, whose RPC files are compiled joined."""
-    project = context.echo_project("quick_start")
+def test_cmake_word_unity(context):
+    """With the word UNITY in the call, as the page says, RPC files are compiled joined."""
+    project = context.echo_project("cmake")
+    lists = project / "CMakeLists.txt"
+    lists.write_text(
+        lists.read_text().replace("SERVICES_NAMESPACE api)", "SERVICES_NAMESPACE api UNITY)")
+    )
     build = context.cmake(project)
     joined = {"compile unity_1", "compile apart_1"}
     build.expect_all((TEXT | ECHO | OPTIONS) - {"compile text.rpc", "compile echo.rpc"} | joined)

@@ -12,11 +12,13 @@ FENCE = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
 
 
 def pages(folder):
-    """The pages below `folder`."""
-    for path in sorted(folder.rglob("*.md")):
-        parts = path.relative_to(folder).parts
-        if parts[0] != "build" and not any(p.startswith(".") for p in parts):
-            yield path
+    """The pages below `folder`. What other tests write in build/ is not looked at."""
+    for top in sorted(folder.iterdir()):
+        if top.name != "build":
+            for path in sorted(top.rglob("*.md")) if top.is_dir() else [top]:
+                hidden = any(p.startswith(".") for p in path.relative_to(folder).parts)
+                if path.suffix == ".md" and not hidden:
+                    yield path
 
 
 def links(page):

@@ -190,7 +190,7 @@ def test_commands_of_the_page(files, copy, source):
     unpacked serves a CMake project."""
     download, configure = code_blocks(source, "using.md", "sh", "Download, check, unpack")
     shutil.copy(files.public_key, copy / "minisign.pub")
-    for path in (source / "examples/echo", source / "tests/consumers/quick_start"):
+    for path in (source / "examples/echo", source / "tests/consumers/cmake"):
         shutil.copytree(path, copy, dirs_exist_ok=True)
     run(["sh", "-e", "-c", download.replace("VERSION", files.version)], cwd=copy)
     configure = configure.strip().replace("VERSION", files.version)

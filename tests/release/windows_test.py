@@ -142,10 +142,10 @@ def test_gate_refuses_a_program_that_needs_a_library_of_mingw(windows):
 
 
 def test_cross_build(windows, tmp_path):
-    """The project of the quick start, cross-compiled for Windows by the commands of
+    """The program of the page on CMake, cross-compiled for Windows by the commands of
     the page, runs there. The plugin is this system's, the package Windows'."""
     example = windows.source / "examples/echo"
-    for path in (example, windows.source / "tests/consumers/quick_start"):
+    for path in (example, windows.source / "tests/consumers/cmake"):
         shutil.copytree(path, tmp_path, dirs_exist_ok=True)
     shutil.copy(windows.source / "scripts/release/mingw.cmake", tmp_path)
     commands = windows.commands("sh").replace("=PREFIX", f"={windows.unpacked}")
