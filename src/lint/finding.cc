@@ -54,7 +54,10 @@ std::string Format(const Finding& finding) {
 }
 
 bool StandsAhead(const Finding& one, const Finding& other) {
-  return LineAndColumn(one.place) < LineAndColumn(other.place);
+  const std::pair<int, int> position = LineAndColumn(one.place);
+  const std::pair<int, int> other_position = LineAndColumn(other.place);
+  return position != other_position ? position < other_position
+                                    : one.place.path < other.place.path;
 }
 
 }  // namespace rpc

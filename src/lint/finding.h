@@ -36,7 +36,8 @@ struct Finding {
 std::string Format(const Finding& finding);
 
 // Whether `one` stands ahead of `other` in the list of all findings, if they
-// are of the same file: by line and column.
+// are of the same file: by line and column, or where these are not known by
+// kind and index.
 bool StandsAhead(const Finding& one, const Finding& other);
 
 }  // namespace rpc

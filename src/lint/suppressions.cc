@@ -86,8 +86,8 @@ std::vector<Suppression> SuppressionsOf(const FileDescriptor* file) {
     ParseComment(place, location.trailing_comments(), &suppressions);
     for (std::size_t i = ahead; i < suppressions.size(); ++i) {
       suppressions[i].mistake =
-          "this comment stands behind what it should count for, and switches "
-          "off nothing; put it ahead";
+          "this comment stands behind an element, and switches off nothing; put "
+          "it on the lines ahead of one";
     }
   }
   return suppressions;
