@@ -1,5 +1,6 @@
 #include "lint/finding.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -49,8 +50,13 @@ std::string PlaceText(const Place& place) {
 std::string Format(const Finding& finding) {
   const char* severity =
       finding.severity == Severity::kError ? "error" : "warning";
-  return PlaceText(finding.place) + ": " + severity + ": " + finding.text +
-         " [" + finding.rule + "]";
+  std::string line = PlaceText(finding.place) + ": " + severity + ": " +
+                     finding.text + " [" + finding.rule + "]";
+  // A services namespace may hold a line break.
+  std::replace_if(
+      line.begin(), line.end(),
+      [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
+  return line;
 }
 
 bool StandsAhead(const Finding& one, const Finding& other) {

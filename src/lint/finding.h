@@ -26,7 +26,8 @@ struct Finding {
   std::string rule;
 };
 
-// The finding in one line, in the form in which compilers write theirs:
+// The finding in one line, in the form in which compilers write theirs, with a
+// blank for each control character of a name:
 //
 //   shop/order.proto:12:3: error: TEXT [method-keyword]
 //   shop/order.proto: shop.Orders.delete: error: TEXT [method-keyword]

@@ -86,7 +86,8 @@ std::vector<Suppression> SuppressionsOf(const FileDescriptor* file) {
     ParseComment(place, location.trailing_comments(), &suppressions);
     for (std::size_t i = ahead; i < suppressions.size(); ++i) {
       suppressions[i].mistake =
-          "this comment stands behind an element, and switches off nothing; put "
+          "this comment stands behind an element, and switches off nothing; "
+          "put "
           "it on the lines ahead of one";
     }
   }
