@@ -11,6 +11,7 @@ namespace qarn {
 namespace rpc {
 
 using google::protobuf::Descriptor;
+using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
 using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
@@ -129,14 +130,29 @@ void Keyword(const Run& run, Report& report) {
       });
 }
 
+// Names in the message code of a file, which protobuf 21 does not rename.
 void KeywordOfCpp20(const Run& run, Report& report) {
+  const auto check = [&](const auto* element, const std::string& name,
+                         const char* kind) {
+    if (IsKeyword(name, run.parameters.standard) && !IsKeyword(name, 17)) {
+      report.At(element, std::string(kind) + " '" + name +
+                             "' has the name of a keyword that is new in "
+                             "C++20; rename it");
+    }
+  };
   for (const FileDescriptor* file : run.files) {
     ForEachMessage(file, [&](const Descriptor* message) {
-      const std::string name = MessageClassName(message, false);
-      if (IsKeyword(name, run.parameters.standard) && !IsKeyword(name, 17)) {
-        report.At(message, Quoted(message) +
-                               " has the name of a keyword that is new in "
-                               "C++20; rename it");
+      check(message, std::string(message->name()), "the message");
+      for (int i = 0; i < message->field_count(); ++i) {
+        check(message->field(i), std::string(message->field(i)->name()),
+              "the field");
+      }
+    });
+    ForEachEnum(file, [&](const EnumDescriptor* enumeration) {
+      check(enumeration, std::string(enumeration->name()), "the enum");
+      for (int i = 0; i < enumeration->value_count(); ++i) {
+        check(enumeration->value(i), std::string(enumeration->value(i)->name()),
+              "the enum value");
       }
     });
   }
@@ -159,8 +175,9 @@ std::vector<Rule> MessageRules() {
        "later_message_captured", ReplacedLater},
       {"message-keyword", Severity::kError,
        "A message named like a C++ keyword", "message_keyword", Keyword},
-      {"message-keyword-of-cpp20", Severity::kError,
-       "A message named like a keyword that is new in C++20",
+      {"keyword-of-cpp20", Severity::kError,
+       "A message, a field, an enum or an enum value named like a keyword that "
+       "is new",
        "message_keyword_of_cpp20", KeywordOfCpp20},
   };
 }

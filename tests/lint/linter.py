@@ -44,12 +44,13 @@ class Linted(typing.NamedTuple):
         return [f"{one['place']}: {one['severity']} [{one['rule']}]" for one in self.findings]
 
 
-def lint(built, source, folder, protos, options=()):
+def lint(built, source, folder, protos, options=(), out=None):
     """Lints the files of the folder, which are named as protoc finds them there.
+    `out` is an empty folder, for a `folder` that is not ours to write to.
 
     Whatever is found: the run fails just if there is an error, all errors stand in
     protoc's own message too, in their order, and no file is written."""
-    out = pathlib.Path(folder) / "lint_out"
+    out = out or pathlib.Path(folder) / "lint_out"
     out.mkdir(exist_ok=True)
     command = [
         built.protoc,
