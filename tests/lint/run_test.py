@@ -1,6 +1,8 @@
 """What does not depend on a single rule: parameters, comments that switch rules off,
 places, and several files in one run."""
 
+import re
+
 import pytest
 
 from lint.linter import lint, rules_of
@@ -246,3 +248,10 @@ def test_weak_imports(said):
         '  import weak "b.proto";\n',
     }
     assert said(texts) == ["api.proto:3:3: error [weak-import]"]
+
+
+def test_the_readme_shows_a_real_finding(said, source):
+    """Of a chat.proto whose ninth line has the method."""
+    text = HEAD + "\n\n\nservice Chat {\n  rpc Talk(stream Order) returns (Reply);\n}\n"
+    lines = [one[0] for one in said({"chat.proto": text}, raw=True).findings]
+    assert re.findall(r"^chat.proto:.*", (source / "README.md").read_text(), re.M) == lines
