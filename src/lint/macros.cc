@@ -588,7 +588,11 @@ struct SystemMacro {
   const char* name;
   const char* header;
 };
-constexpr SystemMacro kSystemMacros[] = {{"ECHO", "<termios.h>"}};
+constexpr SystemMacro kSystemMacros[] = {
+    {"ACCOUNTING", "<utmp.h>"}, {"CTRL", "<termios.h>"},
+    {"ECHO", "<termios.h>"},    {"EMPTY", "<utmp.h>"},
+    {"INFINITY", "<math.h>"},
+};
 
 template <typename List>
 bool Has(const List& sorted, const std::string& name) {

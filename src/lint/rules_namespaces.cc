@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <map>
 #include <set>
 
 #include "lint/generated_names.h"
@@ -142,31 +143,34 @@ void BoostOrStd(const Run& run, Report& report) {
   }
 }
 
+// Each name that it meets once, whatever the number of files.
 void Taken(const Run& run, Report& report) {
   const std::vector<std::string> parts = NamespaceParts(run);
   if (parts.empty()) {
     return;
   }
   const std::string& name = parts[0];
-  const auto text = [&](const std::string& other) {
-    return "the services namespace '" + name + "' has the name of " + other +
-           "; choose another name, such as 'api'";
-  };
+  std::set<std::string> others;
   for (const FileDescriptor* file : run.files) {
     DeclaredNames declared = TypesInPackage(file);
     const DeclaredNames values = EnumValuesInPackage(file);
     declared.insert(values.begin(), values.end());
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      declared.emplace(std::string(service->name()),
+                       "the service " + std::string(service->full_name()));
+      declared.emplace("Stub", "a class in that of each service");
+      declared.emplace("Service", "a class in that of each service");
+    });
     const auto found = declared.find(name);
     if (found != declared.end()) {
-      report.At(PlaceOfNamespace(run), text(found->second));
+      others.insert(found->second);
     }
-    ForEachService(file, [&](const ServiceDescriptor* service) {
-      if (name == std::string(service->name())) {
-        report.At(service, text("the service"));
-      } else if (name == "Stub" || name == "Service") {
-        report.At(service, text("a class in the service's class"));
-      }
-    });
+  }
+  for (const std::string& other : others) {
+    report.At(PlaceOfNamespace(run), "the services namespace '" + name +
+                                         "' has the name of " + other +
+                                         "; choose another name, such as "
+                                         "'api'");
   }
 }
 
@@ -174,25 +178,25 @@ void Taken(const Run& run, Report& report) {
 // macro replaces in all that stands behind it.
 void LikeServiceMacro(const Run& run, Report& report) {
   ForEachService(run, [&](const ServiceDescriptor* service) {
-    std::set<std::string> names;
+    std::map<std::string, Place> places;
     for (const std::string& part : NamespaceParts(run)) {
-      names.insert(part);
+      places.emplace(part, PlaceOfNamespace(run));
     }
-    std::vector<const FileDescriptor*> files = {service->file()};
+    for (const std::string& part : PackageParts(service->file())) {
+      places.emplace(part, PlaceOfPackage(service->file()));
+    }
     for (const Descriptor* message : MessagesOf(service)) {
-      files.push_back(message->file());
-    }
-    for (const FileDescriptor* file : files) {
-      for (const std::string& part : PackageParts(file)) {
-        names.insert(part);
+      for (const std::string& part : PackageParts(message->file())) {
+        places.emplace(part, PlaceOf(service));
       }
     }
-    for (const std::string& name : names) {
-      if (MacroChanges(service, name)) {
-        report.At(service, "the macro '" + name + "' of the service '" +
-                               std::string(service->name()) +
-                               "' replaces the name of the namespace '" + name +
-                               "'; write the namespace in lower case");
+    for (const auto& place : places) {
+      if (MacroChanges(service, place.first)) {
+        report.At(place.second,
+                  "the macro '" + place.first + "' of the service '" +
+                      std::string(service->name()) +
+                      "' replaces the name of the namespace '" + place.first +
+                      "'; write the namespace in lower case");
       }
     }
   });
