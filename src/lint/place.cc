@@ -50,13 +50,13 @@ Place PlaceOf(const MethodDescriptor* method) {
 }
 
 Place PlaceOf(const Descriptor* message) {
+  Place place = PlaceOfFile(message->file());
   // From the outermost message to this one.
   std::vector<const Descriptor*> chain;
   for (const Descriptor* outer = message; outer != nullptr;
        outer = outer->containing_type()) {
     chain.insert(chain.begin(), outer);
   }
-  Place place = PlaceOfFile(message->file());
   int number = FileDescriptorProto::kMessageTypeFieldNumber;
   for (const Descriptor* outer : chain) {
     place = Inside(place, number, outer->index());

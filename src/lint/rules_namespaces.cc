@@ -92,13 +92,11 @@ void Nested(const Run& run, Report& report) {
 }
 
 void Name(const Run& run, Report& report) {
-  for (const std::string& part : NamespaceParts(run)) {
-    if (!IsName(part)) {
-      report.At(PlaceOfNamespace(run),
-                "the services namespace '" + run.parameters.services_namespace +
-                    "' is no C++ name; use letters, digits and underscores");
-      return;
-    }
+  const std::vector<std::string> parts = NamespaceParts(run);
+  if (!std::all_of(parts.begin(), parts.end(), IsName)) {
+    report.At(PlaceOfNamespace(run),
+              "the services namespace '" + run.parameters.services_namespace +
+                  "' is no C++ name; use letters, digits and underscores");
   }
 }
 
