@@ -6,10 +6,10 @@ include(GNUInstallDirs)
 
 option(QARN_RPC_INSTALL "Add the install rules" ${is_top_level})
 
-# protoc-gen-qarn-rpc-any is missing where protobuf is older than 3.12.
+# The others are missing where protobuf is older than 3.12.
 set(plugins protoc-gen-qarn-rpc)
 if(TARGET protoc-gen-qarn-rpc-any)
-  list(APPEND plugins protoc-gen-qarn-rpc-any)
+  list(APPEND plugins protoc-gen-qarn-rpc-any protoc-gen-qarn-rpc-lint)
 endif()
 foreach(plugin IN LISTS plugins)
   add_executable(qarn-rpc-gen::${plugin} ALIAS ${plugin})
@@ -114,7 +114,12 @@ foreach(kind bindir includedir)
   endif()
 endforeach()
 # Where there is no other, the plain one takes all that this protobuf has.
-list(GET plugins -1 pc_plugin_any)
+set(pc_plugin_any protoc-gen-qarn-rpc)
+set(pc_plugin_lint "")
+if(TARGET protoc-gen-qarn-rpc-any)
+  set(pc_plugin_any protoc-gen-qarn-rpc-any)
+  set(pc_plugin_lint "plugin_lint=\${bindir}/protoc-gen-qarn-rpc-lint${CMAKE_EXECUTABLE_SUFFIX}")
+endif()
 configure_file("${CMAKE_CURRENT_LIST_DIR}/qarn-rpc-gen.pc.in"
   "${made_dir}/qarn-rpc-gen.pc" @ONLY)
 install(FILES "${made_dir}/qarn-rpc-gen.pc" DESTINATION "${pkgconfig_dir}")

@@ -27,7 +27,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "For each service in a .proto file this plugin of the protocol buffer compiler
 writes a client class, a server class and compile-time traits of the methods,
-in C++.
+in C++. A linter finds in .proto files what a C++ compiler would refuse later.
 .
 The package also holds the schema of the method options, a CMake package with a
 function that generates code as a part of a build, and a pkg-config file. The

@@ -137,7 +137,8 @@ build_by_script() {
   rm -rf "$objects"
   find src tests/unit tests/golden tests/support -type d -printf "$objects/%p\n" |
     xargs mkdir -p "$objects/$(dirname "$schema")"
-  mapfile -t sources < <(find src -name '*.cc')
+  # Without the linter, which runs where CMake does.
+  mapfile -t sources < <(find src -name '*.cc' ! -path '*/lint/*')
   protoc -I proto --cpp_out="$objects" "$schema.proto" &&
     "$compiler" -std=c++17 -O1 -w "-I$objects" -c "$objects/$schema.pb.cc" \
       -o "$objects/$schema.o" &&

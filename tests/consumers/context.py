@@ -65,6 +65,8 @@ class Context:
         suffix = ".exe" if programs.with_suffix(".exe").exists() else ""
         self.plugin = programs.with_name(f"{programs.name}{suffix}")
         self.plugin_any = programs.with_name(f"{programs.name}-any{suffix}")
+        self.plugin_lint = programs.with_name(f"{programs.name}-lint{suffix}")
+        self.plugins = (self.plugin, self.plugin_any, self.plugin_lint)
         self.schema = prefix / "include/morvane/qarn/rpc/service_options.proto"
         self.check_runtime = prefix / "share/qarn-rpc-gen/check_runtime.sh"
         self.example = source / "examples/echo"

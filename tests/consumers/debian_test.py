@@ -55,6 +55,7 @@ def test_deb(context, built, deb):
     for variable, name in (
         ("plugin", "protoc-gen-qarn-rpc"),
         ("plugin_any", "protoc-gen-qarn-rpc-any"),
+        ("plugin_lint", "protoc-gen-qarn-rpc-lint"),
     ):
         plugin = run(
             ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"],

@@ -36,6 +36,7 @@ INSTALLED = {
     "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc.h",
     "share/doc/qarn-rpc-gen/examples/runtime/qarn/rpc/websocket.cc",
     "share/man/man1/protoc-gen-qarn-rpc-any.1",
+    "share/man/man1/protoc-gen-qarn-rpc-lint.1",
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
     "share/qarn-rpc-gen/check_runtime.sh",
@@ -66,7 +67,7 @@ def test_installed_files(request, context):
         for path in context.prefix.rglob("*")
         if not path.is_dir()
     }
-    programs = {f"bin/{path.name}" for path in (context.plugin, context.plugin_any)}
+    programs = {f"bin/{path.name}" for path in context.plugins}
     assert {name for name in files if name.startswith("bin/")} == programs
     files -= programs
     fixed = {name for name in INSTALLED if not ALSO_INSTALLED.match(name)}
@@ -81,6 +82,7 @@ def test_installed_files(request, context):
     for variable, path in (
         ("plugin", context.plugin),
         ("plugin_any", context.plugin_any),
+        ("plugin_lint", context.plugin_lint),
         ("protodir", context.prefix / "include"),
     ):
         command = ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"]
@@ -89,12 +91,12 @@ def test_installed_files(request, context):
 
 
 @pytest.mark.needs("man")
-@pytest.mark.parametrize("name", ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"])
+@pytest.mark.parametrize("name", ["", "-any", "-lint"])
 def test_man_page(prefix, name):
-    """man shows both pages without a warning."""
+    """man shows each page without a warning."""
     text = run(
-        ["man", "--warnings", "-l", prefix / f"share/man/man1/{name}.1"],
+        ["man", "--warnings", "-l", prefix / f"share/man/man1/protoc-gen-qarn-rpc{name}.1"],
         env={"MANWIDTH": "80", "MANPAGER": "cat", "LC_ALL": "C.UTF-8"},
     )
-    assert [line for line in text.splitlines() if "warning" in line] == []
+    assert [line for line in text.splitlines() if re.search(r":\d+: warning", line)] == []
     assert "services_namespace=" in words(text)

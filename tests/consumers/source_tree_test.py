@@ -166,14 +166,16 @@ def test_old_protobuf(context):
         said = [line for line in output.splitlines() if "protoc-gen-qarn-rpc-any" in line]
         expected = (
             f"-- protobuf {version} has nothing for a plugin to declare, so "
-            "protoc-gen-qarn-rpc-any is not built; that needs 3.12"
+            "protoc-gen-qarn-rpc-any and protoc-gen-qarn-rpc-lint are not built; "
+            "they need 3.12"
         )
         assert said == ([] if is_built else [expected])
         rules = (build / "build.ninja").read_text()
         plugins = set(re.findall(r"^build (protoc-gen-[\w-]+): ", rules, re.MULTILINE))
-        any_syntax = {"protoc-gen-qarn-rpc-any"} if is_built else set()
-        assert plugins == {"protoc-gen-qarn-rpc"} | any_syntax
+        newer = {"protoc-gen-qarn-rpc-any", "protoc-gen-qarn-rpc-lint"}
+        assert plugins == {"protoc-gen-qarn-rpc"} | (newer if is_built else set())
         package = (build / "package/qarn-rpc-gen.pc").read_text()
         named = re.findall(r"^plugin_any=(.*)$", package, re.MULTILINE)
         suffix = "-any" if is_built else ""
         assert named == ["${bindir}/protoc-gen-qarn-rpc" + suffix]
+        assert ("plugin_lint=" in package) == is_built

@@ -141,6 +141,7 @@ function(qarn_rpc_write_built_json)
   \"libraries\": [\"${libraries}\"],
   \"plugin\": \"$<TARGET_FILE:protoc-gen-qarn-rpc>\",
   \"plugin_any\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-any>\",
+  \"plugin_lint\": \"$<TARGET_FILE:protoc-gen-qarn-rpc-lint>\",
   \"protoc\": \"$<TARGET_FILE:protobuf::protoc>\",
   \"protoc_options\": [${optional_option}],
   \"static\": $<BOOL:${QARN_RPC_STATIC}>,

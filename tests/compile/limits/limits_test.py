@@ -36,6 +36,9 @@ and a case.ini that says what is seen:
     arguments = --version
     error = ...
 
+    [lint]                           what the linter says (../../lint/cases_test.py)
+    finding = api.proto:9:3: error [method-keyword] at 20
+
 Keys that take lines, replacements or expressions take one a line; a line that
 begins with # is a comment. The mended case, or a standard at which the case
 works, is tried too: a failure counts only if the limit is its cause.
@@ -63,6 +66,7 @@ KEYS = {
     "clang++": {"fails", "works", "error"},
     "protoc": {"error"},
     "plugin": {"arguments", "error"},
+    "lint": {"finding", "mended_finding"},
 }
 COMPILERS = ("g++", "clang++")
 
@@ -91,7 +95,7 @@ class Case:
     def check_that_it_can_fail(self):
         """Fails if the case expects nothing, or has nothing to compare with."""
         about_mended = bool(self.many("mended_line") or self.one("same"))
-        sections = set(self.parser.sections()) - {"case"}
+        sections = set(self.parser.sections()) - {"case", "lint"}
         assert sections or about_mended, "it expects nothing"
         assert self.has_mended or not about_mended, "it does not say how to mend the case"
         for section in sections:

@@ -12,6 +12,7 @@ import subprocess
 
 import pytest
 
+from lint.linter import lint
 from support import exercise
 from support.commands import run
 from support.refusal import has_match
@@ -185,6 +186,11 @@ class Packaged:
                 return True
         return False
 
+    def streaming_lines(self, name):
+        """The numbers of the lines with a method that has the keyword `stream`."""
+        lines = self.text(name).splitlines()
+        return [i + 1 for i, line in enumerate(lines) if re.search(r"rpc .*\(stream ", line)]
+
     def has_field_named_by_new_keyword(self, name):
         return re.search(rf"\b({NEW_KEYWORDS}) = \d+", self.text(name))
 
@@ -247,6 +253,33 @@ def test_generate(built, source, folder):
         f"fields made optional: {packaged.optional_fields}; "
         f"message sources compiled: {len(linked) + 1}"
     )
+
+
+@pytest.mark.parametrize("standard", ["11", "20"])
+def test_lint(built, source, folder, standard):
+    """The linter has an error in each file that test_compile finds refused, and no
+    other; a warning at each method with the keyword `stream`, and one about two
+    services Events, whose headers cannot be included together."""
+    packaged = Packaged(folder)
+    names = files_with_services()
+    options = [f"standard={standard}"]
+    found = lint(built, source, packaged.proto, names, options).findings
+    errors = {one["place"].split(":")[0] for one in found if one["severity"] == "error"}
+    assert errors == {
+        name
+        for name in names
+        if packaged.has_method_named_like_its_service(name)
+        or (standard == "20" and packaged.has_field_named_by_new_keyword(name))
+    }
+    warnings = [(one["rule"], one["place"]) for one in found if one["severity"] == "warning"]
+    streaming = [(name, line) for name in names for line in packaged.streaming_lines(name)]
+    assert [place.rsplit(":", 1)[0] for rule, place in warnings if rule == "stream-keyword"] == [
+        f"{name}:{line}" for name, line in streaming
+    ]
+    containerd = "github.com/containerd/containerd/api/services"
+    assert [one for one in warnings if one[0] != "stream-keyword"] == [
+        ("services-share-macros", f"{containerd}/ttrpc/events/v1/events.proto:29:1")
+    ]
 
 
 @pytest.mark.parametrize("standard", ["c++11", "c++20"])

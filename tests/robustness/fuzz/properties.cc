@@ -9,6 +9,7 @@
 #include <sstream>
 #include <utility>
 
+#include "lint/lint.h"
 #include "morvane/qarn/rpc/service_options.pb.h"
 #include "plugin/any_syntax_generator.h"
 #include "plugin/generator.h"
@@ -371,6 +372,36 @@ std::string TheAnySyntaxGeneratorWritesTheSameFiles(const Answer& answer) {
              : "the other generator writes something else";
 }
 
+// Whatever the names are. What the findings should be, tests/lint says.
+std::string TheLinterFindsLinesInTheFilesToGenerate(const Answer& answer) {
+  for (const char* standard : {"standard=11", "standard=20"}) {
+    LintParameters parameters;
+    std::string error;
+    if (!ParseLintParameters(standard, &parameters, &error)) {
+      return error;
+    }
+    if (!answer.request.parameter().empty() &&
+        !ParseLintParameters(answer.request.parameter(), &parameters, &error)) {
+      if (error.empty()) {
+        return "the linter refuses the parameter without a word";
+      }
+      parameters.services_namespace.clear();
+    }
+    for (const Finding& finding : Lint(answer.files, parameters)) {
+      const pb::FileDescriptor* file = finding.place.file;
+      const std::string line = Format(finding);
+      if (file != nullptr && std::find(answer.files.begin(), answer.files.end(),
+                                       file) == answer.files.end()) {
+        return "a finding stands in a file that is imported: " + line;
+      }
+      if (line.find('\n') != std::string::npos) {
+        return "a finding has two lines: " + line;
+      }
+    }
+  }
+  return "";
+}
+
 // The number and text of the first line of `text` that `other` has not at that
 // place.
 std::string FirstForeignLine(const std::string& text,
@@ -521,6 +552,7 @@ const std::vector<Property>& Properties() {
       QARN_RPC_CHEAP(JustTheFilesAheadOfARefusedOneAreWritten),
       QARN_RPC_CHEAP(FilesAreCountedAndNamedRight),
       QARN_RPC_CHEAP(TheIndependentWriterAgrees),
+      QARN_RPC_CHEAP(TheLinterFindsLinesInTheFilesToGenerate),
       QARN_RPC_COSTLY(TwoRunsGiveTheSameBytes),
       QARN_RPC_COSTLY(OneRequestEqualsARequestForEachFile),
       QARN_RPC_COSTLY(OrderOfTheFilesChangesNoText),

@@ -42,7 +42,10 @@ def has_stack_protector(binary):
 
 
 @pytest.mark.needs("readelf", "objdump", package="binutils")
-@pytest.mark.parametrize("program", ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"])
+@pytest.mark.parametrize(
+    "program",
+    ["protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any", "protoc-gen-qarn-rpc-lint"],
+)
 def test_hardening(built, program):
     if not built.static or built.config == "Debug":
         pytest.skip("this build promises no hardening; a release build does")

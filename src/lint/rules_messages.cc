@@ -1,0 +1,186 @@
+// The rules about names of messages.
+
+#include <set>
+
+#include "lint/generated_names.h"
+#include "lint/keywords.h"
+#include "lint/rule.h"
+#include "naming/names.h"
+
+namespace qarn {
+namespace rpc {
+
+using google::protobuf::Descriptor;
+using google::protobuf::EnumDescriptor;
+using google::protobuf::FileDescriptor;
+using google::protobuf::MethodDescriptor;
+using google::protobuf::ServiceDescriptor;
+
+namespace {
+
+std::string Quoted(const Descriptor* message) {
+  return "the message '" + std::string(message->full_name()) + "'";
+}
+
+// Calls `visit(method, message)` at the first use of each message by each
+// service.
+template <typename Visit>
+void ForEachUse(const Run& run, const Visit& visit) {
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    std::set<const Descriptor*> seen;
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      for (const Descriptor* message :
+           {method->input_type(), method->output_type()}) {
+        if (seen.insert(message).second) {
+          visit(method, message);
+        }
+      }
+    });
+  });
+}
+
+void LikeService(const Run& run, Report& report) {
+  ForEachUse(
+      run, [&](const MethodDescriptor* method, const Descriptor* message) {
+        if (MessageClassName(message, false) ==
+            std::string(method->service()->name())) {
+          report.At(method, Quoted(message) +
+                                " has the name of the service that uses it; "
+                                "rename one");
+        }
+      });
+}
+
+void LikeMember(const Run& run, Report& report) {
+  ForEachUse(run, [&](const MethodDescriptor* method,
+                      const Descriptor* message) {
+    std::set<std::string> members = MadeMembersOf(method->service()).server;
+    members.insert({"Service", "service", "_service"});
+    if (members.count(MessageClassName(message, false)) != 0) {
+      report.At(method, Quoted(message) +
+                            " has the name of a member of the class Service; "
+                            "rename it, or nest it in another message");
+    }
+  });
+}
+
+// The service of `file` whose macro replaces `word`; null if there is none.
+const ServiceDescriptor* ServiceWithMacro(const FileDescriptor* file,
+                                          const std::string& word) {
+  const ServiceDescriptor* found = nullptr;
+  ForEachService(file, [&](const ServiceDescriptor* service) {
+    if (MacroChanges(service, word)) {
+      found = service;
+    }
+  });
+  return found;
+}
+
+void LikeServiceMacro(const Run& run, Report& report) {
+  ForEachUse(run, [&](const MethodDescriptor* method,
+                      const Descriptor* message) {
+    const std::string name = MessageClassName(message, false);
+    const ServiceDescriptor* service = ServiceWithMacro(method->file(), name);
+    if (service != nullptr) {
+      report.At(method, Quoted(message) + " is the service '" +
+                            std::string(service->name()) +
+                            "' in capitals, and the service's macro replaces "
+                            "its name; rename one");
+    }
+  });
+}
+
+// Of messages that no service of the macro's file uses.
+void ReplacedLater(const Run& run, Report& report) {
+  for (const FileDescriptor* file : run.files) {
+    std::set<const Descriptor*> used;
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      for (const Descriptor* message : MessagesOf(service)) {
+        used.insert(message);
+      }
+    });
+    for (const FileDescriptor* other : run.with_imports) {
+      ForEachMessage(other, [&](const Descriptor* message) {
+        const std::string name = MessageClassName(message, false);
+        const ServiceDescriptor* service = ServiceWithMacro(file, name);
+        if (service != nullptr && used.count(message) == 0) {
+          report.At(service, "the macro '" + name + "' of the service '" +
+                                 std::string(service->name()) +
+                                 "' replaces the name of " + Quoted(message) +
+                                 " in all that comes after its header; write "
+                                 "'#undef " +
+                                 name + "' behind that, or rename one");
+        }
+      });
+    }
+  }
+}
+
+void Keyword(const Run& run, Report& report) {
+  ForEachUse(
+      run, [&](const MethodDescriptor* method, const Descriptor* message) {
+        if (ProtobufClassName(message) != MessageClassName(message, false)) {
+          report.At(method, Quoted(message) +
+                                " has the name of a C++ keyword, or NULL: its "
+                                "class is '" +
+                                ProtobufClassName(message) +
+                                "', which the generated code does not know; "
+                                "rename it");
+        }
+      });
+}
+
+// Names in the message code of a file, which protobuf 21 does not rename.
+void KeywordOfCpp20(const Run& run, Report& report) {
+  const auto check = [&](const auto* element, const std::string& name,
+                         const char* kind) {
+    if (IsKeyword(name, run.parameters.standard) && !IsKeyword(name, 17)) {
+      report.At(element, std::string(kind) + " '" + name +
+                             "' has the name of a keyword that is new in "
+                             "C++20; rename it");
+    }
+  };
+  for (const FileDescriptor* file : run.files) {
+    ForEachMessage(file, [&](const Descriptor* message) {
+      check(message, std::string(message->name()), "the message");
+      for (int i = 0; i < message->field_count(); ++i) {
+        check(message->field(i), std::string(message->field(i)->name()),
+              "the field");
+      }
+    });
+    ForEachEnum(file, [&](const EnumDescriptor* enumeration) {
+      check(enumeration, std::string(enumeration->name()), "the enum");
+      for (int i = 0; i < enumeration->value_count(); ++i) {
+        check(enumeration->value(i), std::string(enumeration->value(i)->name()),
+              "the enum value");
+      }
+    });
+  }
+}
+
+}  // namespace
+
+std::vector<Rule> MessageRules() {
+  return {
+      {"message-like-service", Severity::kError,
+       "A service that uses a message of another package",
+       "message_like_service", LikeService},
+      {"message-like-member", Severity::kError,
+       "A service that uses a message named `Service`", "message_like_member",
+       LikeMember},
+      {"message-like-service-macro", Severity::kError,
+       "A message that is the service's name in capitals", "message_captured",
+       LikeServiceMacro},
+      {"message-replaced-later", Severity::kWarning, "A message `ECHO`",
+       "later_message_captured", ReplacedLater},
+      {"message-keyword", Severity::kError,
+       "A message named like a C++ keyword", "message_keyword", Keyword},
+      {"keyword-of-cpp20", Severity::kError,
+       "A message, a field, an enum or an enum value named like a keyword that "
+       "is new",
+       "message_keyword_of_cpp20", KeywordOfCpp20},
+  };
+}
+
+}  // namespace rpc
+}  // namespace qarn
