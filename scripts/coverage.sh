@@ -1,22 +1,17 @@
 #!/usr/bin/env bash
-# Builds with coverage, runs the core suite and prints how many lines and
-# branches of src/ it reaches. Fails if a line is not reached. Branches that
-# only an exception takes do not count. With --corpora it does the same for the
-# kept inputs of each fuzzer instead, and refuses nothing.
+# Builds the tests of src/ with coverage: each file by itself, whole files, the
+# executable. Runs them and prints how many lines and branches of src/ they reach.
+# Fails if a line is not reached. Branches that only an exception takes do not
+# count. With --corpora it does the same for the kept inputs of each fuzzer instead,
+# and refuses nothing.
 #
 #   scripts/coverage.sh [--corpora]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-corpora=false
-case "$*" in
-  "") ;;
-  --corpora) corpora=true ;;
-  *)
-    echo "usage: scripts/coverage.sh [--corpora]" >&2
-    exit 2
-    ;;
-esac
+# shellcheck source=scripts/option.sh
+source scripts/option.sh
+read_option --corpora "$@"
 scripts/setup.sh build test lint
 cmake --preset coverage
 
@@ -30,7 +25,7 @@ count() {
     --print-summary "$@" build/coverage/src
 }
 
-if $corpora; then
+if $given; then
   cmake --build --preset coverage --target replays
   for replay in build/coverage/replays/*_replay; do
     name=$(basename "${replay%_replay}")
@@ -41,8 +36,10 @@ if $corpora; then
   done
   exit
 fi
-cmake --build --preset coverage
+cmake --build --preset coverage --target unit_test golden_test protoc_test
 # Counts of an earlier run would hide a line that is no longer reached.
 find build/coverage -name '*.gcda' -delete
-ctest --preset coverage --parallel "$(nproc)" --label-regex '^core$'
+for program in build/coverage/tests/{unit/unit_test,golden/golden_test,unit/protoc_test}; do
+  "$program" --gtest_brief
+done
 count --fail-under-line 100

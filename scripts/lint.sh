@@ -8,15 +8,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-fix=false
-case "$*" in
-  "") ;;
-  --fix) fix=true ;;
-  *)
-    echo "usage: scripts/lint.sh [--fix]" >&2
-    exit 2
-    ;;
-esac
+# shellcheck source=scripts/option.sh
+source scripts/option.sh
+read_option --fix "$@"
 scripts/setup.sh build test lint
 if [[ ! -f build/dev/compile_commands.json ]]; then
   echo "lint.sh: clang-tidy needs build/dev, which is not there; run scripts/test.sh first." >&2
@@ -30,7 +24,7 @@ mapfile -t pythons < <(git ls-files '*.py')
 mapfile -t bazels < <(git ls-files '*.bzl' '*.bazel' '*BUILD' '*WORKSPACE')
 buildifier=build/tools/node_modules/.bin/buildifier
 
-if $fix; then
+if $given; then
   clang-format-14 -i "${sources[@]}"
   black --quiet "${pythons[@]}"
   "$buildifier" "${bazels[@]}"

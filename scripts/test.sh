@@ -7,25 +7,19 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-all=false
-case "$*" in
-  "") ;;
-  --all) all=true ;;
-  *)
-    echo "usage: scripts/test.sh [--all]" >&2
-    exit 2
-    ;;
-esac
+# shellcheck source=scripts/option.sh
+source scripts/option.sh
+read_option --all "$@"
 
 scripts/setup.sh build test
-if $all; then
+if $given; then
   scripts/setup.sh all
   scripts/setup.sh buf || echo "test.sh: without buf its test will be skipped" >&2
 fi
 
 cmake --preset dev
 cmake --build --preset dev
-if ! $all; then
+if ! $given; then
   ctest --preset dev --parallel "$(nproc)" --label-regex '^core$'
   exit
 fi
