@@ -3,10 +3,9 @@
 #include "qarn/rpc/websocket.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdint>
+#include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -22,8 +21,7 @@
 #include "qarn/rpc/websocket/session.h"
 #include "qarn/rpc/websocket/wire.h"
 
-namespace qarn {
-namespace rpc {
+namespace qarn::rpc {
 
 namespace net = boost::asio;
 using websocket::After;
@@ -57,6 +55,7 @@ namespace {
 Limits Checked(Limits limits) {
   limits.headers = std::min(limits.headers, std::uint32_t{60} << 10);
   limits.connections = std::max(limits.connections, std::uint32_t{1});
+  limits.upgrade = std::max(limits.upgrade, std::chrono::milliseconds(10));
   limits.ping_seconds = std::clamp(limits.ping_seconds, 1, 30000);
   limits.unanswered_pings = std::clamp(limits.unanswered_pings, 1, 100);
   return limits;
@@ -67,21 +66,20 @@ struct Sessions : std::enable_shared_from_this<Sessions> {
   Sessions(net::io_context* context, const Limits& l)
       : io(*context), limits(Checked(l)) {}
   virtual ~Sessions() = default;
-  virtual void OnErase() {}
 
   Session::Pointer Make(tcp::socket socket) {
-    return Session::Make(&io, std::move(socket), limits,
-                         [self = shared_from_this()](const auto& session) {
-                           self->sessions.erase(session);
-                           self->OnErase();
-                           self->NoteEnd();
-                         });
+    return std::make_shared<Session>(
+        std::move(socket), limits,
+        [self = shared_from_this()](const Session::Pointer& session) {
+          self->sessions.erase(session);
+          self->OnChange();
+        });
   }
 
   // No more are made.
   void Shut() {
     is_shut = true;
-    NoteEnd();
+    OnChange();
   }
 
   void EndAll(const Status& status) {
@@ -91,25 +89,21 @@ struct Sessions : std::enable_shared_from_this<Sessions> {
 
   // Returns when it is shut and the last session has ended.
   void Wait() {
-    if (websocket::on_loop_thread) return;
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return has_ended; });
+    if (!websocket::on_loop_thread) has_ended.wait();
   }
 
-  void NoteEnd() {
-    if (!is_shut || !sessions.empty()) return;
-    const std::lock_guard<std::mutex> lock(mutex);
-    has_ended = true;
-    changed.notify_all();
+  virtual void OnChange() {
+    if (is_shut && sessions.empty()) ended.reset();
   }
 
   net::io_context& io;
   const Limits limits;
   std::set<Session::Pointer> sessions;
   bool is_shut = false;
-  std::mutex mutex;  // of what follows
-  std::condition_variable changed;
-  bool has_ended = false;
+  // There until it is shut and the last session has ended: a future whose
+  // promise goes is ready.
+  std::optional<std::promise<void>> ended{std::in_place};
+  const std::shared_future<void> has_ended{ended->get_future()};
 };
 
 }  // namespace
@@ -119,15 +113,20 @@ struct WebSocketChannel::Impl : Sessions {
 
   std::string host;  // with its port
   tcp::resolver::results_type addresses;
+  Status refusal;  // of all calls, if there are no addresses
 };
 
 WebSocketChannel::WebSocketChannel(Loop* loop, const std::string& host,
                                    unsigned short port, const Limits& limits)
     : impl_(std::make_shared<Impl>(&loop->impl_->io, limits)) {
-  Error ignored;  // without an address no call connects
+  Error error;
   impl_->host = host + ":" + std::to_string(port);
   impl_->addresses =
-      tcp::resolver(impl_->io).resolve(host, std::to_string(port), ignored);
+      tcp::resolver(impl_->io).resolve(host, std::to_string(port), error);
+  if (error) {
+    impl_->refusal = Status(StatusCode::kConnectionLost,
+                            "cannot look up " + host + ": " + error.message());
+  }
 }
 
 WebSocketChannel::~WebSocketChannel() {
@@ -155,19 +154,20 @@ ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
     request.set(websocket::kTimeoutHeader,
                 std::to_string(std::max<std::int64_t>(left.count(), 1)));
   };
-  const bool fits = target.size() + label.size() + 512 <= impl_->limits.headers;
-  net::post(
-      impl_->io, [impl = impl_, session = std::move(session), target, deadline,
-                  fill, fits, responses = std::move(responses)]() mutable {
-        impl->sessions.insert(session);
-        if (deadline) session->EndAt(*deadline);
-        session->Connect(impl->addresses, impl->host, target, fill,
-                         std::move(responses));
-        if (!fits) {
-          session->End(Status(StatusCode::kTooLarge,
-                              "the label is above the limit of the headers"));
-        }
-      });
+  Status refusal = impl_->refusal;
+  if (target.size() + label.size() + 512 > impl_->limits.headers) {
+    refusal = Status(StatusCode::kTooLarge,
+                     "the label is above the limit of the headers");
+  }
+  net::post(impl_->io,
+            [impl = impl_, session = std::move(session), target, deadline, fill,
+             refusal, responses = std::move(responses)]() mutable {
+              impl->sessions.insert(session);
+              if (deadline) session->EndAt(*deadline);
+              session->Connect(impl->addresses, impl->host, target, fill,
+                               std::move(responses));
+              if (!refusal.ok()) session->End(refusal);
+            });
   return outbox;
 }
 
@@ -245,11 +245,11 @@ struct WebSocketServer::Impl : Sessions {
       if (!error) self->EndAll(StoppingStatus());
     });
     Shut();
-    OnErase();
   }
 
-  void OnErase() override {
-    if (is_shut && sessions.empty()) patience.cancel();
+  void OnChange() override {
+    Sessions::OnChange();
+    if (!ended) patience.cancel();
     Accept();
   }
 
@@ -302,5 +302,4 @@ void WebSocketServer::Stop(std::chrono::milliseconds patience) {
   impl_->Wait();
 }
 
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc

@@ -18,9 +18,7 @@
 #include "qarn/rpc/websocket/outbox.h"
 #include "qarn/rpc/websocket/wire.h"
 
-namespace qarn {
-namespace rpc {
-namespace websocket {
+namespace qarn::rpc::websocket {
 
 // Runs on its loop's thread, but for what makes it. It lives for as long as
 // something waits there for its connection or its timers.
@@ -29,19 +27,17 @@ class Session : public std::enable_shared_from_this<Session> {
   using Pointer = std::shared_ptr<Session>;
 
   // `on_done` sees the session's end, after its observer has.
-  static Pointer Make(net::io_context* io, tcp::socket socket,
-                      const Limits& limits,
-                      std::function<void(const Pointer&)> on_done) {
-    Pointer session(new Session(std::move(socket), limits));
-    session->on_done_ = std::move(on_done);
-    const std::weak_ptr<Session> weak = session;
-    session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
-      net::post(*io, [weak] {
-        if (const Pointer self = weak.lock()) self->OnWake();
-      });
-    });
-    return session;
+  Session(tcp::socket socket, const Limits& limits,
+          std::function<void(const Pointer&)> on_done)
+      : limits_(limits),
+        on_done_(std::move(on_done)),
+        outbox_(std::make_shared<Outbox>(limits, [this] { PostWake(); })),
+        deadline_timer_(socket.get_executor()),
+        drop_timer_(socket.get_executor()) {
+    stream_.emplace(std::move(socket));
   }
+  // Its handle may stay, and wakes nobody any more.
+  ~Session() { outbox_->Detach(Status(StatusCode::kConnectionLost, "")); }
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
@@ -63,8 +59,8 @@ class Session : public std::enable_shared_from_this<Session> {
           }
           self->stream_->async_accept(
               self->parser_.get(), [self, start](Error e) {
-                if (e || self->is_done_) return self->Lose(e);
-                self->Open();
+                self->Open(e);
+                if (self->is_done_) return;
                 Status status;
                 self->observer_ = start(self->parser_.get(), &*self, &status);
                 if (!self->observer_) self->End(status);
@@ -85,10 +81,8 @@ class Session : public std::enable_shared_from_this<Session> {
                                                   const tcp::endpoint&) {
           if (error || self->is_done_) return self->Lose(error);
           AskWhetherThere(self->limits_, &self->stream_->next_layer());
-          self->stream_->async_handshake(host, target, [self](Error e) {
-            if (e || self->is_done_) return self->Lose(e);
-            self->Open();
-          });
+          self->stream_->async_handshake(
+              host, target, bind_front_handler(&Session::Open, self));
         });
   }
 
@@ -114,13 +108,6 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
  private:
-  Session(tcp::socket socket, const Limits& limits)
-      : limits_(limits),
-        deadline_timer_(socket.get_executor()),
-        drop_timer_(socket.get_executor()) {
-    stream_.emplace(std::move(socket));
-  }
-
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
     drop_timer_.expires_at(After(wait));
@@ -132,9 +119,8 @@ class Session : public std::enable_shared_from_this<Session> {
   // Ends the call when the other side has vanished; also when it has closed, or
   // broken the rules, and does not go: for that Beast waits without end.
   void Watch() {
-    drop_timer_.expires_at(After(std::clamp<std::chrono::milliseconds>(
-        limits_.upgrade, std::chrono::milliseconds(10),
-        std::chrono::seconds(limits_.ping_seconds))));
+    drop_timer_.expires_at(After(std::min<std::chrono::milliseconds>(
+        limits_.upgrade, std::chrono::seconds(limits_.ping_seconds))));
     drop_timer_.async_wait([self = shared_from_this()](Error error) {
       const bool has_ended = self->is_out_ended_ && !self->observer_;
       if (error || has_ended || self->is_ending_ || self->is_done_) return;
@@ -146,7 +132,8 @@ class Session : public std::enable_shared_from_this<Session> {
     });
   }
 
-  void Open() {
+  void Open(Error error) {
+    if (error || is_done_) return Lose(error);
     is_open_ = true;
     Watch();
     // Beast's own limit would close the connection without an answer.
@@ -159,20 +146,19 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void Read() {
     if (is_done_ || is_closing_) return;
-    is_reading_ = true;
     // By pieces: to read a whole message fails an assertion of Beast's (Boost
     // 1.74) when a close, begun meanwhile, has read on in its place.
     stream_->async_read_some(
-        in_, kPiece, [self = shared_from_this()](Error error, std::size_t) {
-          self->is_reading_ = false;
-          self->OnRead(error);
-        });
+        in_, kPiece, bind_front_handler(&Session::OnRead, shared_from_this()));
   }
 
-  void OnRead(Error error) {
+  void OnRead(Error error, std::size_t) {
     if (is_done_ || (is_closing_ && !error)) return;
     if (error) return Lose(error);
-    if (!is_ending_ && in_.size() > Limit()) {
+    // The text of an end has a limit of its own.
+    const std::size_t limit =
+        stream_->got_text() ? kLongestEnd : limits_.message;
+    if (!is_ending_ && in_.size() > limit) {
       End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
     if (is_ending_) {
@@ -187,11 +173,6 @@ class Session : public std::enable_shared_from_this<Session> {
     // A client always reads, so that the two never wait for each other.
     is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
     if (!is_paused_) Read();
-  }
-
-  // What may come now. The text of an end has a limit of its own.
-  std::size_t Limit() const {
-    return stream_->got_text() ? kLongestEnd : limits_.message;
   }
 
   // Hands a message on. If the result is not ok, the call ends with it.
@@ -209,7 +190,13 @@ class Session : public std::enable_shared_from_this<Session> {
     return Status();
   }
 
-  // The outbox has changed.
+  // The outbox has changed. Its lock is held, also against our destructor.
+  void PostWake() {
+    net::post(deadline_timer_.get_executor(), [weak = weak_from_this()] {
+      if (const Pointer self = weak.lock()) self->OnWake();
+    });
+  }
+
   void OnWake() {
     const std::optional<Status> end = outbox_->Look();
     if (end) End(*end);
@@ -241,15 +228,14 @@ class Session : public std::enable_shared_from_this<Session> {
     out_ = end ? FormatEnd(*end) : *message;
     stream_->text(is_out_ended_);
     is_writing_ = true;
-    stream_->async_write(net::buffer(out_),
-                         [self = shared_from_this()](Error error, std::size_t) {
-                           self->OnWritten(error);
-                         });
+    stream_->async_write(
+        net::buffer(out_),
+        bind_front_handler(&Session::OnWritten, shared_from_this()));
   }
 
-  void OnWritten(Error error) {
+  void OnWritten(Error error, std::size_t) {
     if (is_done_) return;
-    if (error && !is_reading_) return Lose(error);
+    if (error && is_paused_) return Lose(error);
     if (error) return;  // what the other side said last is still to be read
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
@@ -304,8 +290,8 @@ class Session : public std::enable_shared_from_this<Session> {
   static constexpr std::size_t kPiece = 16 << 10;
 
   const Limits limits_;
-  std::function<void(const Pointer&)> on_done_;
-  std::shared_ptr<Outbox> outbox_;
+  const std::function<void(const Pointer&)> on_done_;
+  const std::shared_ptr<Outbox> outbox_;
   ByteObserverPtr observer_;  // until the other side's end
   boost::beast::flat_buffer in_;
   std::string out_;  // is being written
@@ -314,8 +300,7 @@ class Session : public std::enable_shared_from_this<Session> {
   net::steady_timer deadline_timer_;
   net::steady_timer drop_timer_;
   bool is_client_ = false;
-  bool is_open_ = false;  // the upgrade is done
-  bool is_reading_ = false;
+  bool is_open_ = false;    // the upgrade is done
   bool is_paused_ = false;  // does not read until there is room
   bool is_writing_ = false;
   bool is_out_ended_ = false;  // our end was written, or is being written
@@ -324,8 +309,6 @@ class Session : public std::enable_shared_from_this<Session> {
   bool is_done_ = false;
 };
 
-}  // namespace websocket
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc::websocket
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_
