@@ -9,7 +9,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -61,7 +60,7 @@ Limits Checked(Limits limits) {
   return limits;
 }
 
-// The calls of a server or a channel. On the loop, but for Make and Wait.
+// The calls of a server or a channel. On the loop, but for Make and Stop.
 struct Sessions : std::enable_shared_from_this<Sessions> {
   Sessions(net::io_context* context, const Limits& l)
       : io(*context), limits(Checked(l)) {}
@@ -70,41 +69,53 @@ struct Sessions : std::enable_shared_from_this<Sessions> {
   Session::Pointer Make(tcp::socket socket) {
     return std::make_shared<Session>(
         std::move(socket), limits,
-        [self = shared_from_this()](const Session::Pointer& session) {
-          self->sessions.erase(session);
-          self->OnChange();
+        [this, self = shared_from_this()](const Session::Pointer& session) {
+          sessions.erase(session);
+          OnChange();
         });
   }
 
-  // No more are made.
-  void Shut() {
-    is_shut = true;
-    OnChange();
-  }
-
-  void EndAll(const Status& status) {
-    const std::set<Session::Pointer> ending = sessions;
-    for (const Session::Pointer& session : ending) session->End(status);
-  }
-
-  // Returns when it is shut and the last session has ended.
-  void Wait() {
+  // From here on none is added. What runs may go on for so long, and then ends
+  // with `status`. Waits for that, unless on a loop's thread.
+  void Stop(std::chrono::milliseconds wait, const Status& status) {
+    net::post(io, [self = shared_from_this(), until = After(wait), status] {
+      self->Shut(until, status);
+    });
     if (!websocket::on_loop_thread) has_ended.wait();
   }
 
+  void Shut(Clock::time_point until, const Status& status) {
+    is_shut = true;
+    patience.expires_at(until);
+    patience.async_wait([this, self = shared_from_this(), status](Error error) {
+      if (error) return;
+      const std::set<Session::Pointer> ending = sessions;
+      for (const Session::Pointer& session : ending) session->End(status);
+    });
+    OnChange();
+  }
+
+  // Sessions have ended, or it is shut.
   virtual void OnChange() {
-    if (is_shut && sessions.empty()) ended.reset();
+    if (!is_shut || !sessions.empty()) return;
+    patience.cancel();
+    ended.reset();
   }
 
   net::io_context& io;
   const Limits limits;
   std::set<Session::Pointer> sessions;
   bool is_shut = false;
+  net::steady_timer patience{io};
   // There until it is shut and the last session has ended: a future whose
   // promise goes is ready.
   std::optional<std::promise<void>> ended{std::in_place};
   const std::shared_future<void> has_ended{ended->get_future()};
 };
+
+Status StoppingStatus() {
+  return Status(StatusCode::kStopping, "the server is being stopped");
+}
 
 }  // namespace
 
@@ -130,11 +141,8 @@ WebSocketChannel::WebSocketChannel(Loop* loop, const std::string& host,
 }
 
 WebSocketChannel::~WebSocketChannel() {
-  net::post(impl_->io, [impl = impl_] {
-    impl->Shut();
-    impl->EndAll(Status(StatusCode::kConnectionLost, "the channel was closed"));
-  });
-  impl_->Wait();
+  impl_->Stop(std::chrono::milliseconds(0),
+              Status(StatusCode::kConnectionLost, "the channel was closed"));
 }
 
 ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
@@ -163,10 +171,10 @@ ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
             [impl = impl_, session = std::move(session), target, deadline, fill,
              refusal, responses = std::move(responses)]() mutable {
               impl->sessions.insert(session);
+              session->SetObserver(std::move(responses));
+              if (!refusal.ok()) return session->End(refusal);
               if (deadline) session->EndAt(*deadline);
-              session->Connect(impl->addresses, impl->host, target, fill,
-                               std::move(responses));
-              if (!refusal.ok()) session->End(refusal);
+              session->Connect(impl->addresses, impl->host, target, fill);
             });
   return outbox;
 }
@@ -174,87 +182,66 @@ ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
 struct WebSocketServer::Impl : Sessions {
   using Sessions::Sessions;
 
-  std::shared_ptr<Impl> Self() {
-    return std::static_pointer_cast<Impl>(shared_from_this());
-  }
-
   void Accept() {
     if (is_accepting || is_shut || sessions.size() >= limits.connections) {
       return;
     }
     is_accepting = true;
-    acceptor.async_accept([self = Self()](Error error, tcp::socket socket) {
-      if (!error) {
-        self->is_accepting = false;
-        self->Serve(std::move(socket));
-        return self->Accept();
-      }
-      if (self->is_shut) return;
-      // Most likely there is no descriptor left. Those who wait to be accepted
-      // go on waiting.
-      self->retry.expires_after(std::chrono::milliseconds(100));
-      self->retry.async_wait([self](Error) {
-        self->is_accepting = false;
-        self->Accept();
-      });
-    });
+    acceptor.async_accept(
+        [this, self = shared_from_this()](Error error, tcp::socket socket) {
+          if (!error) {
+            is_accepting = false;
+            Serve(std::move(socket));
+            return Accept();
+          }
+          if (is_shut) return;
+          // Most likely there is no descriptor left. Those who wait to be
+          // accepted go on waiting.
+          retry.expires_after(std::chrono::milliseconds(100));
+          retry.async_wait([this, self](Error) {
+            is_accepting = false;
+            Accept();
+          });
+        });
   }
 
   void Serve(tcp::socket socket) {
     const Session::Pointer session = Make(std::move(socket));
     sessions.insert(session);
-    session->Accept(
-        [self = Self()](const auto& request, Session* begun, Status* status) {
-          return self->StartCall(request, begun, status);
-        });
+    session->Accept([this, self = shared_from_this()](
+                        const websocket::Request& request, Session* begun) {
+      StartCall(request, begun);
+    });
   }
 
-  // The observer of the call's requests; null, with the reason, if there is no
-  // such call.
-  ByteObserverPtr StartCall(const websocket::Request& request, Session* session,
-                            Status* status) {
-    const auto header = [&request](const char* name) {
-      const auto value = request[name];
-      return std::string_view(value.data(), value.size());
-    };
-    const std::string_view number = header(websocket::kTimeoutHeader);
-    const auto label = websocket::Unescape(header(websocket::kLabelHeader));
+  void StartCall(const websocket::Request& request, Session* session) {
+    const std::string number(request[websocket::kTimeoutHeader]);
     const auto timeout =
         websocket::ParseNumber<std::int64_t>(number.empty() ? "0" : number);
-    *status = Status(StatusCode::kBadMessage, "the headers cannot be read");
-    if (!label || !timeout) return nullptr;
-    *status = StoppingStatus();
-    if (is_shut) return nullptr;
-    std::string method(request.target());
-    if (method.front() == '/') method.erase(0, 1);
+    const auto label =
+        websocket::Unescape(std::string(request[websocket::kLabelHeader]));
+    if (!label || !timeout) {
+      return session->End(
+          Status(StatusCode::kBadMessage, "the headers cannot be read"));
+    }
+    if (is_shut) return session->End(StoppingStatus());
+    const std::string method(request.target().substr(1));
+    Status status;
     RpcServiceMethod* const target =
-        services.Find(method.substr(0, method.find('/')), method, status);
-    if (!target) return nullptr;
+        services.Find(method.substr(0, method.find('/')), method, &status);
+    if (!target) return session->End(status);
     const std::chrono::milliseconds wait(*timeout);
     if (!number.empty()) session->EndAt(After(wait));
-    *status = Status(StatusCode::kFailed, "the handler threw");
-    return target->Start(ClientContext(*label, wait), session->outbox());
-  }
-
-  void Stop(Clock::time_point until) {
-    Error ignored;
-    acceptor.close(ignored);
-    retry.cancel();
-    patience.expires_at(until);
-    patience.async_wait([self = Self()](Error error) {
-      if (!error) self->EndAll(StoppingStatus());
-    });
-    Shut();
+    session->SetObserver(
+        target->Start(ClientContext(*label, wait), session->outbox()));
   }
 
   void OnChange() override {
     Sessions::OnChange();
-    if (!ended) patience.cancel();
-    Accept();
-  }
-
-  static Status StoppingStatus() {
-    return Status(StatusCode::kStopping, "the server is being stopped");
+    if (!is_shut) return Accept();
+    Error ignored;
+    acceptor.close(ignored);
+    retry.cancel();
   }
 
   ServiceTable services;
@@ -262,7 +249,6 @@ struct WebSocketServer::Impl : Sessions {
   tcp::acceptor acceptor{io};
   bool is_accepting = false;  // or waits to try again
   net::steady_timer retry{io};
-  net::steady_timer patience{io};
 };
 
 WebSocketServer::WebSocketServer(Loop* loop, const Limits& limits)
@@ -297,9 +283,7 @@ bool WebSocketServer::Listen(const std::string& host, unsigned short port,
 unsigned short WebSocketServer::port() const { return impl_->port; }
 
 void WebSocketServer::Stop(std::chrono::milliseconds patience) {
-  net::post(impl_->io,
-            [impl = impl_, until = After(patience)] { impl->Stop(until); });
-  impl_->Wait();
+  impl_->Stop(patience, StoppingStatus());
 }
 
 }  // namespace qarn::rpc

@@ -41,57 +41,56 @@ class Session : public std::enable_shared_from_this<Session> {
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
-  // Of a server: makes the observer of the call that a request begins, or says
-  // why there is none.
-  using Starter =
-      std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
-  void Accept(Starter start) {
+  // Once. What comes from the other side goes to it. A null one ends the call.
+  void SetObserver(ByteObserverPtr observer) {
+    observer_ = std::move(observer);
+    if (!observer_) End(Status(StatusCode::kFailed, "the handler threw"));
+  }
+
+  // Of a server: `start` sets the observer of the call that a request begins,
+  // or ends the call.
+  void Accept(std::function<void(const Request&, Session*)> start) {
     AskWhetherThere(limits_, &stream_->next_layer());
     DropAfter(limits_.upgrade);
     parser_.header_limit(limits_.headers);
     http::async_read_header(
         stream_->next_layer(), in_, parser_,
-        [self = shared_from_this(), start](Error error, std::size_t size) {
+        [this, self = shared_from_this(), start](Error error,
+                                                 std::size_t size) {
           // Nothing may come ahead of our answer.
-          if (error || self->is_done_ || size > self->limits_.headers ||
-              self->in_.size() > 0) {
-            return self->Lose(error);
+          if (error || is_done_ || size > limits_.headers || in_.size() > 0) {
+            return Lose(error);
           }
-          self->stream_->async_accept(
-              self->parser_.get(), [self, start](Error e) {
-                self->Open(e);
-                if (self->is_done_) return;
-                Status status;
-                self->observer_ = start(self->parser_.get(), &*self, &status);
-                if (!self->observer_) self->End(status);
-              });
+          stream_->async_accept(parser_.get(), [this, self, start](Error e) {
+            Open(e);
+            if (!is_done_) start(parser_.get(), this);
+          });
         });
   }
 
   // Of a client: connects, and asks for the call. `fill` adds to the request.
   void Connect(const tcp::resolver::results_type& addresses,
                const std::string& host, const std::string& target,
-               std::function<void(Request&)> fill, ByteObserverPtr responses) {
+               std::function<void(Request&)> fill) {
     is_client_ = true;
-    observer_ = std::move(responses);
     stream_->set_option(stream_base::decorator(std::move(fill)));
-    net::async_connect(
-        stream_->next_layer(), addresses,
-        [self = shared_from_this(), host, target](Error error,
-                                                  const tcp::endpoint&) {
-          if (error || self->is_done_) return self->Lose(error);
-          AskWhetherThere(self->limits_, &self->stream_->next_layer());
-          self->stream_->async_handshake(
-              host, target, bind_front_handler(&Session::Open, self));
-        });
+    net::async_connect(stream_->next_layer(), addresses,
+                       [this, self = shared_from_this(), host, target](
+                           Error error, const tcp::endpoint&) {
+                         if (error || is_done_) return Lose(error);
+                         AskWhetherThere(limits_, &stream_->next_layer());
+                         stream_->async_handshake(
+                             host, target,
+                             bind_front_handler(&Session::Open, self));
+                       });
   }
 
   // From then on the call ends with kDeadlinePassed.
   void EndAt(Clock::time_point deadline) {
     deadline_timer_.expires_at(deadline);
-    deadline_timer_.async_wait([self = shared_from_this()](Error error) {
+    deadline_timer_.async_wait([this, self = shared_from_this()](Error error) {
       if (error) return;
-      self->End(Status(StatusCode::kDeadlinePassed, "the deadline passed"));
+      End(Status(StatusCode::kDeadlinePassed, "the deadline passed"));
     });
   }
 
@@ -111,8 +110,8 @@ class Session : public std::enable_shared_from_this<Session> {
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
     drop_timer_.expires_at(After(wait));
-    drop_timer_.async_wait([self = shared_from_this()](Error error) {
-      if (!error) self->Lose(net::error::timed_out);
+    drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
+      if (!error) Lose(net::error::timed_out);
     });
   }
 
@@ -121,14 +120,14 @@ class Session : public std::enable_shared_from_this<Session> {
   void Watch() {
     drop_timer_.expires_at(After(std::min<std::chrono::milliseconds>(
         limits_.upgrade, std::chrono::seconds(limits_.ping_seconds))));
-    drop_timer_.async_wait([self = shared_from_this()](Error error) {
-      const bool has_ended = self->is_out_ended_ && !self->observer_;
-      if (error || has_ended || self->is_ending_ || self->is_done_) return;
-      if (HasVanished(self->limits_, &self->stream_->next_layer())) {
-        return self->Lose(net::error::timed_out);
+    drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
+      const bool has_ended = is_out_ended_ && !observer_;
+      if (error || has_ended || is_ending_ || is_done_) return;
+      if (HasVanished(limits_, &stream_->next_layer())) {
+        return Lose(net::error::timed_out);
       }
-      if (self->stream_->is_open()) return self->Watch();
-      self->DropAfter(self->limits_.upgrade);
+      if (stream_->is_open()) return Watch();
+      DropAfter(limits_.upgrade);
     });
   }
 
@@ -253,7 +252,7 @@ class Session : public std::enable_shared_from_this<Session> {
     is_closing_ = true;
     stream_->async_close(
         boost::beast::websocket::close_code::normal,
-        [self = shared_from_this()](Error error) { self->Lose(error); });
+        bind_front_handler(&Session::Lose, shared_from_this()));
   }
 
   // The observer goes with its end.
@@ -277,7 +276,7 @@ class Session : public std::enable_shared_from_this<Session> {
     // With the stream goes what waits inside it: a read and a close can wait
     // for each other. What still runs has a weak pointer to the stream's state.
     net::post(stream_->get_executor(),
-              [self = shared_from_this()] { self->stream_.reset(); });
+              [this, self = shared_from_this()] { stream_.reset(); });
     deadline_timer_.cancel();
     drop_timer_.cancel();
     outbox_->Detach(status);
