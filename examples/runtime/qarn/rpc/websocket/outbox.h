@@ -110,7 +110,6 @@ class Outbox : public ByteSender {
   }
 
   bool IsFull() const { return used_ > limits_.room; }
-  bool HasRoom() const { return used_ <= limits_.room / 2; }
 
   // The callback of WhenRoom if its time has come, else an empty one.
   Callback TakeCallback() {
@@ -132,6 +131,8 @@ class Outbox : public ByteSender {
   // What a message takes beside its bytes, at least. Without it empty messages
   // would be without bound.
   static constexpr std::size_t kMessageOverhead = 64;
+
+  bool HasRoom() const { return used_ <= limits_.room / 2; }
 
   // The mutex is held by whoever calls these.
   void CloseLocked(const Status& status) {

@@ -33,9 +33,8 @@ class Session : public std::enable_shared_from_this<Session> {
         on_done_(std::move(on_done)),
         outbox_(std::make_shared<Outbox>(limits, [this] { PostWake(); })),
         deadline_timer_(socket.get_executor()),
-        drop_timer_(socket.get_executor()) {
-    stream_.emplace(std::move(socket));
-  }
+        drop_timer_(socket.get_executor()),
+        stream_(std::in_place, std::move(socket)) {}
   // Its handle may stay, and wakes nobody any more.
   ~Session() { outbox_->Detach(Status(StatusCode::kConnectionLost, "")); }
 
@@ -139,12 +138,15 @@ class Session : public std::enable_shared_from_this<Session> {
     in_.max_size(std::max<std::size_t>(limits_.message, kLongestEnd) + kPiece);
     stream_->read_message_max(0);
     stream_->auto_fragment(false);
-    Read();
+    ReadNext();
     WriteNext();
   }
 
-  void Read() {
-    if (is_done_ || is_closing_) return;
+  // A client always reads, so that the two never wait for each other.
+  void ReadNext() {
+    const bool waits = !is_client_ && !is_ending_ && outbox_->IsFull();
+    if (!is_open_ || is_reading_ || is_closing_ || is_done_ || waits) return;
+    is_reading_ = true;
     // By pieces: to read a whole message fails an assertion of Beast's (Boost
     // 1.74) when a close, begun meanwhile, has read on in its place.
     stream_->async_read_some(
@@ -152,6 +154,7 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
   void OnRead(Error error, std::size_t) {
+    is_reading_ = false;
     if (is_done_ || (is_closing_ && !error)) return;
     if (error) return Lose(error);
     // The text of an end has a limit of its own.
@@ -169,9 +172,7 @@ class Session : public std::enable_shared_from_this<Session> {
       const Status status = Take(bytes);
       if (!status.ok()) End(status);
     }
-    // A client always reads, so that the two never wait for each other.
-    is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
-    if (!is_paused_) Read();
+    ReadNext();
   }
 
   // Hands a message on. If the result is not ok, the call ends with it.
@@ -211,10 +212,7 @@ class Session : public std::enable_shared_from_this<Session> {
     } catch (...) {
       End(ReportException());
     }
-    if (is_paused_ && (is_ending_ || outbox_->HasRoom())) {
-      is_paused_ = false;
-      Read();
-    }
+    ReadNext();
   }
 
   void WriteNext() {
@@ -234,7 +232,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void OnWritten(Error error, std::size_t) {
     if (is_done_) return;
-    if (error && is_paused_) return Lose(error);
+    if (error && !is_reading_) return Lose(error);
     if (error) return;  // what the other side said last is still to be read
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
@@ -294,13 +292,13 @@ class Session : public std::enable_shared_from_this<Session> {
   ByteObserverPtr observer_;  // until the other side's end
   boost::beast::flat_buffer in_;
   std::string out_;  // is being written
-  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
   http::request_parser<http::empty_body> parser_;
   net::steady_timer deadline_timer_;
   net::steady_timer drop_timer_;
+  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
   bool is_client_ = false;
-  bool is_open_ = false;    // the upgrade is done
-  bool is_paused_ = false;  // does not read until there is room
+  bool is_open_ = false;  // the upgrade is done
+  bool is_reading_ = false;
   bool is_writing_ = false;
   bool is_out_ended_ = false;  // our end was written, or is being written
   bool is_ending_ = false;     // End was called
