@@ -109,7 +109,8 @@ class Outbox : public ByteSender {
     if (HasRoom()) changed_.notify_all();
   }
 
-  bool IsFull() const { return used_ > limits_.room; }
+  // Whether it holds half of what it may at most.
+  bool HasRoom() const { return used_ <= limits_.room / 2; }
 
   // The callback of WhenRoom if its time has come, else an empty one.
   Callback TakeCallback() {
@@ -132,7 +133,7 @@ class Outbox : public ByteSender {
   // would be without bound.
   static constexpr std::size_t kMessageOverhead = 64;
 
-  bool HasRoom() const { return used_ <= limits_.room / 2; }
+  bool IsFull() const { return used_ > limits_.room; }
 
   // The mutex is held by whoever calls these.
   void CloseLocked(const Status& status) {

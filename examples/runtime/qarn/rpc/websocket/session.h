@@ -144,7 +144,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   // A client always reads, so that the two never wait for each other.
   void ReadNext() {
-    const bool waits = !is_client_ && !is_ending_ && outbox_->IsFull();
+    const bool waits = !is_client_ && !is_ending_ && !outbox_->HasRoom();
     if (!is_open_ || is_reading_ || is_closing_ || is_done_ || waits) return;
     is_reading_ = true;
     // By pieces: to read a whole message fails an assertion of Beast's (Boost
