@@ -22,6 +22,7 @@ namespace qarn::rpc::websocket {
 namespace net = boost::asio;
 namespace http = boost::beast::http;
 using boost::beast::bind_front_handler;
+using boost::beast::websocket::close_code;
 using boost::beast::websocket::stream_base;
 using tcp = net::ip::tcp;
 using Error = boost::system::error_code;

@@ -88,8 +88,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void EndAt(Clock::time_point deadline) {
     deadline_timer_.expires_at(deadline);
     deadline_timer_.async_wait([this, self = shared_from_this()](Error error) {
-      if (error) return;
-      End(Status(StatusCode::kDeadlinePassed, "the deadline passed"));
+      if (!error) End({StatusCode::kDeadlinePassed, "the deadline passed"});
     });
   }
 
@@ -122,11 +121,9 @@ class Session : public std::enable_shared_from_this<Session> {
     drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
       const bool has_ended = is_out_ended_ && !observer_;
       if (error || has_ended || is_ending_ || is_done_) return;
-      if (HasVanished(limits_, &stream_->next_layer())) {
-        return Lose(net::error::timed_out);
-      }
-      if (stream_->is_open()) return Watch();
-      DropAfter(limits_.upgrade);
+      const bool is_there = !HasVanished(limits_, &stream_->next_layer());
+      if (is_there && stream_->is_open()) return Watch();
+      Lose(net::error::timed_out);
     });
   }
 
@@ -138,8 +135,7 @@ class Session : public std::enable_shared_from_this<Session> {
     in_.max_size(std::max<std::size_t>(limits_.message, kLongestEnd) + kPiece);
     stream_->read_message_max(0);
     stream_->auto_fragment(false);
-    ReadNext();
-    WriteNext();
+    GoOn();
   }
 
   // A client always reads, so that the two never wait for each other.
@@ -158,8 +154,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (is_done_ || (is_closing_ && !error)) return;
     if (error) return Lose(error);
     // The text of an end has a limit of its own.
-    const std::size_t limit =
-        stream_->got_text() ? kLongestEnd : limits_.message;
+    const auto limit = stream_->got_text() ? kLongestEnd : limits_.message;
     if (!is_ending_ && in_.size() > limit) {
       End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
@@ -172,21 +167,17 @@ class Session : public std::enable_shared_from_this<Session> {
       const Status status = Take(bytes);
       if (!status.ok()) End(status);
     }
-    ReadNext();
+    GoOn();
   }
 
   // Hands a message on. If the result is not ok, the call ends with it.
   Status Take(const std::string& bytes) {
-    if (!observer_) {
-      return Status(StatusCode::kBadMessage, "a message came after the end");
-    }
+    const StatusCode bad = StatusCode::kBadMessage;
+    if (!observer_) return Status(bad, "a message came after the end");
     if (stream_->got_binary()) return observer_->OnMessage(bytes);
     const std::optional<Status> end = ParseEnd(bytes);
-    if (!end) {
-      return Status(StatusCode::kBadMessage, "a text came that is no end");
-    }
+    if (!end) return Status(bad, "a text came that is no end");
     DeliverEnd(*end);
-    WriteNext();
     return Status();
   }
 
@@ -200,11 +191,11 @@ class Session : public std::enable_shared_from_this<Session> {
   void OnWake() {
     const std::optional<Status> end = outbox_->Look();
     if (end) End(*end);
-    UseRoom();
-    WriteNext();
+    GoOn();
   }
 
-  void UseRoom() {
+  // With what there is room for.
+  void GoOn() {
     // It may hold the last handle, which goes after what is thrown was said.
     const Outbox::Callback callback = outbox_->TakeCallback();
     try {
@@ -213,6 +204,7 @@ class Session : public std::enable_shared_from_this<Session> {
       End(ReportException());
     }
     ReadNext();
+    WriteNext();
   }
 
   void WriteNext() {
@@ -237,8 +229,7 @@ class Session : public std::enable_shared_from_this<Session> {
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
     if (out_.capacity() > kPiece) std::string().swap(out_);
-    UseRoom();
-    WriteNext();
+    GoOn();
   }
 
   // When both directions have ended, the server closes the connection. What was
@@ -249,7 +240,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (!is_ending_ && is_client_) return;
     is_closing_ = true;
     stream_->async_close(
-        boost::beast::websocket::close_code::normal,
+        close_code::normal,
         bind_front_handler(&Session::Lose, shared_from_this()));
   }
 
@@ -279,7 +270,7 @@ class Session : public std::enable_shared_from_this<Session> {
     drop_timer_.cancel();
     outbox_->Detach(status);
     DeliverEnd(status);
-    UseRoom();
+    GoOn();
     on_done_(shared_from_this());
   }
 
