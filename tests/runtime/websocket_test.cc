@@ -249,11 +249,14 @@ TEST_F(WebSocketTest, StopDeliversWhatWasSent) {
 
 TEST_F(WebSocketTest, StopHasPatienceForCallsThatRun) {
   Serve();
+  RawClient late(port_);
   const Handle call = Talk(channel_, &client_);
   const Handle server_handle = ServerHandle();
   std::future<void> stopped = std::async(
       std::launch::async, [this] { server_->Stop(milliseconds::max()); });
   EXPECT_EQ(stopped.wait_for(milliseconds(100)), std::future_status::timeout);
+  EXPECT_TRUE(late.Begin("/Desk/Talk"));
+  EXPECT_EQ(late.ReadFrame(), "10 the%20server%20is%20being%20stopped");
   server_handle->Close();
   call->Close();
   stopped.wait();
@@ -267,6 +270,9 @@ TEST_F(WebSocketTest, ChannelWaitsForTheEndsOfItsObservers) {
   EXPECT_THAT(client_log_.Lines(0),
               ElementsAre(StartsWith(kLost + "the channel was closed")));
   EXPECT_TRUE(call->closed());
+  bool is_called = false;
+  call->WhenRoom([&] { is_called = true; });
+  EXPECT_TRUE(is_called);
 }
 
 TEST_F(WebSocketTest, HandlersMayCallOnTheirOwnLoopAndEndTheServer) {
