@@ -17,7 +17,7 @@ cd "$(dirname "$0")/.."
 # shellcheck source=scripts/platforms/roots.sh
 source scripts/platforms/roots.sh
 
-# The tests that may be skipped there: git is not needed to build.
+# The test that may be skipped there: git is not needed to build.
 may_be_skipped='^release\.refusals$'
 
 names=("$@")

@@ -44,6 +44,7 @@ TEST_F(WebSocketTest, MessageMayBeAsLongAsTheLimitOfEachSide) {
       EndLine(StatusCode::kTooLarge, "a message is above the limit");
   EXPECT_EQ(client_log_.Lines(4)[3], received);
   EXPECT_THAT(server_log_.Lines(1), ElementsAre(received));
+  ServerHandle();
   // The sender's own limit.
   const std::string sent =
       EndLine(StatusCode::kTooLarge, "the sender's message is above its limit");
