@@ -17,9 +17,8 @@ cd "$(dirname "$0")/.."
 # shellcheck source=scripts/platforms/roots.sh
 source scripts/platforms/roots.sh
 
-# The tests that may be skipped there: the client of somebody else's is one of the
-# slower tests' packages, and git is not needed to build.
-may_be_skipped='^(runtime\.websockets|release\.refusals)$'
+# The test that may be skipped there: git is not needed to build.
+may_be_skipped='^release\.refusals$'
 
 names=("$@")
 [[ $# -gt 0 ]] || names=(debian13)

@@ -281,7 +281,7 @@ TEST_P(CallTest, WhatThrowsEndsItsCallAlone) {
   EXPECT_THAT(log.Lines(3), ElementsAre("<a", "a>", failed));
 
   desk_.talk = [](CallContext*, const Handle&) -> Observer* { throw 1; };
-  ::Talk(channel_, &observer);
+  EXPECT_TRUE(Closes(::Talk(channel_, &observer)));
   EXPECT_EQ(log.Lines(4)[3], failed);
 
   Log requests;

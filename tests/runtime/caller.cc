@@ -1,14 +1,11 @@
 // A client of examples/echo's server that hostile_test.py runs.
 //
-//   runtime_caller PORT each             starts a call of each kind, prints
-//   "started",
-//                                        and then "METHOD: CODE" as each ends
-//   runtime_caller PORT many COUNT N     makes COUNT calls, N at once; prints
-//   how
-//                                        many succeeded
-//   runtime_caller PORT METHOD COUNT     sends or receives COUNT messages, or
-//   both;
-//                                        prints how many arrived
+//   runtime_caller PORT each           starts a call of each kind, prints that,
+//                                      and "METHOD: CODE" as each ends
+//   runtime_caller PORT many COUNT N   makes COUNT calls, N at once; prints how
+//                                      many succeeded
+//   runtime_caller PORT chat COUNT     sends COUNT messages in one call; prints
+//                                      how many came back
 #include <algorithm>
 #include <boost/shared_ptr.hpp>
 #include <cstdlib>
@@ -33,12 +30,12 @@ using echo_client::MakeLine;
 using echo_client::Progress;
 using qarn_rpc::Status;
 
-// Counts what comes; of a Count, what it says.
+// Counts what comes, and says how the call ended if it has a name.
 template <class Message>
 class Counter : public qarn_rpc::CallObserver<Message> {
  public:
   explicit Counter(std::string method = "") : method_(std::move(method)) {}
-  void OnMessage(const Message& message) override { Add(message); }
+  void OnMessage(const Message&) override { ++count; }
   void OnEnd(const Status& status) override {
     if (!method_.empty()) {
       std::cout << method_ + ": " +
@@ -52,18 +49,8 @@ class Counter : public qarn_rpc::CallObserver<Message> {
   int count = 0;
 
  private:
-  void Add(const Line&) { ++count; }
-  void Add(const Count& answer) { count += answer.lines(); }
-
   const std::string method_;
 };
-
-RepeatRequest Repeats(int times) {
-  RepeatRequest request;
-  request.mutable_line()->set_text("hello");
-  request.set_times(times);
-  return request;
-}
 
 void StartEach(Echo::Stub* stub) {
   Counter<Line> said("Say");
@@ -71,7 +58,7 @@ void StartEach(Echo::Stub* stub) {
   Counter<Line> chatted("Chat");
   Counter<Count> counted("Tally");
   stub->Say(MakeLine("hello"), &said);
-  stub->Repeat(Repeats(1), &repeated);
+  stub->Repeat(RepeatRequest(), &repeated);
   const auto chat = stub->Chat(&chatted);
   const auto tally = stub->Tally(&counted);
   std::cout << "started" << std::endl;
@@ -96,27 +83,14 @@ int CallMany(Echo::Stub* stub, int count, int at_once) {
   return succeeded;
 }
 
-// Sends so many on a thread of the program, where Send waits for room.
-template <class Call>
-void SendLines(const Call& call, int count) {
+// On a thread of the program, where Send waits for room.
+int Chat(Echo::Stub* stub, int count) {
+  Counter<Line> answers;
+  const auto call = stub->Chat(&answers);
   const Line line = MakeLine("hello");
   for (int i = 0; i < count; ++i) call->Send(line);
   call->Close();
-}
-
-int Stream(Echo::Stub* stub, const std::string& method, int count) {
-  Counter<Line> lines;
-  Counter<Count> counted;
-  if (method == "Tally") {
-    SendLines(stub->Tally(&counted), count);
-    return counted.progress.WaitForEnd() ? counted.count : -1;
-  }
-  if (method == "Repeat") {
-    stub->Repeat(Repeats(count), &lines);
-  } else {
-    SendLines(stub->Chat(&lines), count);
-  }
-  return lines.progress.WaitForEnd() ? lines.count : -1;
+  return answers.progress.WaitForEnd() ? answers.count : -1;
 }
 
 }  // namespace
@@ -136,7 +110,7 @@ int main(int argc, char** argv) {
   } else if (command == "many") {
     std::cout << CallMany(&stub, number(3), std::max(1, number(4))) << "\n";
   } else {
-    std::cout << Stream(&stub, command, number(3)) << "\n";
+    std::cout << Chat(&stub, number(3)) << "\n";
   }
   return 0;
 }

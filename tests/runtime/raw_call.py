@@ -8,7 +8,6 @@ import struct
 
 OK = "0 "
 DEADLINE_PASSED = "7"
-TOO_LARGE = "11"
 
 # Opcodes of frames.
 TEXT, BINARY, CLOSE = 1, 2, 8
@@ -47,17 +46,16 @@ def frame(opcode, payload, length=None, first=0x80):
 class RawCall:
     """A connection; with `method` a call on it that the server has accepted."""
 
-    def __init__(self, port, method=None, timeout_ms=None):
+    def __init__(self, port, method=None, headers=""):
         self.socket = socket.create_connection(("127.0.0.1", port), timeout=60)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self.received = b""
         if method:
             key = base64.b64encode(os.urandom(16)).decode()
-            timeout = f"Qarn-Timeout: {timeout_ms}\r\n" if timeout_ms else ""
             self.send(
                 f"GET /demo.echo.Echo/{method} HTTP/1.1\r\nHost: localhost\r\n"
                 "Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
-                f"Sec-WebSocket-Key: {key}\r\n{timeout}\r\n".encode()
+                f"Sec-WebSocket-Key: {key}\r\n{headers}\r\n".encode()
             )
             while b"\r\n\r\n" not in self.received:
                 self._receive()

@@ -3,14 +3,12 @@
 #include "qarn/rpc/websocket.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdint>
+#include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -22,8 +20,7 @@
 #include "qarn/rpc/websocket/session.h"
 #include "qarn/rpc/websocket/wire.h"
 
-namespace qarn {
-namespace rpc {
+namespace qarn::rpc {
 
 namespace net = boost::asio;
 using websocket::After;
@@ -57,60 +54,68 @@ namespace {
 Limits Checked(Limits limits) {
   limits.headers = std::min(limits.headers, std::uint32_t{60} << 10);
   limits.connections = std::max(limits.connections, std::uint32_t{1});
+  limits.upgrade = std::max(limits.upgrade, std::chrono::milliseconds(10));
   limits.ping_seconds = std::clamp(limits.ping_seconds, 1, 30000);
   limits.unanswered_pings = std::clamp(limits.unanswered_pings, 1, 100);
   return limits;
 }
 
-// The calls of a server or a channel. On the loop, but for Make and Wait.
+// The calls of a server or a channel. On the loop, but for Make and Stop.
 struct Sessions : std::enable_shared_from_this<Sessions> {
   Sessions(net::io_context* context, const Limits& l)
       : io(*context), limits(Checked(l)) {}
   virtual ~Sessions() = default;
-  virtual void OnErase() {}
 
   Session::Pointer Make(tcp::socket socket) {
-    return Session::Make(&io, std::move(socket), limits,
-                         [self = shared_from_this()](const auto& session) {
-                           self->sessions.erase(session);
-                           self->OnErase();
-                           self->NoteEnd();
-                         });
+    return std::make_shared<Session>(
+        std::move(socket), limits,
+        [this, self = shared_from_this()](const Session::Pointer& session) {
+          sessions.erase(session);
+          OnChange();
+        });
   }
 
-  // No more are made.
-  void Shut() {
+  // From here on none is added. What runs may go on for so long, and then ends
+  // with `status`. Waits for that, unless on a loop's thread.
+  void Stop(std::chrono::milliseconds wait, const Status& status) {
+    net::post(io, [self = shared_from_this(), until = After(wait), status] {
+      self->Shut(until, status);
+    });
+    if (!websocket::on_loop_thread) has_ended.wait();
+  }
+
+  void Shut(Clock::time_point until, const Status& status) {
     is_shut = true;
-    NoteEnd();
+    patience.expires_at(until);
+    patience.async_wait([this, self = shared_from_this(), status](Error error) {
+      if (error) return;
+      const std::set<Session::Pointer> ending = sessions;
+      for (const Session::Pointer& session : ending) session->End(status);
+    });
+    OnChange();
   }
 
-  void EndAll(const Status& status) {
-    const std::set<Session::Pointer> ending = sessions;
-    for (const Session::Pointer& session : ending) session->End(status);
-  }
-
-  // Returns when it is shut and the last session has ended.
-  void Wait() {
-    if (websocket::on_loop_thread) return;
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return has_ended; });
-  }
-
-  void NoteEnd() {
+  // Sessions have ended, or it is shut.
+  virtual void OnChange() {
     if (!is_shut || !sessions.empty()) return;
-    const std::lock_guard<std::mutex> lock(mutex);
-    has_ended = true;
-    changed.notify_all();
+    patience.cancel();
+    ended.reset();
   }
 
   net::io_context& io;
   const Limits limits;
   std::set<Session::Pointer> sessions;
   bool is_shut = false;
-  std::mutex mutex;  // of what follows
-  std::condition_variable changed;
-  bool has_ended = false;
+  net::steady_timer patience{io};
+  // There until it is shut and the last session has ended: a future whose
+  // promise goes is ready.
+  std::optional<std::promise<void>> ended{std::in_place};
+  const std::shared_future<void> has_ended{ended->get_future()};
 };
+
+Status StoppingStatus() {
+  return Status(StatusCode::kStopping, "the server is being stopped");
+}
 
 }  // namespace
 
@@ -119,23 +124,25 @@ struct WebSocketChannel::Impl : Sessions {
 
   std::string host;  // with its port
   tcp::resolver::results_type addresses;
+  Status refusal;  // of all calls, if there are no addresses
 };
 
 WebSocketChannel::WebSocketChannel(Loop* loop, const std::string& host,
                                    unsigned short port, const Limits& limits)
     : impl_(std::make_shared<Impl>(&loop->impl_->io, limits)) {
-  Error ignored;  // without an address no call connects
+  Error error;
   impl_->host = host + ":" + std::to_string(port);
   impl_->addresses =
-      tcp::resolver(impl_->io).resolve(host, std::to_string(port), ignored);
+      tcp::resolver(impl_->io).resolve(host, std::to_string(port), error);
+  if (error) {
+    impl_->refusal = Status(StatusCode::kConnectionLost,
+                            "cannot look up " + host + ": " + error.message());
+  }
 }
 
 WebSocketChannel::~WebSocketChannel() {
-  net::post(impl_->io, [impl = impl_] {
-    impl->Shut();
-    impl->EndAll(Status(StatusCode::kConnectionLost, "the channel was closed"));
-  });
-  impl_->Wait();
+  impl_->Stop(std::chrono::milliseconds(0),
+              Status(StatusCode::kConnectionLost, "the channel was closed"));
 }
 
 ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
@@ -155,106 +162,86 @@ ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
     request.set(websocket::kTimeoutHeader,
                 std::to_string(std::max<std::int64_t>(left.count(), 1)));
   };
-  const bool fits = target.size() + label.size() + 512 <= impl_->limits.headers;
-  net::post(
-      impl_->io, [impl = impl_, session = std::move(session), target, deadline,
-                  fill, fits, responses = std::move(responses)]() mutable {
-        impl->sessions.insert(session);
-        if (deadline) session->EndAt(*deadline);
-        session->Connect(impl->addresses, impl->host, target, fill,
-                         std::move(responses));
-        if (!fits) {
-          session->End(Status(StatusCode::kTooLarge,
-                              "the label is above the limit of the headers"));
-        }
-      });
+  Status refusal = impl_->refusal;
+  if (target.size() + label.size() + 512 > impl_->limits.headers) {
+    refusal = Status(StatusCode::kTooLarge,
+                     "the label is above the limit of the headers");
+  }
+  net::post(impl_->io,
+            [impl = impl_, session = std::move(session), target, deadline, fill,
+             refusal, responses = std::move(responses)]() mutable {
+              impl->sessions.insert(session);
+              session->SetObserver(std::move(responses));
+              if (!refusal.ok()) return session->End(refusal);
+              if (deadline) session->EndAt(*deadline);
+              session->Connect(impl->addresses, impl->host, target, fill);
+            });
   return outbox;
 }
 
 struct WebSocketServer::Impl : Sessions {
   using Sessions::Sessions;
 
-  std::shared_ptr<Impl> Self() {
-    return std::static_pointer_cast<Impl>(shared_from_this());
-  }
-
   void Accept() {
     if (is_accepting || is_shut || sessions.size() >= limits.connections) {
       return;
     }
     is_accepting = true;
-    acceptor.async_accept([self = Self()](Error error, tcp::socket socket) {
-      if (!error) {
-        self->is_accepting = false;
-        self->Serve(std::move(socket));
-        return self->Accept();
-      }
-      if (self->is_shut) return;
-      // Most likely there is no descriptor left. Those who wait to be accepted
-      // go on waiting.
-      self->retry.expires_after(std::chrono::milliseconds(100));
-      self->retry.async_wait([self](Error) {
-        self->is_accepting = false;
-        self->Accept();
-      });
-    });
+    acceptor.async_accept(
+        [this, self = shared_from_this()](Error error, tcp::socket socket) {
+          if (!error) {
+            is_accepting = false;
+            Serve(std::move(socket));
+            return Accept();
+          }
+          if (is_shut) return;
+          // Most likely there is no descriptor left. Those who wait to be
+          // accepted go on waiting.
+          retry.expires_after(std::chrono::milliseconds(100));
+          retry.async_wait([this, self](Error) {
+            is_accepting = false;
+            Accept();
+          });
+        });
   }
 
   void Serve(tcp::socket socket) {
     const Session::Pointer session = Make(std::move(socket));
     sessions.insert(session);
-    session->Accept(
-        [self = Self()](const auto& request, Session* begun, Status* status) {
-          return self->StartCall(request, begun, status);
-        });
+    session->Accept([this, self = shared_from_this()](
+                        const websocket::Request& request, Session* begun) {
+      StartCall(request, begun);
+    });
   }
 
-  // The observer of the call's requests; null, with the reason, if there is no
-  // such call.
-  ByteObserverPtr StartCall(const websocket::Request& request, Session* session,
-                            Status* status) {
-    const auto header = [&request](const char* name) {
-      const auto value = request[name];
-      return std::string_view(value.data(), value.size());
-    };
-    const std::string_view number = header(websocket::kTimeoutHeader);
-    const auto label = websocket::Unescape(header(websocket::kLabelHeader));
+  void StartCall(const websocket::Request& request, Session* session) {
+    const std::string number(request[websocket::kTimeoutHeader]);
     const auto timeout =
         websocket::ParseNumber<std::int64_t>(number.empty() ? "0" : number);
-    *status = Status(StatusCode::kBadMessage, "the headers cannot be read");
-    if (!label || !timeout) return nullptr;
-    *status = StoppingStatus();
-    if (is_shut) return nullptr;
-    std::string method(request.target());
-    if (method.front() == '/') method.erase(0, 1);
+    const auto label =
+        websocket::Unescape(std::string(request[websocket::kLabelHeader]));
+    if (!label || !timeout) {
+      return session->End(
+          Status(StatusCode::kBadMessage, "the headers cannot be read"));
+    }
+    if (is_shut) return session->End(StoppingStatus());
+    const std::string method(request.target().substr(1));
+    Status status;
     RpcServiceMethod* const target =
-        services.Find(method.substr(0, method.find('/')), method, status);
-    if (!target) return nullptr;
+        services.Find(method.substr(0, method.find('/')), method, &status);
+    if (!target) return session->End(status);
     const std::chrono::milliseconds wait(*timeout);
     if (!number.empty()) session->EndAt(After(wait));
-    *status = Status(StatusCode::kFailed, "the handler threw");
-    return target->Start(ClientContext(*label, wait), session->outbox());
+    session->SetObserver(
+        target->Start(ClientContext(*label, wait), session->outbox()));
   }
 
-  void Stop(Clock::time_point until) {
+  void OnChange() override {
+    Sessions::OnChange();
+    if (!is_shut) return Accept();
     Error ignored;
     acceptor.close(ignored);
     retry.cancel();
-    patience.expires_at(until);
-    patience.async_wait([self = Self()](Error error) {
-      if (!error) self->EndAll(StoppingStatus());
-    });
-    Shut();
-    OnErase();
-  }
-
-  void OnErase() override {
-    if (is_shut && sessions.empty()) patience.cancel();
-    Accept();
-  }
-
-  static Status StoppingStatus() {
-    return Status(StatusCode::kStopping, "the server is being stopped");
   }
 
   ServiceTable services;
@@ -262,7 +249,6 @@ struct WebSocketServer::Impl : Sessions {
   tcp::acceptor acceptor{io};
   bool is_accepting = false;  // or waits to try again
   net::steady_timer retry{io};
-  net::steady_timer patience{io};
 };
 
 WebSocketServer::WebSocketServer(Loop* loop, const Limits& limits)
@@ -297,10 +283,7 @@ bool WebSocketServer::Listen(const std::string& host, unsigned short port,
 unsigned short WebSocketServer::port() const { return impl_->port; }
 
 void WebSocketServer::Stop(std::chrono::milliseconds patience) {
-  net::post(impl_->io,
-            [impl = impl_, until = After(patience)] { impl->Stop(until); });
-  impl_->Wait();
+  impl_->Stop(patience, StoppingStatus());
 }
 
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc

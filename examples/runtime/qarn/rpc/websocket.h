@@ -26,8 +26,7 @@
 #include "qarn/rpc/channel.h"
 #include "qarn/rpc/service.h"
 
-namespace qarn {
-namespace rpc {
+namespace qarn::rpc {
 
 // What a server or a channel allows. Each side keeps to its own.
 struct Limits {
@@ -80,7 +79,7 @@ class Loop {
 class WebSocketChannel : public Channel {
  public:
   // `host` is an address, or a name, which this looks up, on any thread. If
-  // that fails, all calls end with kConnectionLost.
+  // that fails, all calls end with kConnectionLost, which says why.
   WebSocketChannel(Loop* loop, const std::string& host, unsigned short port,
                    const Limits& limits = Limits());
   // Ends the calls that run with kConnectionLost. Waits until every observer
@@ -129,7 +128,6 @@ class WebSocketServer {
   const std::shared_ptr<Impl> impl_;
 };
 
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_H_

@@ -17,12 +17,12 @@
 
 #include "qarn/rpc/websocket.h"
 
-namespace qarn {
-namespace rpc {
-namespace websocket {
+namespace qarn::rpc::websocket {
 
 namespace net = boost::asio;
 namespace http = boost::beast::http;
+using boost::beast::bind_front_handler;
+using boost::beast::websocket::close_code;
 using boost::beast::websocket::stream_base;
 using tcp = net::ip::tcp;
 using Error = boost::system::error_code;
@@ -74,8 +74,6 @@ inline bool HasVanished(const Limits& limits, tcp::socket* socket) {
 #endif
 }
 
-}  // namespace websocket
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc::websocket
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_BOOST_H_

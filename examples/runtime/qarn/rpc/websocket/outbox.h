@@ -4,6 +4,7 @@
 #ifndef QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 #define QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -17,9 +18,7 @@
 #include "qarn/rpc/status.h"
 #include "qarn/rpc/websocket.h"
 
-namespace qarn {
-namespace rpc {
-namespace websocket {
+namespace qarn::rpc::websocket {
 
 // Whether the calling thread is a loop's.
 inline thread_local bool on_loop_thread = false;
@@ -38,31 +37,28 @@ class Outbox : public ByteSender {
   SendResult Send(const std::string& bytes) override {
     std::unique_lock<std::mutex> lock(mutex_);
     if (!on_loop_thread) {
-      changed_.wait(lock, [this] { return is_closed_ || !IsFullLocked(); });
+      changed_.wait(lock, [this] { return end_ || !IsFull(); });
     }
-    if (is_closed_) return SendResult::kEnded;
+    if (end_) return SendResult::kEnded;
+    const std::uint64_t used = used_ + bytes.size() + kMessageOverhead;
     if (bytes.size() > limits_.message) {
       EndCall(Status(StatusCode::kTooLarge,
                      "the sender's message is above its limit"));
-      return SendResult::kEnded;
-    }
-    const std::uint64_t used = used_ + bytes.size() + kMessageOverhead;
-    if (IsFullLocked() && used > 2 * std::uint64_t{limits_.room}) {
+    } else if (IsFull() && used > 2 * std::uint64_t{limits_.room}) {
       EndCall(Status(StatusCode::kOverloaded,
                      "the sender went on though it had no room"));
-      return SendResult::kEnded;
     }
+    if (end_) return SendResult::kEnded;
     used_ = used;
     queue_.push_back(bytes);
     Wake();
-    return IsFullLocked() && on_loop_thread ? SendResult::kFull
-                                            : SendResult::kSent;
+    return IsFull() && on_loop_thread ? SendResult::kFull : SendResult::kSent;
   }
 
   void WhenRoom(Callback callback) override {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (!is_detached_) {
+      if (wake_) {
         callback.swap(when_room_);  // what was there goes after the lock
         return Wake();
       }
@@ -82,7 +78,7 @@ class Outbox : public ByteSender {
 
   bool closed() const override {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return is_closed_;
+    return end_.has_value();
   }
 
   // For the session.
@@ -98,7 +94,7 @@ class Outbox : public ByteSender {
   std::optional<std::string> TakeMessage(std::optional<Status>* end) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (queue_.empty()) {
-      if (is_closed_) *end = end_;
+      *end = end_;
       return std::nullopt;
     }
     std::string message = std::move(queue_.front());
@@ -110,23 +106,17 @@ class Outbox : public ByteSender {
   void Written(std::size_t size) {
     const std::lock_guard<std::mutex> lock(mutex_);
     used_ -= size + kMessageOverhead;
-    if (HasRoomLocked()) changed_.notify_all();
+    if (HasRoom()) changed_.notify_all();
   }
 
-  bool IsFull() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return IsFullLocked();
-  }
-  bool HasRoom() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return HasRoomLocked();
-  }
+  // Whether it holds half of what it may at most.
+  bool HasRoom() const { return used_ <= limits_.room / 2; }
 
   // The callback of WhenRoom if its time has come, else an empty one.
   Callback TakeCallback() {
     Callback callback;
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (is_closed_ || HasRoomLocked()) callback.swap(when_room_);
+    if (end_ || HasRoom()) callback.swap(when_room_);
     return callback;
   }
 
@@ -134,7 +124,7 @@ class Outbox : public ByteSender {
   void Detach(const Status& status) {
     const std::lock_guard<std::mutex> lock(mutex_);
     CloseLocked(status);
-    is_detached_ = true;
+    wake_ = nullptr;
     std::deque<std::string>().swap(queue_);
   }
 
@@ -143,12 +133,11 @@ class Outbox : public ByteSender {
   // would be without bound.
   static constexpr std::size_t kMessageOverhead = 64;
 
+  bool IsFull() const { return used_ > limits_.room; }
+
   // The mutex is held by whoever calls these.
-  bool IsFullLocked() const { return used_ > limits_.room; }
-  bool HasRoomLocked() const { return used_ <= limits_.room / 2; }
   void CloseLocked(const Status& status) {
-    if (is_closed_) return;
-    is_closed_ = true;
+    if (end_) return;
     end_ = status;
     changed_.notify_all();
     Wake();
@@ -159,28 +148,23 @@ class Outbox : public ByteSender {
     Wake();
   }
   void Wake() {
-    if (is_woken_ || is_detached_) return;
-    is_woken_ = true;
-    wake_();
+    if (wake_ && !std::exchange(is_woken_, true)) wake_();
   }
 
   const Limits limits_;
-  const Callback wake_;
 
+  // With the message that is being written. It changes under the mutex.
+  std::atomic<std::uint64_t> used_{0};
   mutable std::mutex mutex_;  // of all that follows
   std::condition_variable changed_;
   std::deque<std::string> queue_;
-  std::uint64_t used_ = 0;  // with the message that is being written
-  bool is_closed_ = false;
-  Status end_;
+  std::optional<Status> end_;  // how this direction ends
   std::optional<Status> call_end_;
   Callback when_room_;
+  Callback wake_;  // until Detach
   bool is_woken_ = false;
-  bool is_detached_ = false;
 };
 
-}  // namespace websocket
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc::websocket
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_OUTBOX_H_

@@ -18,9 +18,7 @@
 #include "qarn/rpc/websocket/outbox.h"
 #include "qarn/rpc/websocket/wire.h"
 
-namespace qarn {
-namespace rpc {
-namespace websocket {
+namespace qarn::rpc::websocket {
 
 // Runs on its loop's thread, but for what makes it. It lives for as long as
 // something waits there for its connection or its timers.
@@ -29,75 +27,68 @@ class Session : public std::enable_shared_from_this<Session> {
   using Pointer = std::shared_ptr<Session>;
 
   // `on_done` sees the session's end, after its observer has.
-  static Pointer Make(net::io_context* io, tcp::socket socket,
-                      const Limits& limits,
-                      std::function<void(const Pointer&)> on_done) {
-    Pointer session(new Session(std::move(socket), limits));
-    session->on_done_ = std::move(on_done);
-    const std::weak_ptr<Session> weak = session;
-    session->outbox_ = std::make_shared<Outbox>(limits, [io, weak] {
-      net::post(*io, [weak] {
-        if (const Pointer self = weak.lock()) self->OnWake();
-      });
-    });
-    return session;
-  }
+  Session(tcp::socket socket, const Limits& limits,
+          std::function<void(const Pointer&)> on_done)
+      : limits_(limits),
+        on_done_(std::move(on_done)),
+        outbox_(std::make_shared<Outbox>(limits, [this] { PostWake(); })),
+        deadline_timer_(socket.get_executor()),
+        drop_timer_(socket.get_executor()),
+        stream_(std::in_place, std::move(socket)) {}
+  // Its handle may stay, and wakes nobody any more.
+  ~Session() { outbox_->Detach(Status(StatusCode::kConnectionLost, "")); }
 
   const std::shared_ptr<Outbox>& outbox() const { return outbox_; }
 
-  // Of a server: makes the observer of the call that a request begins, or says
-  // why there is none.
-  using Starter =
-      std::function<ByteObserverPtr(const Request&, Session*, Status*)>;
-  void Accept(Starter start) {
+  // Once. What comes from the other side goes to it. A null one ends the call.
+  void SetObserver(ByteObserverPtr observer) {
+    observer_ = std::move(observer);
+    if (!observer_) End(Status(StatusCode::kFailed, "the handler threw"));
+  }
+
+  // Of a server: `start` sets the observer of the call that a request begins,
+  // or ends the call.
+  void Accept(std::function<void(const Request&, Session*)> start) {
     AskWhetherThere(limits_, &stream_->next_layer());
     DropAfter(limits_.upgrade);
     parser_.header_limit(limits_.headers);
     http::async_read_header(
         stream_->next_layer(), in_, parser_,
-        [self = shared_from_this(), start](Error error, std::size_t size) {
+        [this, self = shared_from_this(), start](Error error,
+                                                 std::size_t size) {
           // Nothing may come ahead of our answer.
-          if (error || self->is_done_ || size > self->limits_.headers ||
-              self->in_.size() > 0) {
-            return self->Lose(error);
+          if (error || is_done_ || size > limits_.headers || in_.size() > 0) {
+            return Lose(error);
           }
-          self->stream_->async_accept(
-              self->parser_.get(), [self, start](Error e) {
-                if (e || self->is_done_) return self->Lose(e);
-                self->Open();
-                Status status;
-                self->observer_ = start(self->parser_.get(), &*self, &status);
-                if (!self->observer_) self->End(status);
-              });
+          stream_->async_accept(parser_.get(), [this, self, start](Error e) {
+            Open(e);
+            if (!is_done_) start(parser_.get(), this);
+          });
         });
   }
 
   // Of a client: connects, and asks for the call. `fill` adds to the request.
   void Connect(const tcp::resolver::results_type& addresses,
                const std::string& host, const std::string& target,
-               std::function<void(Request&)> fill, ByteObserverPtr responses) {
+               std::function<void(Request&)> fill) {
     is_client_ = true;
-    observer_ = std::move(responses);
     stream_->set_option(stream_base::decorator(std::move(fill)));
-    net::async_connect(
-        stream_->next_layer(), addresses,
-        [self = shared_from_this(), host, target](Error error,
-                                                  const tcp::endpoint&) {
-          if (error || self->is_done_) return self->Lose(error);
-          AskWhetherThere(self->limits_, &self->stream_->next_layer());
-          self->stream_->async_handshake(host, target, [self](Error e) {
-            if (e || self->is_done_) return self->Lose(e);
-            self->Open();
-          });
-        });
+    net::async_connect(stream_->next_layer(), addresses,
+                       [this, self = shared_from_this(), host, target](
+                           Error error, const tcp::endpoint&) {
+                         if (error || is_done_) return Lose(error);
+                         AskWhetherThere(limits_, &stream_->next_layer());
+                         stream_->async_handshake(
+                             host, target,
+                             bind_front_handler(&Session::Open, self));
+                       });
   }
 
   // From then on the call ends with kDeadlinePassed.
   void EndAt(Clock::time_point deadline) {
     deadline_timer_.expires_at(deadline);
-    deadline_timer_.async_wait([self = shared_from_this()](Error error) {
-      if (error) return;
-      self->End(Status(StatusCode::kDeadlinePassed, "the deadline passed"));
+    deadline_timer_.async_wait([this, self = shared_from_this()](Error error) {
+      if (!error) End({StatusCode::kDeadlinePassed, "the deadline passed"});
     });
   }
 
@@ -114,65 +105,57 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
  private:
-  Session(tcp::socket socket, const Limits& limits)
-      : limits_(limits),
-        deadline_timer_(socket.get_executor()),
-        drop_timer_(socket.get_executor()) {
-    stream_.emplace(std::move(socket));
-  }
-
   // Ends what was begun, unless that is done in time.
   void DropAfter(std::chrono::milliseconds wait) {
     drop_timer_.expires_at(After(wait));
-    drop_timer_.async_wait([self = shared_from_this()](Error error) {
-      if (!error) self->Lose(net::error::timed_out);
+    drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
+      if (!error) Lose(net::error::timed_out);
     });
   }
 
   // Ends the call when the other side has vanished; also when it has closed, or
   // broken the rules, and does not go: for that Beast waits without end.
   void Watch() {
-    drop_timer_.expires_at(After(std::clamp<std::chrono::milliseconds>(
-        limits_.upgrade, std::chrono::milliseconds(10),
-        std::chrono::seconds(limits_.ping_seconds))));
-    drop_timer_.async_wait([self = shared_from_this()](Error error) {
-      const bool has_ended = self->is_out_ended_ && !self->observer_;
-      if (error || has_ended || self->is_ending_ || self->is_done_) return;
-      if (HasVanished(self->limits_, &self->stream_->next_layer())) {
-        return self->Lose(net::error::timed_out);
-      }
-      if (self->stream_->is_open()) return self->Watch();
-      self->DropAfter(self->limits_.upgrade);
+    drop_timer_.expires_at(After(std::min<std::chrono::milliseconds>(
+        limits_.upgrade, std::chrono::seconds(limits_.ping_seconds))));
+    drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
+      const bool has_ended = is_out_ended_ && !observer_;
+      if (error || has_ended || is_ending_ || is_done_) return;
+      const bool is_there = !HasVanished(limits_, &stream_->next_layer());
+      if (is_there && stream_->is_open()) return Watch();
+      Lose(net::error::timed_out);
     });
   }
 
-  void Open() {
+  void Open(Error error) {
+    if (error || is_done_) return Lose(error);
     is_open_ = true;
     Watch();
     // Beast's own limit would close the connection without an answer.
     in_.max_size(std::max<std::size_t>(limits_.message, kLongestEnd) + kPiece);
     stream_->read_message_max(0);
     stream_->auto_fragment(false);
-    Read();
-    WriteNext();
+    GoOn();
   }
 
-  void Read() {
-    if (is_done_ || is_closing_) return;
+  // A client always reads, so that the two never wait for each other.
+  void ReadNext() {
+    const bool waits = !is_client_ && !is_ending_ && !outbox_->HasRoom();
+    if (!is_open_ || is_reading_ || is_closing_ || is_done_ || waits) return;
     is_reading_ = true;
     // By pieces: to read a whole message fails an assertion of Beast's (Boost
     // 1.74) when a close, begun meanwhile, has read on in its place.
     stream_->async_read_some(
-        in_, kPiece, [self = shared_from_this()](Error error, std::size_t) {
-          self->is_reading_ = false;
-          self->OnRead(error);
-        });
+        in_, kPiece, bind_front_handler(&Session::OnRead, shared_from_this()));
   }
 
-  void OnRead(Error error) {
+  void OnRead(Error error, std::size_t) {
+    is_reading_ = false;
     if (is_done_ || (is_closing_ && !error)) return;
     if (error) return Lose(error);
-    if (!is_ending_ && in_.size() > Limit()) {
+    // The text of an end has a limit of its own.
+    const auto limit = stream_->got_text() ? kLongestEnd : limits_.message;
+    if (!is_ending_ && in_.size() > limit) {
       End(Status(StatusCode::kTooLarge, "a message is above the limit"));
     }
     if (is_ending_) {
@@ -184,40 +167,35 @@ class Session : public std::enable_shared_from_this<Session> {
       const Status status = Take(bytes);
       if (!status.ok()) End(status);
     }
-    // A client always reads, so that the two never wait for each other.
-    is_paused_ = !is_client_ && !is_ending_ && outbox_->IsFull();
-    if (!is_paused_) Read();
-  }
-
-  // What may come now. The text of an end has a limit of its own.
-  std::size_t Limit() const {
-    return stream_->got_text() ? kLongestEnd : limits_.message;
+    GoOn();
   }
 
   // Hands a message on. If the result is not ok, the call ends with it.
   Status Take(const std::string& bytes) {
-    if (!observer_) {
-      return Status(StatusCode::kBadMessage, "a message came after the end");
-    }
+    const StatusCode bad = StatusCode::kBadMessage;
+    if (!observer_) return Status(bad, "a message came after the end");
     if (stream_->got_binary()) return observer_->OnMessage(bytes);
     const std::optional<Status> end = ParseEnd(bytes);
-    if (!end) {
-      return Status(StatusCode::kBadMessage, "a text came that is no end");
-    }
+    if (!end) return Status(bad, "a text came that is no end");
     DeliverEnd(*end);
-    WriteNext();
     return Status();
   }
 
-  // The outbox has changed.
+  // The outbox has changed. Its lock is held, also against our destructor.
+  void PostWake() {
+    net::post(deadline_timer_.get_executor(), [weak = weak_from_this()] {
+      if (const Pointer self = weak.lock()) self->OnWake();
+    });
+  }
+
   void OnWake() {
     const std::optional<Status> end = outbox_->Look();
     if (end) End(*end);
-    UseRoom();
-    WriteNext();
+    GoOn();
   }
 
-  void UseRoom() {
+  // With what there is room for.
+  void GoOn() {
     // It may hold the last handle, which goes after what is thrown was said.
     const Outbox::Callback callback = outbox_->TakeCallback();
     try {
@@ -225,10 +203,8 @@ class Session : public std::enable_shared_from_this<Session> {
     } catch (...) {
       End(ReportException());
     }
-    if (is_paused_ && (is_ending_ || outbox_->HasRoom())) {
-      is_paused_ = false;
-      Read();
-    }
+    ReadNext();
+    WriteNext();
   }
 
   void WriteNext() {
@@ -241,21 +217,19 @@ class Session : public std::enable_shared_from_this<Session> {
     out_ = end ? FormatEnd(*end) : *message;
     stream_->text(is_out_ended_);
     is_writing_ = true;
-    stream_->async_write(net::buffer(out_),
-                         [self = shared_from_this()](Error error, std::size_t) {
-                           self->OnWritten(error);
-                         });
+    stream_->async_write(
+        net::buffer(out_),
+        bind_front_handler(&Session::OnWritten, shared_from_this()));
   }
 
-  void OnWritten(Error error) {
+  void OnWritten(Error error, std::size_t) {
     if (is_done_) return;
     if (error && !is_reading_) return Lose(error);
     if (error) return;  // what the other side said last is still to be read
     is_writing_ = false;
     if (!is_out_ended_) outbox_->Written(out_.size());
     if (out_.capacity() > kPiece) std::string().swap(out_);
-    UseRoom();
-    WriteNext();
+    GoOn();
   }
 
   // When both directions have ended, the server closes the connection. What was
@@ -266,8 +240,8 @@ class Session : public std::enable_shared_from_this<Session> {
     if (!is_ending_ && is_client_) return;
     is_closing_ = true;
     stream_->async_close(
-        boost::beast::websocket::close_code::normal,
-        [self = shared_from_this()](Error error) { self->Lose(error); });
+        close_code::normal,
+        bind_front_handler(&Session::Lose, shared_from_this()));
   }
 
   // The observer goes with its end.
@@ -291,12 +265,12 @@ class Session : public std::enable_shared_from_this<Session> {
     // With the stream goes what waits inside it: a read and a close can wait
     // for each other. What still runs has a weak pointer to the stream's state.
     net::post(stream_->get_executor(),
-              [self = shared_from_this()] { self->stream_.reset(); });
+              [this, self = shared_from_this()] { stream_.reset(); });
     deadline_timer_.cancel();
     drop_timer_.cancel();
     outbox_->Detach(status);
     DeliverEnd(status);
-    UseRoom();
+    GoOn();
     on_done_(shared_from_this());
   }
 
@@ -304,19 +278,18 @@ class Session : public std::enable_shared_from_this<Session> {
   static constexpr std::size_t kPiece = 16 << 10;
 
   const Limits limits_;
-  std::function<void(const Pointer&)> on_done_;
-  std::shared_ptr<Outbox> outbox_;
+  const std::function<void(const Pointer&)> on_done_;
+  const std::shared_ptr<Outbox> outbox_;
   ByteObserverPtr observer_;  // until the other side's end
   boost::beast::flat_buffer in_;
   std::string out_;  // is being written
-  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
   http::request_parser<http::empty_body> parser_;
   net::steady_timer deadline_timer_;
   net::steady_timer drop_timer_;
+  std::optional<boost::beast::websocket::stream<tcp::socket, false>> stream_;
   bool is_client_ = false;
   bool is_open_ = false;  // the upgrade is done
   bool is_reading_ = false;
-  bool is_paused_ = false;  // does not read until there is room
   bool is_writing_ = false;
   bool is_out_ended_ = false;  // our end was written, or is being written
   bool is_ending_ = false;     // End was called
@@ -324,8 +297,6 @@ class Session : public std::enable_shared_from_this<Session> {
   bool is_done_ = false;
 };
 
-}  // namespace websocket
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc::websocket
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_SESSION_H_

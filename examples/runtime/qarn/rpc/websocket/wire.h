@@ -13,9 +13,7 @@
 
 #include "qarn/rpc/status.h"
 
-namespace qarn {
-namespace rpc {
-namespace websocket {
+namespace qarn::rpc::websocket {
 
 // Headers of the request that begins a call. A timeout is in milliseconds.
 constexpr char kLabelHeader[] = "Qarn-Label";
@@ -89,8 +87,6 @@ inline std::optional<Status> ParseEnd(std::string_view text) {
   return Status(static_cast<StatusCode>(*code), *message);
 }
 
-}  // namespace websocket
-}  // namespace rpc
-}  // namespace qarn
+}  // namespace qarn::rpc::websocket
 
 #endif  // QARN_RPC_EXAMPLES_RUNTIME_QARN_RPC_WEBSOCKET_WIRE_H_
