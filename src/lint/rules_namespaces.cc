@@ -153,7 +153,16 @@ void Taken(const Run& run, Report& report) {
     DeclaredNames declared = TypesInPackage(file);
     const DeclaredNames values = EnumValuesInPackage(file);
     declared.insert(values.begin(), values.end());
+    // What the names in a service's class would hide, where its methods use the
+    // namespace.
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      if (service->method_count() == 0) {
+        return;
+      }
+      for (const Descriptor* message : MessagesOf(service)) {
+        declared.emplace(MessageClassName(message, false),
+                         "the message " + std::string(message->full_name()));
+      }
       declared.emplace(std::string(service->name()),
                        "the service " + std::string(service->full_name()));
       declared.emplace("Stub", "a class in that of each service");
