@@ -174,10 +174,10 @@ void Taken(const Run& run, Report& report) {
     }
   }
   for (const std::string& other : others) {
-    report.At(PlaceOfNamespace(run), "the services namespace '" + name +
-                                         "' has the name of " + other +
-                                         "; choose another name, such as "
-                                         "'api'");
+    std::string text = "the services namespace '" + name;
+    text += "' has the name of " + other;
+    text += "; choose another name, such as 'api'";
+    report.At(PlaceOfNamespace(run), text);
   }
 }
 
