@@ -583,15 +583,16 @@ constexpr const char* kFunctionMacros[] = {"ATOMIC_VAR_INIT",
                                            "strdupa",
                                            "strndupa"};
 
-// The macros that could be a service's.
+// The macros that could be a service's or a method's.
 struct SystemMacro {
   const char* name;
   const char* header;
 };
 constexpr SystemMacro kSystemMacros[] = {
-    {"ACCOUNTING", "<utmp.h>"}, {"CTRL", "<termios.h>"},
-    {"ECHO", "<termios.h>"},    {"EMPTY", "<utmp.h>"},
-    {"INFINITY", "<math.h>"},
+    {"ACCOUNTING", "<utmp.h>"},       {"CTRL", "<termios.h>"},
+    {"ECHO", "<termios.h>"},          {"EMPTY", "<utmp.h>"},
+    {"INFINITY", "<math.h>"},         {"major", "<sys/sysmacros.h>"},
+    {"makedev", "<sys/sysmacros.h>"}, {"minor", "<sys/sysmacros.h>"},
 };
 
 template <typename List>
