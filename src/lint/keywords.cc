@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 namespace qarn {
 namespace rpc {
@@ -71,13 +72,21 @@ bool IsKeyword(const std::string& name, int standard) {
 }
 
 std::string ProtobufClassName(const Descriptor* message) {
-  const Descriptor* parent = message->containing_type();
-  const std::string name =
-      (parent == nullptr ? "" : ProtobufClassName(parent) + "_") +
-      std::string(message->name());
-  // NULL is on protobuf's list, as the one macro. Keywords of C++20 are not on
-  // that of protobuf 21.
-  return name == "NULL" || IsKeyword(name, 11) ? name + "_" : name;
+  std::vector<const Descriptor*> chain;
+  for (const Descriptor* outer = message; outer != nullptr;
+       outer = outer->containing_type()) {
+    chain.insert(chain.begin(), outer);
+  }
+  std::string name;
+  for (const Descriptor* outer : chain) {
+    name += (name.empty() ? "" : "_") + std::string(outer->name());
+    // NULL is on protobuf's list, as the one macro. Keywords of C++20 are not
+    // on that of protobuf 21.
+    if (name == "NULL" || IsKeyword(name, 11)) {
+      name += "_";
+    }
+  }
+  return name;
 }
 
 }  // namespace rpc

@@ -15,16 +15,20 @@ using google::protobuf::FileDescriptor;
 
 namespace {
 
-// Appends the findings that stand in `file`, or at a parameter for null,
-// sorted.
-void AppendOfFile(const FileDescriptor* file,
-                  const std::vector<Finding>& findings,
-                  std::vector<Finding>* sorted) {
-  const auto begin = static_cast<std::ptrdiff_t>(sorted->size());
-  std::copy_if(
-      findings.begin(), findings.end(), std::back_inserter(*sorted),
-      [&](const Finding& finding) { return finding.place.file == file; });
-  std::stable_sort(sorted->begin() + begin, sorted->end(), StandsAhead);
+// Those of parameters, then those of each file, from top to bottom.
+std::vector<Finding> Sorted(const std::vector<Finding>& findings,
+                            const std::vector<const FileDescriptor*>& files) {
+  std::vector<Finding> sorted;
+  const auto append = [&](const FileDescriptor* file) {
+    const auto begin = static_cast<std::ptrdiff_t>(sorted.size());
+    std::copy_if(
+        findings.begin(), findings.end(), std::back_inserter(sorted),
+        [&](const Finding& finding) { return finding.place.file == file; });
+    std::stable_sort(sorted.begin() + begin, sorted.end(), StandsAhead);
+  };
+  append(nullptr);
+  std::for_each(files.begin(), files.end(), append);
+  return sorted;
 }
 
 }  // namespace
@@ -42,17 +46,12 @@ std::vector<Finding> Lint(const std::vector<const FileDescriptor*>& files,
   if (parameters.off.count(kSuppressionRule) == 0) {
     ApplySuppressions(run.files, parameters.off, &findings);
   }
-  std::vector<Finding> sorted;
-  AppendOfFile(nullptr, findings, &sorted);
-  for (const FileDescriptor* file : run.files) {
-    AppendOfFile(file, findings, &sorted);
-  }
-  for (Finding& finding : sorted) {
+  for (Finding& finding : findings) {
     if (parameters.errors.count(finding.rule) != 0) {
       finding.severity = Severity::kError;
     }
   }
-  return sorted;
+  return Sorted(findings, run.files);
 }
 
 }  // namespace rpc

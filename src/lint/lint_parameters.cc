@@ -1,5 +1,6 @@
 #include "lint/lint_parameters.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "lint/rule.h"
@@ -84,12 +85,10 @@ bool ParseLintParameters(const std::string& text, LintParameters* parameters,
   if (text.empty()) {
     return true;
   }
-  for (const std::string& item : Split(text, ',')) {
-    if (!ParseItem(item, parameters, error)) {
-      return false;
-    }
-  }
-  return true;
+  const std::vector<std::string> items = Split(text, ',');
+  return std::all_of(items.begin(), items.end(), [&](const std::string& item) {
+    return ParseItem(item, parameters, error);
+  });
 }
 
 }  // namespace rpc

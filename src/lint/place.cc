@@ -33,17 +33,6 @@ Place Named(Place place, const Element* element) {
   return place;
 }
 
-// Of a message or an enum, which may be nested in a message.
-template <typename Element>
-Place OfType(const Element* type, int number_in_file, int number_in_message) {
-  const Descriptor* parent = type->containing_type();
-  return Named(
-      parent == nullptr
-          ? Inside(PlaceOfFile(type->file()), number_in_file, type->index())
-          : Inside(PlaceOf(parent), number_in_message, type->index()),
-      type);
-}
-
 }  // namespace
 
 Place PlaceOf(const ServiceDescriptor* service) {
@@ -61,13 +50,31 @@ Place PlaceOf(const MethodDescriptor* method) {
 }
 
 Place PlaceOf(const Descriptor* message) {
-  return OfType(message, FileDescriptorProto::kMessageTypeFieldNumber,
-                DescriptorProto::kNestedTypeFieldNumber);
+  Place place = PlaceOfFile(message->file());
+  // From the outermost message to this one.
+  std::vector<const Descriptor*> chain;
+  for (const Descriptor* outer = message; outer != nullptr;
+       outer = outer->containing_type()) {
+    chain.insert(chain.begin(), outer);
+  }
+  int number = FileDescriptorProto::kMessageTypeFieldNumber;
+  for (const Descriptor* outer : chain) {
+    place = Inside(place, number, outer->index());
+    number = DescriptorProto::kNestedTypeFieldNumber;
+  }
+  return Named(place, message);
 }
 
 Place PlaceOf(const EnumDescriptor* enumeration) {
-  return OfType(enumeration, FileDescriptorProto::kEnumTypeFieldNumber,
-                DescriptorProto::kEnumTypeFieldNumber);
+  const Descriptor* parent = enumeration->containing_type();
+  return Named(
+      parent == nullptr
+          ? Inside(PlaceOfFile(enumeration->file()),
+                   FileDescriptorProto::kEnumTypeFieldNumber,
+                   enumeration->index())
+          : Inside(PlaceOf(parent), DescriptorProto::kEnumTypeFieldNumber,
+                   enumeration->index()),
+      enumeration);
 }
 
 Place PlaceOf(const EnumValueDescriptor* value) {

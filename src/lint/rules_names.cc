@@ -1,8 +1,5 @@
 // The rules about names that are taken already, whatever they are the name of.
 
-#include <functional>
-#include <set>
-
 #include "lint/global_names.h"
 #include "lint/macros.h"
 #include "lint/rule.h"
@@ -19,8 +16,8 @@ using google::protobuf::ServiceDescriptor;
 
 namespace {
 
-std::string NamespaceOf(const Run& run) {
-  return run.parameters.services_namespace;
+Place PlaceOfNamespace(const Run& run) {
+  return PlaceOfParameter(run.parameters.services_namespace_item);
 }
 
 bool IsTopLevel(const Descriptor* message) {
@@ -76,21 +73,32 @@ void Global(const Run& run, Report& report) {
         report_at(type, what, name);
       }
     });
-    const bool has_namespace = !NamespaceOf(run).empty();
+    ForEachEnum(file, [&](const EnumDescriptor* enumeration) {
+      for (int i = 0; IsTopLevel(enumeration) && i < enumeration->value_count();
+           ++i) {
+        const std::string name(enumeration->value(i)->name());
+        if (GlobalName(name) != GlobalKind::kNone ||
+            IsNamespaceOfHeaders(name)) {
+          report_at(enumeration->value(i), "enum value", name);
+        }
+      }
+    });
+    const std::vector<std::string> inner = NamespaceParts(run);
     ForEachService(file, [&](const ServiceDescriptor* service) {
       const std::string name(service->name());
-      if (!has_namespace && (GlobalName(name) == GlobalKind::kType ||
-                             IsNamespaceOfHeaders(name))) {
+      if (inner.empty() && (GlobalName(name) == GlobalKind::kType ||
+                            IsNamespaceOfHeaders(name))) {
         report_at(service, "service", name);
       }
     });
-    reports_namespace = reports_namespace ||
-                        GlobalName(NamespaceOf(run)) != GlobalKind::kNone ||
-                        NamespaceOf(run) == "qarn_rpc";
+    reports_namespace =
+        reports_namespace ||
+        (!inner.empty() &&
+         (GlobalName(inner[0]) != GlobalKind::kNone || inner[0] == "qarn_rpc"));
   }
   if (reports_namespace) {
-    report_at(PlaceOfParameter(run.parameters.services_namespace_item),
-              "services namespace", NamespaceOf(run));
+    report_at(PlaceOfNamespace(run), "services namespace",
+              NamespaceParts(run)[0]);
   }
 }
 
@@ -127,9 +135,10 @@ void Macro(const Run& run, Report& report) {
   const auto is_object = [](const std::string& name) {
     return IncludedMacro(name) == MacroKind::kObject;
   };
-  if (is_object(NamespaceOf(run))) {
-    report.At(PlaceOfParameter(run.parameters.services_namespace_item),
-              text("services namespace", NamespaceOf(run)));
+  for (const std::string& part : NamespaceParts(run)) {
+    if (!part.empty() && is_object(part)) {
+      report.At(PlaceOfNamespace(run), text("services namespace", part));
+    }
   }
   for (const FileDescriptor* file : run.files) {
     for (const std::string& part : PackageParts(file)) {
@@ -143,10 +152,13 @@ void Macro(const Run& run, Report& report) {
         report.At(service, text("service", std::string(service->name())));
       }
     });
-    // protobuf gives NULL another name, and a class has functions of its name.
+    // protobuf gives NULL another name. A class has functions of its name, and
+    // that of a nested message another one.
     ForEachMessage(file, [&](const Descriptor* message) {
       const std::string name(message->name());
-      if (IncludedMacro(name) != MacroKind::kNone && name != "NULL") {
+      const bool is_function =
+          IncludedMacro(name) == MacroKind::kFunction && IsTopLevel(message);
+      if ((is_object(name) || is_function) && name != "NULL") {
         report.At(message, text("message", name));
       }
     });
@@ -175,8 +187,9 @@ void Gnu(const Run& run, Report& report) {
                            "; rename it");
     }
   };
-  check(PlaceOfParameter(run.parameters.services_namespace_item),
-        NamespaceOf(run));
+  for (const std::string& part : NamespaceParts(run)) {
+    check(PlaceOfNamespace(run), part);
+  }
   for (const FileDescriptor* file : run.files) {
     for (const std::string& part : PackageParts(file)) {
       check(PlaceOfPackage(file), part);

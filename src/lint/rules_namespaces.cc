@@ -18,35 +18,13 @@ namespace rpc {
 using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
+using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
 
 namespace {
 
 Place PlaceOfNamespace(const Run& run) {
   return PlaceOfParameter(run.parameters.services_namespace_item);
-}
-
-// The names between the "::" of the services namespace, blanks around them
-// left out; none if it is empty.
-std::vector<std::string> NamespaceParts(const Run& run) {
-  std::vector<std::string> parts;
-  const std::string& text = run.parameters.services_namespace;
-  if (text.empty()) {
-    return parts;
-  }
-  const char* blanks = " \t\n\v\f\r";
-  std::size_t begin = 0;
-  while (begin <= text.size()) {
-    const std::size_t end = std::min(text.find("::", begin), text.size());
-    const std::string part = text.substr(begin, end - begin);
-    const std::size_t first = part.find_first_not_of(blanks);
-    parts.push_back(
-        first == std::string::npos
-            ? ""
-            : part.substr(first, part.find_last_not_of(blanks) - first + 1));
-    begin = end + 2;
-  }
-  return parts;
 }
 
 // Bytes above ASCII are left to the compiler: they may be letters.
@@ -93,13 +71,11 @@ void Nested(const Run& run, Report& report) {
 }
 
 void Name(const Run& run, Report& report) {
-  for (const std::string& part : NamespaceParts(run)) {
-    if (!IsName(part)) {
-      report.At(PlaceOfNamespace(run),
-                "the services namespace '" + run.parameters.services_namespace +
-                    "' is no C++ name; use letters, digits and underscores");
-      return;
-    }
+  const std::vector<std::string> parts = NamespaceParts(run);
+  if (!std::all_of(parts.begin(), parts.end(), IsName)) {
+    report.At(PlaceOfNamespace(run),
+              "the services namespace '" + run.parameters.services_namespace +
+                  "' is no C++ name; use letters, digits and underscores");
   }
 }
 
@@ -234,6 +210,10 @@ void Taken(const Run& run, Report& report) {
       declared.emplace("ServiceBase", "a base of the class Service");
       MadeMembers made = MadeMembersOf(service);
       made.service.insert(made.server.begin(), made.server.end());
+      ForEachMethod(service, [&](const MethodDescriptor* method) {
+        made.stub.erase("_rpcmethod_" + std::string(method->name()));
+      });
+      made.service.insert(made.stub.begin(), made.stub.end());
       made.service.insert({std::string(service->name()) + "Method",
                            std::string(service->name()) + "Methods"});
       for (const std::string& member : made.service) {
