@@ -187,6 +187,7 @@ void Replaced(const Run& run, Report& report) {
 }
 
 // An enumerator stands beside the service's class, and meets the names there.
+// In the class, a message that the service uses hides it in any case.
 void EnumeratorsClash(const Run& run, Report& report) {
   for (const FileDescriptor* file : run.files) {
     DeclaredNames taken;
@@ -205,52 +206,58 @@ void EnumeratorsClash(const Run& run, Report& report) {
       });
     }
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      DeclaredNames used;
+      for (const Descriptor* message : MessagesOf(service)) {
+        used.emplace(MessageClassName(message, false),
+                     "the message " + std::string(message->full_name()));
+      }
       ForEachMethod(service, [&](const MethodDescriptor* method) {
+        const std::string name = EnumeratorOf(method);
         const auto added = taken.emplace(
-            EnumeratorOf(method),
-            "the enumerator of " + std::string(method->full_name()));
-        if (!added.second) {
-          report.At(method, "the enumerator '" + EnumeratorOf(method) +
-                                "' that is made for " + Quoted(method) +
-                                " has the name of " + added.first->second +
-                                "; rename one");
+            name, "the enumerator of " + std::string(method->full_name()));
+        const auto hiding = used.find(name);
+        if (!added.second || hiding != used.end()) {
+          report.At(method,
+                    "the enumerator '" + name + "' that is made for " +
+                        Quoted(method) + " has the name of " +
+                        (added.second ? hiding->second : added.first->second) +
+                        "; rename one");
         }
       });
     });
   }
 }
 
-// The class Service has a typedef for each message, and both classes have the
-// methods.
+// Both classes of a service have its methods, and Service a typedef for each
+// message. One that hides an enumerator clashes with it, which has a rule.
 void EnumeratorHidden(const Run& run, Report& report) {
   const bool has_namespace = !run.parameters.services_namespace.empty();
   ForEachService(run, [&](const ServiceDescriptor* service) {
-    std::set<std::string> hidden;
-    ForEachMethod(service, [&](const MethodDescriptor* method) {
-      hidden.insert(EnumeratorOf(method));
-    });
-    if (!has_namespace && !hidden.empty()) {
-      hidden.insert(std::string(service->name()) + "Methods");
-    }
     const auto text = [](const std::string& what, const std::string& name) {
       return what + " hides the '" + name +
              "' that the generated code means; rename it";
     };
+    // Behind a services namespace the compiler looks nowhere else.
+    const std::string traits =
+        has_namespace ? "" : std::string(service->name()) + "Methods";
+    std::set<std::string> hidden = {traits};
     ForEachMethod(service, [&](const MethodDescriptor* method) {
-      if (hidden.count(std::string(method->name())) != 0) {
-        report.At(method, text(Quoted(method), std::string(method->name())));
+      hidden.insert(EnumeratorOf(method));
+    });
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      const std::string name(method->name());
+      if (hidden.count(name) != 0) {
+        report.At(method, text(Quoted(method), name));
       }
     });
     for (const Descriptor* message : MessagesOf(service)) {
-      const std::string name = MessageClassName(message, false);
-      // One of the package itself meets them where they are declared.
-      const bool is_beside =
-          !has_namespace && std::string(message->file()->package()) ==
-                                std::string(service->file()->package());
-      if (hidden.count(name) != 0 && !is_beside) {
+      // One of the package itself meets the traits where they are declared.
+      if (MessageClassName(message, false) == traits &&
+          std::string(message->file()->package()) !=
+              std::string(service->file()->package())) {
         report.At(service, text("the message '" +
                                     std::string(message->full_name()) + "'",
-                                name));
+                                traits));
       }
     }
   });
@@ -306,7 +313,7 @@ std::vector<Rule> MethodRules() {
       {"enumerator-clash", Severity::kError, "An enumerator, which is",
        "enumerators_clash", EnumeratorsClash},
       {"enumerator-hidden", Severity::kError,
-       "A method, or a message of another package", "enumerator_hidden",
+       "A method with the name of an enumerator", "enumerator_hidden",
        EnumeratorHidden},
       {"methods-above-256", Severity::kWarning,
        "A service with more than 256 methods", "methods_above_256",

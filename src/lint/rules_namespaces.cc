@@ -201,7 +201,16 @@ void Taken(const Run& run, Report& report) {
     DeclaredNames declared = TypesInPackage(file);
     const DeclaredNames values = ValuesInPackage(file);
     declared.insert(values.begin(), values.end());
+    // What the names in a service's class would hide, where its methods use the
+    // namespace.
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      if (service->method_count() == 0) {
+        return;
+      }
+      for (const Descriptor* message : MessagesOf(service)) {
+        declared.emplace(MessageClassName(message, false),
+                         "the message " + std::string(message->full_name()));
+      }
       declared.emplace(std::string(service->name()),
                        "the service " + std::string(service->full_name()));
       declared.emplace("Stub", "a class in that of each service");
@@ -219,12 +228,6 @@ void Taken(const Run& run, Report& report) {
       for (const std::string& member : made.service) {
         declared.emplace(member, "a type that is made for the service " +
                                      std::string(service->full_name()));
-      }
-      for (const Descriptor* message : MessagesOf(service)) {
-        declared.emplace(MessageClassName(message, false),
-                         "the message " + std::string(message->full_name()) +
-                             ", which the service " +
-                             std::string(service->name()) + " uses");
       }
     });
     const auto found = declared.find(name);
