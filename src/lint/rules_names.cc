@@ -104,24 +104,10 @@ void Global(const Run& run, Report& report) {
 
 void OfRuntime(const Run& run, Report& report) {
   for (const FileDescriptor* file : run.files) {
-    const std::string package(file->package());
-    if (package == "qarn.rpc") {
+    if (std::string(file->package()) == "qarn.rpc") {
       report.At(PlaceOfPackage(file),
                 "the package is the runtime's namespace, and its names meet "
                 "those of the runtime; choose another package");
-    } else if (package == "qarn") {
-      const auto check = [&](const auto* element, const std::string& name,
-                             const char* what) {
-        if (name == "rpc") {
-          report.At(element, std::string("the ") + what +
-                                 " has the name of the runtime's namespace "
-                                 "qarn::rpc; rename it");
-        }
-      };
-      ForEachTopLevelType(file, check);
-      ForEachService(file, [&](const ServiceDescriptor* service) {
-        check(service, std::string(service->name()), "service");
-      });
     }
   }
 }
