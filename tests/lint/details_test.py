@@ -80,3 +80,8 @@ def test_findings_stand_in_the_files_to_generate(built, source, tmp_path):
     )
     found = lint(built, source, tmp_path, ["api.proto"], ["off=system-macro"]).brief()
     assert found == ["api.proto:2:1: warning [services-share-macros]"]
+
+
+def test_the_options_schema_itself_is_right(built, source, tmp_path):
+    schema = "morvane/qarn/rpc/service_options.proto"
+    assert lint(built, source, source / "proto", [schema], out=tmp_path).brief() == []
