@@ -85,3 +85,9 @@ def test_findings_stand_in_the_files_to_generate(built, source, tmp_path):
 def test_the_options_schema_itself_is_right(built, source, tmp_path):
     schema = "morvane/qarn/rpc/service_options.proto"
     assert lint(built, source, source / "proto", [schema], out=tmp_path).brief() == []
+
+
+def test_a_file_that_is_named_twice_is_linted_once(built, source, tmp_path):
+    (tmp_path / "api.proto").write_text(HEAD + "service new {}")
+    found = lint(built, source, tmp_path, ["api.proto", "api.proto"]).brief()
+    assert found == ["api.proto:2:1: error [service-keyword]"]
