@@ -84,7 +84,7 @@ DeclaredNames TypesInPackage(const FileDescriptor* file) {
   return names;
 }
 
-DeclaredNames EnumValuesInPackage(const FileDescriptor* file) {
+DeclaredNames ValuesInPackage(const FileDescriptor* file) {
   DeclaredNames names;
   ForEachFileOfPackage(file, [&](const FileDescriptor* other) {
     ForEachEnum(other, [&](const EnumDescriptor* enumeration) {
@@ -97,6 +97,11 @@ DeclaredNames EnumValuesInPackage(const FileDescriptor* file) {
                       "the enum value " + std::string(value->full_name()));
       }
     });
+    for (int i = 0; i < other->extension_count(); ++i) {
+      names.emplace(
+          std::string(other->extension(i)->name()),
+          "the extension " + std::string(other->extension(i)->full_name()));
+    }
   });
   return names;
 }

@@ -49,8 +49,8 @@ using DeclaredNames = std::map<std::string, std::string>;
 // Messages and enums, nested ones too.
 DeclaredNames TypesInPackage(const google::protobuf::FileDescriptor* file);
 // The values of enums: SOUND of an enum Kind, and Outer_Kind_SOUND of one that
-// is nested in Outer.
-DeclaredNames EnumValuesInPackage(const google::protobuf::FileDescriptor* file);
+// is nested in Outer. And extensions that no message encloses.
+DeclaredNames ValuesInPackage(const google::protobuf::FileDescriptor* file);
 
 }  // namespace rpc
 }  // namespace qarn

@@ -57,6 +57,7 @@ std::vector<Rule> AllRules();
 // What AllRules is made of: the rules of each room.
 std::vector<Rule> FileRules();
 std::vector<Rule> NamespaceRules();
+std::vector<Rule> NameRules();
 std::vector<Rule> ServiceRules();
 std::vector<Rule> MethodRules();
 std::vector<Rule> MessageRules();

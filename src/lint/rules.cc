@@ -15,8 +15,8 @@ constexpr char kNoRow[] = "";
 
 std::vector<Rule> AllRules() {
   std::vector<Rule> all;
-  for (const auto& rules : {FileRules(), NamespaceRules(), ServiceRules(),
-                            MethodRules(), MessageRules()}) {
+  for (const auto& rules : {FileRules(), NamespaceRules(), NameRules(),
+                            ServiceRules(), MethodRules(), MessageRules()}) {
     all.insert(all.end(), rules.begin(), rules.end());
   }
   all.push_back(

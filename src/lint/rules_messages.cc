@@ -1,11 +1,15 @@
 // The rules about names of messages.
 
+#include <google/protobuf/descriptor.pb.h>
+
+#include <map>
 #include <set>
 
 #include "lint/generated_names.h"
 #include "lint/keywords.h"
 #include "lint/rule.h"
 #include "naming/names.h"
+#include "naming/streaming_kind.h"
 
 namespace qarn {
 namespace rpc {
@@ -116,6 +120,58 @@ void ReplacedLater(const Run& run, Report& report) {
   }
 }
 
+// Each parameter of a handler is found by those behind it.
+void Context(const Run& run, Report& report) {
+  ForEachMethod(run, [&](const MethodDescriptor* method) {
+    if (MessageClassName(method->input_type(), false) == "context" &&
+        !ClientStreams(GetStreamingKind(method))) {
+      report.At(method, Quoted(method->input_type()) +
+                            " is the request of a handler whose first "
+                            "parameter has its name; rename it");
+    }
+  });
+}
+
+void MapEntry(const Run& run, Report& report) {
+  ForEachUse(
+      run, [&](const MethodDescriptor* method, const Descriptor* message) {
+        if (message->options().map_entry()) {
+          report.At(method, Quoted(message) +
+                                " is the entry of a map, whose class has "
+                                "another name in C++; write a message with a "
+                                "key and a value");
+        }
+      });
+}
+
+// Enum values that a service's macro replaces in what is behind its header.
+void ValueReplacedLater(const Run& run, Report& report) {
+  for (const FileDescriptor* file : run.files) {
+    std::map<std::string, std::string> values;
+    for (const FileDescriptor* other : WithImports(file)) {
+      ForEachEnum(other, [&](const EnumDescriptor* enumeration) {
+        for (int i = 0; i < enumeration->value_count(); ++i) {
+          values.emplace(std::string(enumeration->value(i)->name()),
+                         std::string(enumeration->value(i)->full_name()));
+        }
+      });
+    }
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      for (const std::string& macro : MacrosOf(service)) {
+        const auto found = values.find(macro);
+        if (found != values.end() && macro != std::string(service->name())) {
+          report.At(service, "the macro '" + macro + "' of the service '" +
+                                 std::string(service->name()) +
+                                 "' replaces the enum value " + found->second +
+                                 " in all that comes after its header; write "
+                                 "'#undef " +
+                                 macro + "' behind that, or rename one");
+        }
+      }
+    });
+  }
+}
+
 void Keyword(const Run& run, Report& report) {
   ForEachUse(
       run, [&](const MethodDescriptor* method, const Descriptor* message) {
@@ -171,6 +227,12 @@ std::vector<Rule> MessageRules() {
       {"message-like-service-macro", Severity::kError,
        "A message that is the service's name in capitals", "message_captured",
        LikeServiceMacro},
+      {"message-context", Severity::kError, "A message `context`",
+       "message_context", Context},
+      {"message-map-entry", Severity::kError,
+       "A method that uses the entry of a map", "map_entry", MapEntry},
+      {"name-replaced-later", Severity::kWarning, "An enum value `ECHO`",
+       "enum_value_captured", ValueReplacedLater},
       {"message-replaced-later", Severity::kWarning, "A message `ECHO`",
        "later_message_captured", ReplacedLater},
       {"message-keyword", Severity::kError,

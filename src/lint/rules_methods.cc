@@ -1,6 +1,8 @@
 // The rules about names of methods.
 
+#include <algorithm>
 #include <cctype>
+#include <set>
 
 #include "lint/generated_names.h"
 #include "lint/keywords.h"
@@ -137,13 +139,49 @@ void IsMacro(const Run& run, Report& report) {
   });
 }
 
+// Macros of headers that the code of a user may include.
+void IsSystemMacro(const Run& run, Report& report) {
+  ForEachMethod(run, [&](const MethodDescriptor* method) {
+    const std::string name(method->name());
+    const std::string header = HeaderOfSystemMacro(name);
+    // The service's own macro has a rule.
+    if (!header.empty() && !MacroChanges(method->service(), name)) {
+      report.At(method, Quoted(method) + " has the name of a macro of " +
+                            header +
+                            ", which replaces it in code that includes that; "
+                            "rename it");
+    }
+  });
+}
+
 void LikeServiceMacro(const Run& run, Report& report) {
   ForEachMethod(run, [&](const MethodDescriptor* method) {
     const std::string name(method->name());
+    const std::vector<std::string> macros = MacrosOf(method->service());
     if (MacroChanges(method->service(), name)) {
       report.At(method, Quoted(method) +
                             " is its service's name in capitals, and the "
                             "service's macro makes that name of it; rename it");
+    } else if (std::find(macros.begin() + 1, macros.end(), name) !=
+               macros.end()) {
+      report.At(method, Quoted(method) +
+                            " has the name of a macro of its service, which "
+                            "replaces it; rename it");
+    }
+  });
+}
+
+// By the macro of a service that stands ahead in the file.
+void Replaced(const Run& run, Report& report) {
+  ForEachMethod(run, [&](const MethodDescriptor* method) {
+    const FileDescriptor* file = method->file();
+    for (int i = 0; i < method->service()->index(); ++i) {
+      if (MacroChanges(file->service(i), std::string(method->name()))) {
+        report.At(method, Quoted(method) + " is the service '" +
+                              std::string(file->service(i)->name()) +
+                              "' in capitals, and that service's macro makes "
+                              "this name of it; rename it");
+      }
     }
   });
 }
@@ -154,7 +192,7 @@ void EnumeratorsClash(const Run& run, Report& report) {
   for (const FileDescriptor* file : run.files) {
     DeclaredNames taken;
     if (run.parameters.services_namespace.empty()) {
-      taken = EnumValuesInPackage(file);
+      taken = ValuesInPackage(file);
       // A message that nobody uses is hidden by the enumerator, which is
       // allowed.
       ForEachService(file, [&](const ServiceDescriptor* service) {
@@ -190,6 +228,54 @@ void EnumeratorsClash(const Run& run, Report& report) {
   }
 }
 
+// Both classes of a service have its methods, and Service a typedef for each
+// message. One that hides an enumerator clashes with it, which has a rule.
+void EnumeratorHidden(const Run& run, Report& report) {
+  const bool has_namespace = !run.parameters.services_namespace.empty();
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    const auto text = [](const std::string& what, const std::string& name) {
+      return what + " hides the '" + name +
+             "' that the generated code means; rename it";
+    };
+    // Behind a services namespace the compiler looks nowhere else.
+    const std::string traits =
+        has_namespace ? "" : std::string(service->name()) + "Methods";
+    std::set<std::string> hidden = {traits};
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      hidden.insert(EnumeratorOf(method));
+    });
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      const std::string name(method->name());
+      if (hidden.count(name) != 0) {
+        report.At(method, text(Quoted(method), name));
+      }
+    });
+    for (const Descriptor* message : MessagesOf(service)) {
+      // One of the package itself meets the traits where they are declared.
+      if (MessageClassName(message, false) == traits &&
+          std::string(message->file()->package()) !=
+              std::string(service->file()->package())) {
+        report.At(service, text("the message '" +
+                                    std::string(message->full_name()) + "'",
+                                traits));
+      }
+    }
+  });
+}
+
+// As many elements as a sequence of Boost may have.
+constexpr int kLongestSequence = 256;
+
+void AboveLongestSequence(const Run& run, Report& report) {
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    if (service->method_count() > kLongestSequence) {
+      report.At(service, "the service '" + std::string(service->name()) +
+                             "' has more than 256 methods, so Boost's macros "
+                             "do not take its sequences; make two of it");
+    }
+  });
+}
+
 }  // namespace
 
 std::vector<Rule> MethodRules() {
@@ -216,11 +302,22 @@ std::vector<Rule> MethodRules() {
        "keyword keyword_of_cpp20", Keyword},
       {"method-macro", Severity::kError, "A method named like a macro",
        "method_like_macro", IsMacro},
+      {"method-system-macro", Severity::kWarning,
+       "A method `major`, `minor` or `makedev`", "method_like_system_macro",
+       IsSystemMacro},
       {"method-like-service-macro", Severity::kError,
        "A method that is its service's name in capitals",
-       "method_like_service_macro", LikeServiceMacro},
+       "method_like_own_macros method_like_service_macro", LikeServiceMacro},
+      {"method-replaced", Severity::kWarning, "A method `LOG` behind",
+       "method_captured", Replaced},
       {"enumerator-clash", Severity::kError, "An enumerator, which is",
        "enumerators_clash", EnumeratorsClash},
+      {"enumerator-hidden", Severity::kError,
+       "A method with the name of an enumerator", "enumerator_hidden",
+       EnumeratorHidden},
+      {"methods-above-256", Severity::kWarning,
+       "A service with more than 256 methods", "methods_above_256",
+       AboveLongestSequence},
   };
 }
 

@@ -16,36 +16,15 @@ namespace qarn {
 namespace rpc {
 
 using google::protobuf::Descriptor;
+using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
+using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
 
 namespace {
 
 Place PlaceOfNamespace(const Run& run) {
   return PlaceOfParameter(run.parameters.services_namespace_item);
-}
-
-// The names between the "::" of the services namespace, blanks around them
-// left out; none if it is empty.
-std::vector<std::string> NamespaceParts(const Run& run) {
-  std::vector<std::string> parts;
-  const std::string& text = run.parameters.services_namespace;
-  if (text.empty()) {
-    return parts;
-  }
-  const char* blanks = " \t\n\v\f\r";
-  std::size_t begin = 0;
-  while (begin <= text.size()) {
-    const std::size_t end = std::min(text.find("::", begin), text.size());
-    const std::string part = text.substr(begin, end - begin);
-    const std::size_t first = part.find_first_not_of(blanks);
-    parts.push_back(
-        first == std::string::npos
-            ? ""
-            : part.substr(first, part.find_last_not_of(blanks) - first + 1));
-    begin = end + 2;
-  }
-  return parts;
 }
 
 // Bytes above ASCII are left to the compiler: they may be letters.
@@ -110,6 +89,74 @@ void Keyword(const Run& run, Report& report) {
   }
 }
 
+bool IsBoostOrStd(const std::string& name) {
+  return name == "boost" || name == "std";
+}
+
+// Whether the namespaces of `package` are, or are around, those of `file`.
+bool IsAround(const std::vector<std::string>& package,
+              const FileDescriptor* file) {
+  const std::vector<std::string> parts = PackageParts(file);
+  return package.size() <= parts.size() &&
+         std::equal(package.begin(), package.end(), parts.begin());
+}
+
+// What is called boost or std in the namespaces of `file`, but for those
+// namespaces themselves.
+void BoostOrStdInside(const FileDescriptor* file, Report& report) {
+  const auto text = [](const std::string& what) {
+    return what +
+           " stands ahead of the library of that name, which the generated "
+           "code does not find; rename one";
+  };
+  std::set<std::string> found;
+  for (const FileDescriptor* other : WithImports(file)) {
+    std::vector<std::string> around;
+    for (const std::string& part : PackageParts(other)) {
+      const std::vector<std::string> outer = around;
+      around.push_back(part);
+      if (IsBoostOrStd(part) && !outer.empty() && IsAround(outer, file) &&
+          !IsAround(around, file)) {
+        found.insert("the package '" + std::string(other->package()) + "'");
+      }
+    }
+    // At global scope it would meet the library itself, which has a rule.
+    if (around.empty() || !IsAround(around, file)) {
+      continue;
+    }
+    const auto check = [&](const auto* type, const char* what) {
+      if (type->containing_type() == nullptr &&
+          IsBoostOrStd(std::string(type->name()))) {
+        found.insert(std::string(what) + std::string(type->full_name()) + "'");
+      }
+    };
+    ForEachMessage(other, [&](const Descriptor* message) {
+      check(message, "the message '");
+    });
+    ForEachEnum(other, [&](const EnumDescriptor* enumeration) {
+      check(enumeration, "the enum '");
+    });
+  }
+  for (const std::string& what : found) {
+    report.At(PlaceOfPackage(file), text(what));
+  }
+  ForEachService(file, [&](const ServiceDescriptor* service) {
+    const std::string name(service->name());
+    if (IsBoostOrStd(name) && !PackageParts(file).empty()) {
+      report.At(service, text("the service '" + name + "'"));
+    }
+    // The class Service, which has a typedef for each message, does not ask
+    // for std.
+    for (const Descriptor* message : MessagesOf(service)) {
+      if (MessageClassName(message, false) == "boost" &&
+          !IsAround(PackageParts(message->file()), file)) {
+        report.At(service, text("the message '" +
+                                std::string(message->full_name()) + "'"));
+      }
+    }
+  });
+}
+
 // Inside such a namespace, ours and protobuf's texts find it in the place of
 // the real boost and std.
 void BoostOrStd(const Run& run, Report& report) {
@@ -118,9 +165,10 @@ void BoostOrStd(const Run& run, Report& report) {
     if (file->service_count() == 0) {
       continue;
     }
+    BoostOrStdInside(file, report);
     std::size_t depth = 0;
     const auto is_taken = [&](const std::string& part) {
-      return ++depth > 1 && (part == "boost" || part == "std");
+      return ++depth > 1 && IsBoostOrStd(part);
     };
     for (const std::string& part : PackageParts(file)) {
       if (is_taken(part)) {
@@ -151,7 +199,7 @@ void Taken(const Run& run, Report& report) {
   std::set<std::string> others;
   for (const FileDescriptor* file : run.files) {
     DeclaredNames declared = TypesInPackage(file);
-    const DeclaredNames values = EnumValuesInPackage(file);
+    const DeclaredNames values = ValuesInPackage(file);
     declared.insert(values.begin(), values.end());
     // What the names in a service's class would hide, where its methods use the
     // namespace.
@@ -167,6 +215,20 @@ void Taken(const Run& run, Report& report) {
                        "the service " + std::string(service->full_name()));
       declared.emplace("Stub", "a class in that of each service");
       declared.emplace("Service", "a class in that of each service");
+      declared.emplace("StubBase", "a base of the class Stub");
+      declared.emplace("ServiceBase", "a base of the class Service");
+      MadeMembers made = MadeMembersOf(service);
+      made.service.insert(made.server.begin(), made.server.end());
+      ForEachMethod(service, [&](const MethodDescriptor* method) {
+        made.stub.erase("_rpcmethod_" + std::string(method->name()));
+      });
+      made.service.insert(made.stub.begin(), made.stub.end());
+      made.service.insert({std::string(service->name()) + "Method",
+                           std::string(service->name()) + "Methods"});
+      for (const std::string& member : made.service) {
+        declared.emplace(member, "a type that is made for the service " +
+                                     std::string(service->full_name()));
+      }
     });
     const auto found = declared.find(name);
     if (found != declared.end()) {
@@ -178,6 +240,54 @@ void Taken(const Run& run, Report& report) {
     text += "' has the name of " + other;
     text += "; choose another name, such as 'api'";
     report.At(PlaceOfNamespace(run), text);
+  }
+}
+
+// Where the services namespace is a package too, services meet its names.
+void IsPackage(const Run& run, Report& report) {
+  if (run.parameters.services_namespace.empty()) {
+    return;
+  }
+  for (const FileDescriptor* file : run.files) {
+    std::vector<std::string> parts = PackageParts(file);
+    const std::vector<std::string> inner = NamespaceParts(run);
+    parts.insert(parts.end(), inner.begin(), inner.end());
+    DeclaredNames declared;
+    for (const FileDescriptor* other : WithImports(file)) {
+      if (PackageParts(other) == parts) {
+        const DeclaredNames types = TypesInPackage(other);
+        declared.insert(types.begin(), types.end());
+      }
+    }
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      const std::string name(service->name());
+      for (const std::string& made :
+           {name, name + "Method", name + "Methods"}) {
+        const auto found = declared.find(made);
+        if (found != declared.end()) {
+          report.At(service,
+                    "the type '" + made + "' that is made for the service '" +
+                        name + "' in the services namespace has the name of " +
+                        found->second + "; choose another services namespace");
+        }
+      }
+    });
+  }
+}
+
+void WithPackage(const Run& run, Report& report) {
+  const std::vector<std::string> inner = NamespaceParts(run);
+  for (const FileDescriptor* file : run.files) {
+    const std::vector<std::string> parts = PackageParts(file);
+    if (!parts.empty() && file->service_count() > 0 &&
+        parts.size() <= inner.size() &&
+        std::equal(parts.begin(), parts.end(), inner.begin())) {
+      report.At(PlaceOfNamespace(run),
+                "the services namespace stands inside the package '" +
+                    std::string(file->package()) +
+                    "', with which it begins; leave the package out");
+      return;
+    }
   }
 }
 
@@ -252,11 +362,20 @@ std::vector<Rule> NamespaceRules() {
        Name},
       {"namespace-boost-std", Severity::kError,
        "A services namespace, or a component of the package after",
-       "package_boost package_std services_namespace_boost", BoostOrStd},
+       "package_around_std package_boost package_std services_namespace_boost "
+       "types_boost_std",
+       BoostOrStd},
       {"services-namespace-taken", Severity::kError,
        "A services namespace with the name of",
-       "services_namespace_like_message services_namespace_like_service",
+       "services_namespace_like_message services_namespace_like_service "
+       "services_namespace_like_used_message",
        Taken},
+      {"services-namespace-is-package", Severity::kError,
+       "A services namespace with the name of",
+       "services_namespace_like_package", IsPackage},
+      {"services-namespace-with-package", Severity::kWarning,
+       "A services namespace that begins with the package",
+       "services_namespace_with_package", WithPackage},
       {"namespace-like-service-macro", Severity::kError,
        "A services namespace, or a component of the package, that",
        "package_captured services_namespace_captured", LikeServiceMacro},

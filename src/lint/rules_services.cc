@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "lint/generated_names.h"
 #include "lint/keywords.h"
 #include "lint/macros.h"
 #include "lint/rule.h"
 #include "naming/names.h"
+#include "naming/streaming_kind.h"
 
 namespace qarn {
 namespace rpc {
@@ -60,6 +62,44 @@ void LikeAccessor(const Run& run, Report& report) {
       report.At(service, Quoted(service) +
                              " has the name of a function of its own class; "
                              "rename it");
+    }
+  });
+}
+
+// Members that the classes Stub and Service have, or inherit from the runtime,
+// and names of their bases: inside those classes they hide the service's class.
+void LikeMember(const Run& run, Report& report) {
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    const MadeMembers made = MadeMembersOf(service);
+    std::set<std::string> members = {"channel", "context", "ServiceBase"};
+    if (service->method_count() > 0) {
+      members.insert({"service", "_service", "StubBase"});
+    }
+    members.insert(made.service.begin(), made.service.end());
+    members.insert(made.stub.begin(), made.stub.end());
+    members.insert(made.server.begin(), made.server.end());
+    // Nobody looks for this one, so a method may have its name.
+    ForEachMethod(service, [&](const MethodDescriptor* method) {
+      members.insert(std::string(method->name()) + "ServerCallPtr");
+    });
+    if (members.count(NameOf(service)) != 0) {
+      report.At(service, Quoted(service) +
+                             " has the name of a member of the classes in its "
+                             "own, or of a base of theirs; rename it");
+    }
+  });
+}
+
+void LikeNestedType(const Run& run, Report& report) {
+  if (!run.parameters.services_namespace.empty()) {
+    return;
+  }
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    const DeclaredNames types = TypesInPackage(service->file());
+    const auto found = types.find(NameOf(service));
+    if (found != types.end()) {
+      report.At(service, Quoted(service) + " has the C++ name of " +
+                             found->second + "; rename one");
     }
   });
 }
@@ -140,7 +180,7 @@ void LikeEnumeration(const Run& run, Report& report) {
     DeclaredNames declared;
     if (run.parameters.services_namespace.empty()) {
       declared = TypesInPackage(service->file());
-      const DeclaredNames values = EnumValuesInPackage(service->file());
+      const DeclaredNames values = ValuesInPackage(service->file());
       declared.insert(values.begin(), values.end());
     }
     ForEachService(service->file(), [&](const ServiceDescriptor* other) {
@@ -158,9 +198,24 @@ void LikeEnumeration(const Run& run, Report& report) {
   });
 }
 
+// Whether what is generated for the service behind its macros holds `word`.
+bool IsWordOfTheText(const ServiceDescriptor* service,
+                     const std::string& word) {
+  bool is_used = word == "CS_CLIENT" && service->method_count() > 0;
+  ForEachMethod(service, [&](const MethodDescriptor* method) {
+    is_used = is_used || word == RpcMethodTypeName(GetStreamingKind(method));
+  });
+  return is_used;
+}
+
 void MacroTaken(const Run& run, Report& report) {
   ForEachService(run, [&](const ServiceDescriptor* service) {
     const std::string macro = MacroOf(service);
+    if (macro != NameOf(service) && IsWordOfTheText(service, macro)) {
+      report.At(service, "the macro '" + macro + "' of " + Quoted(service) +
+                             " replaces a word of the generated code; rename "
+                             "the service");
+    }
     if (IncludedMacro(macro) != MacroKind::kNone) {
       report.At(service, "the macro '" + macro + "' of " + Quoted(service) +
                              " is one of the C++ headers already; rename the "
@@ -183,6 +238,17 @@ void SystemMacro(const Run& run, Report& report) {
   });
 }
 
+void MacroSwitches(const Run& run, Report& report) {
+  ForEachService(run, [&](const ServiceDescriptor* service) {
+    const std::string macro = MacroOf(service);
+    if (macro == "DEBUG" || macro == "NDEBUG") {
+      report.At(service, "the macro '" + macro + "' of " + Quoted(service) +
+                             " changes other code that asks for it; rename "
+                             "the service");
+    }
+  });
+}
+
 }  // namespace
 
 std::vector<Rule> ServiceRules() {
@@ -191,8 +257,14 @@ std::vector<Rule> ServiceRules() {
        "service_like_class", LikeClass},
       {"service-like-accessor", Severity::kError, "A service named `package`",
        "service_like_accessor", LikeAccessor},
+      {"service-like-member", Severity::kError,
+       "A service named like a member of its `Stub`",
+       "service_like_base_member", LikeMember},
       {"service-keyword", Severity::kError,
        "A service named like a C++ keyword", "keyword", Keyword},
+      {"service-like-nested-type", Severity::kError,
+       "A service with the C++ name of a nested message",
+       "service_like_nested_message", LikeNestedType},
       {"services-differ-in-case", Severity::kError,
        "Two services whose names differ only in case",
        "services_differ_in_case", DifferInCase},
@@ -201,13 +273,16 @@ std::vector<Rule> ServiceRules() {
       {"service-like-method-macro", Severity::kError, "A service `Echo_Method`",
        "service_like_method_macro", LikeMethodMacro},
       {"service-like-enumeration", Severity::kError,
-       "A service or a message `EchoMethod`", "service_and_enumeration",
-       LikeEnumeration},
+       "A service, a message, an enum or an enum value `EchoMethod`",
+       "enum_and_enumeration service_and_enumeration", LikeEnumeration},
       {"service-macro-taken", Severity::kError,
        "A service whose macro is a macro of a header",
-       "service_redefines_macro", MacroTaken},
+       "service_macro_of_the_text service_redefines_macro", MacroTaken},
       {"system-macro", Severity::kWarning, "The same, when the system header",
        "service_macro_and_system_macro service_macro_lost", SystemMacro},
+      {"service-macro-switches", Severity::kWarning,
+       "A service named `Debug` or `Ndebug`", "service_macro_switches",
+       MacroSwitches},
   };
 }
 

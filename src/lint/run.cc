@@ -58,6 +58,27 @@ Run MakeRun(const std::vector<const FileDescriptor*>& files,
   return run;
 }
 
+std::vector<std::string> NamespaceParts(const Run& run) {
+  std::vector<std::string> parts;
+  const std::string& text = run.parameters.services_namespace;
+  if (text.empty()) {
+    return parts;
+  }
+  const char* blanks = " \t\n\v\f\r";
+  std::size_t begin = 0;
+  while (begin <= text.size()) {
+    const std::size_t end = std::min(text.find("::", begin), text.size());
+    const std::string part = text.substr(begin, end - begin);
+    const std::size_t first = part.find_first_not_of(blanks);
+    parts.push_back(
+        first == std::string::npos
+            ? ""
+            : part.substr(first, part.find_last_not_of(blanks) - first + 1));
+    begin = end + 2;
+  }
+  return parts;
+}
+
 std::vector<const FileDescriptor*> WithImports(const FileDescriptor* file) {
   std::vector<const FileDescriptor*> files;
   std::set<const FileDescriptor*> seen;

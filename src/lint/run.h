@@ -6,6 +6,7 @@
 #include <google/protobuf/descriptor.h>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "lint/lint_parameters.h"
@@ -26,6 +27,10 @@ struct Run {
 // The run for `files`, with their imports.
 Run MakeRun(const std::vector<const google::protobuf::FileDescriptor*>& files,
             const LintParameters& parameters);
+
+// The names between the "::" of the services namespace, blanks around them left
+// out; none if it is empty: "a:: b" -> "a", "b".
+std::vector<std::string> NamespaceParts(const Run& run);
 
 // `file` and all that it imports, each once, imports ahead of importers: what
 // the message header of `file` includes.

@@ -20,6 +20,8 @@ and a case.ini that says what is seen:
                                      others (optional)
     mended_without = other.proto     a file that the mended case has not
     same = yes                       the mended files are the same
+    dialect = gnu                    the standards are those of -std=gnu++17 and its
+                                     like, which the compilers take by themselves
     link = use.cc other.pb.cc        the limit is met when use.cc is linked, with
                                      files of message code if it needs them
 
@@ -60,7 +62,7 @@ from support.toolchain import WARNINGS, system_includes
 
 CASES = sorted(pathlib.Path(__file__).parent.glob("cases/*"))
 KEYS = {
-    "case": {"row", "option", "out_option", "protoc", "line", "same", "link"}
+    "case": {"row", "option", "out_option", "protoc", "line", "same", "link", "dialect"}
     | {"mend", "mended_option", "mended_line", "mended_without"},
     "g++": {"fails", "works", "error"},
     "clang++": {"fails", "works", "error"},
@@ -189,7 +191,7 @@ class Trial:
         unit = use if (self.directory / use).is_file() else "rpc/api.rpc.cpp"
         command = [
             self.built.compilers[compiler]["path"],
-            f"-std=c++{standard}",
+            f"-std={self.case.one('dialect') or 'c'}++{standard}",
             *WARNINGS,
             "-isystem",
             "messages",

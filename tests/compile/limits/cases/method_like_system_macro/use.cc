@@ -1,0 +1,5 @@
+#include <sys/sysmacros.h>
+
+#include "api.rpc.h"
+
+int main() {}

@@ -1,0 +1,7 @@
+#include "api.rpc.h"
+
+int main() {
+#ifdef DEBUG
+  log_everything();
+#endif
+}
