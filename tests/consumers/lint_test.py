@@ -102,10 +102,6 @@ def test_cmake_lint(context, generator):
     # A linter that is new reads again.
     os.utime(context.plugin_lint)
     project.expect([WARNING])
-    project.configure()
-    assert said(project.build.build()[1]) == []
-    project.configure("LINT")
-    project.expect([WARNING])
     project.edit("returns (stream Order)", "returns (Order)")
     project.expect([])
 
@@ -131,5 +127,11 @@ def test_cmake_lint_parameters(context, generator):
     project.expect([WARNING])
     project.configure("BATCH;UNITY;SERVICES_NAMESPACE;Order", "-DFEATURES=", everywhere=True)
     project.expect_failure(TAKEN)
-    project.configure("BATCH;UNITY;SERVICES_NAMESPACE;api", everywhere=True)
+    project.configure("BATCH;UNITY", everywhere=True)
     project.expect([WARNING])
+    project.configure("BATCH;UNITY")
+    assert said(project.build.build()[1]) == []
+    project.configure("BATCH;UNITY;LINT")
+    project.expect([WARNING])
+    project.configure("BATCH;UNITY;LINT;LINT_OPTIONS;error=all")
+    project.expect_failure(WARNING.replace("warning", "error"))
