@@ -20,7 +20,11 @@
 #     [HEADERS_VAR variable] [SOURCES_VAR variable]
 #     [SYSTEM]                            # no warnings from the headers elsewhere
 #     [DEPENDENCIES file-or-target...]
-#     [PROTOC_OPTIONS option...])
+#     [PROTOC_OPTIONS option...]
+#     [LINT]                              # protoc-gen-qarn-rpc-lint reads PROTOS too
+#     [LINT_OPTIONS parameter...])        # of the linter, such as off=RULE
+#
+# QARN_RPC_LINT switches LINT on for all calls.
 #
 # QARN_RPC_SHARED_OPTIONS, set ahead of the first call, makes the library of the
 # options a shared one; qarn_rpc_install_options(), at the end, installs it.
@@ -41,9 +45,9 @@ include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcRun.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/QarnRpcCompile.cmake")
 
 function(qarn_rpc_generate)
-  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM PUBLIC PRIVATE)
+  set(flags NO_MESSAGES BATCH UNITY PRECOMPILE SYSTEM PUBLIC PRIVATE LINT)
   set(values TARGET OUT_VAR PROTOC_OUT_DIR SERVICES_NAMESPACE EXPORT_MACRO OPTIONS_TARGET RUNTIME_TARGET HEADERS_VAR SOURCES_VAR)
-  set(lists PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES PROTOC_OPTIONS)
+  set(lists PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS DEPENDENCIES PROTOC_OPTIONS LINT_OPTIONS)
   cmake_parse_arguments(PARSE_ARGV 0 arg "${flags}" "${values}" "${lists}")
 
   # A project may have hundreds of calls, and functions of CMake take their time: the
@@ -60,7 +64,7 @@ function(qarn_rpc_generate)
     endforeach()
   endif()
   if("${ARGV}" MATCHES "\\$<")
-    foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS)
+    foreach(keyword IN LISTS values ITEMS PROTOS MESSAGES_ONLY_PROTOS IMPORT_DIRS LINT_OPTIONS)
       _qarn_rpc_check_no_genex(${keyword} "${arg_${keyword}}")
     endforeach()
   endif()
@@ -137,12 +141,21 @@ function(qarn_rpc_generate)
 
   _qarn_rpc_find_protoc("${protobuf_include_dirs}" protoc protoc_version)
   _qarn_rpc_find_plugin(plugin)
+  set(linter "")
+  set(lint_parameters "")
+  if(arg_LINT OR QARN_RPC_LINT)
+    _qarn_rpc_find_linter(linter)
+    _qarn_rpc_lint_parameters("${arg_TARGET}" "${arg_SERVICES_NAMESPACE}" lint_parameters)
+    list(APPEND lint_parameters ${arg_LINT_OPTIONS})
+  endif()
   set(common
     OUT_DIR "${out_dir}"
     IMPORT_DIRS ${import_dirs} ${inherited_dirs} "${QARN_RPC_PROTO_DIR}" ${protobuf_import_dirs}
     PROTOC "${protoc}"
     PROTOC_VERSION "${protoc_version}"
     PLUGIN "${plugin}"
+    LINTER "${linter}"
+    LINT_PARAMETERS ${lint_parameters}
     SERVICES_NAMESPACE "${arg_SERVICES_NAMESPACE}"
     EXPORT_MACRO "${arg_EXPORT_MACRO}"
     BATCH "${arg_BATCH}"

@@ -20,8 +20,8 @@ cmake_policy(VERSION 3.20...3.31)
 # ahead of the loop.
 function(_qarn_rpc_add_runs result)
   cmake_parse_arguments(PARSE_ARGV 1 arg ""
-    "OUT_DIR;PROTOC;PROTOC_VERSION;PLUGIN;SERVICES_NAMESPACE;EXPORT_MACRO;BATCH"
-    "KINDS;PROTOS;NAMES;IMPORT_DIRS;PROTOC_OPTIONS;DEPENDENCIES;ALL_PROTOS")
+    "OUT_DIR;PROTOC;PROTOC_VERSION;PLUGIN;LINTER;SERVICES_NAMESPACE;EXPORT_MACRO;BATCH"
+    "KINDS;PROTOS;NAMES;IMPORT_DIRS;PROTOC_OPTIONS;LINT_PARAMETERS;DEPENDENCIES;ALL_PROTOS")
   _qarn_rpc_staging_dir("${arg_OUT_DIR}" protoc_dir)
   _qarn_rpc_protoc_arguments("${arg_KINDS}" "${arg_IMPORT_DIRS}" "${protoc_dir}"
     "${arg_PLUGIN}" "${arg_SERVICES_NAMESPACE}" "${arg_EXPORT_MACRO}" "${arg_PROTOC_VERSION}"
@@ -36,6 +36,12 @@ function(_qarn_rpc_add_runs result)
   if("RPC" IN_LIST arg_KINDS)
     list(APPEND extensions .rpc.cpp .rpc.h)
     list(APPEND tools "${arg_PLUGIN}")
+    _qarn_rpc_lint_arguments("${arg_LINTER}" "${arg_LINT_PARAMETERS}" "${protoc_dir}"
+      lint_arguments)
+    # First, since protoc stops at the first plugin that fails.
+    list(PREPEND arguments ${lint_arguments})
+    _qarn_rpc_lint_file("${lint_arguments}" "${arg_NAMES}" "${protoc_dir}" lint_file)
+    list(APPEND tools ${arg_LINTER} ${lint_file})
   endif()
   list(JOIN arg_KINDS " and " what)
   string(REPLACE "MESSAGES" "message" what "${what}")
@@ -166,6 +172,37 @@ function(_qarn_rpc_protoc_arguments
     endif()
   endif()
   set(${result} "${arguments}" PARENT_SCOPE)
+endfunction()
+
+# What makes the same run lint, or nothing without a `linter`. protoc writes files
+# when all plugins have succeeded, so an error of the linter leaves them as they were.
+function(_qarn_rpc_lint_arguments linter parameters dir result)
+  set(arguments "")
+  if(linter)
+    list(TRANSFORM parameters PREPEND "--qarn-rpc-lint_opt=")
+    set(arguments
+      "--plugin=protoc-gen-qarn-rpc-lint=${linter}" "--qarn-rpc-lint_out=${dir}" ${parameters})
+  endif()
+  set(${result} "${arguments}" PARENT_SCOPE)
+endfunction()
+
+# Makefiles do not see that a command has changed: sets `result` to a file with
+# the linter's `arguments`, which is new when they are, or to nothing with other
+# generators. `names` tell the calls with one staging folder apart.
+function(_qarn_rpc_lint_file arguments names dir result)
+  set(file "")
+  if(CMAKE_GENERATOR MATCHES "Makefiles")
+    string(MD5 key "${names}")
+    string(SUBSTRING "${key}" 0 8 key)
+    set(file "${dir}/lint_${key}.txt")
+    if(arguments)
+      file(CONFIGURE OUTPUT "${file}" CONTENT "${arguments}" @ONLY)
+    else()
+      file(REMOVE "${file}")
+      set(file "")
+    endif()
+  endif()
+  set(${result} "${file}" PARENT_SCOPE)
 endfunction()
 
 # The staging folder of `out_dir`: one for each, since several calls may write

@@ -258,3 +258,60 @@ used, which protoc refuses to run on files with proto3 optional or an edition")
   endif()
   set(${result} "${plugin}" PARENT_SCOPE)
 endfunction()
+
+# Sets `result` to the linter that protoc is to start (a path or a generator
+# expression). It is looked for as the plugin is.
+function(_qarn_rpc_find_linter result)
+  if(QARN_RPC_LINT_EXECUTABLE)
+    if(NOT EXISTS "${QARN_RPC_LINT_EXECUTABLE}")
+      _qarn_rpc_fail("QARN_RPC_LINT_EXECUTABLE is \
+'${QARN_RPC_LINT_EXECUTABLE}', which does not exist. \
+Set it to the full path of protoc-gen-qarn-rpc-lint.")
+    endif()
+    set(linter "${QARN_RPC_LINT_EXECUTABLE}")
+  elseif(NOT CMAKE_CROSSCOMPILING)
+    if(NOT TARGET qarn-rpc-gen::protoc-gen-qarn-rpc-lint)
+      _qarn_rpc_fail("LINT or QARN_RPC_LINT is on, \
+but the target qarn-rpc-gen::protoc-gen-qarn-rpc-lint is missing. \
+Call find_package(qarn-rpc-gen REQUIRED) first, \
+with a qarn-rpc-gen that was built with protobuf 3.12 or newer, \
+or set QARN_RPC_LINT_EXECUTABLE to the full path of protoc-gen-qarn-rpc-lint.")
+    endif()
+    set(linter "$<TARGET_FILE:qarn-rpc-gen::protoc-gen-qarn-rpc-lint>")
+  else()
+    _qarn_rpc_find_on_path(QARN_RPC_LINT_ON_PATH protoc-gen-qarn-rpc-lint)
+    if(NOT QARN_RPC_LINT_ON_PATH)
+      _qarn_rpc_fail("LINT or QARN_RPC_LINT is on, \
+but no protoc-gen-qarn-rpc-lint for the machine that builds was found. \
+Install one there and put it on the PATH, \
+or set QARN_RPC_LINT_EXECUTABLE to its full path.")
+    endif()
+    set(linter "${QARN_RPC_LINT_ON_PATH}")
+  endif()
+  set(${result} "${linter}" PARENT_SCOPE)
+endfunction()
+
+# Sets `result` to what the linter must know: the namespace, and the C++ standard
+# of `target`, or of the compiler where there is none. It knows none after 20.
+function(_qarn_rpc_lint_parameters target services_namespace result)
+  set(standard "")
+  set(features "")
+  if(target)
+    get_target_property(standard "${target}" CXX_STANDARD)
+    get_target_property(features "${target}" COMPILE_FEATURES)
+  endif()
+  if(NOT standard)
+    set(standard "${CMAKE_CXX_STANDARD_DEFAULT}")
+  endif()
+  set(parameters "")
+  foreach(year IN ITEMS 11 14 17 20 23 26)
+    if(standard STREQUAL year OR "cxx_std_${year}" IN_LIST features)
+      set(parameters "standard=${year}")
+    endif()
+  endforeach()
+  list(TRANSFORM parameters REPLACE "2[36]" "20")
+  if(services_namespace)
+    list(APPEND parameters "services_namespace=${services_namespace}")
+  endif()
+  set(${result} "${parameters}" PARENT_SCOPE)
+endfunction()

@@ -13,8 +13,8 @@ FIND = "find_package(qarn-rpc-gen REQUIRED)\n"
 ARGUMENTS = (
     "TARGET, OUT_VAR, PROTOC_OUT_DIR, SERVICES_NAMESPACE, EXPORT_MACRO, OPTIONS_TARGET, "
     "RUNTIME_TARGET, HEADERS_VAR, SOURCES_VAR, "
-    "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, "
-    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM, PUBLIC, PRIVATE"
+    "PROTOS, MESSAGES_ONLY_PROTOS, IMPORT_DIRS, DEPENDENCIES, PROTOC_OPTIONS, LINT_OPTIONS, "
+    "NO_MESSAGES, BATCH, UNITY, PRECOMPILE, SYSTEM, PUBLIC, PRIVATE, LINT"
 )
 
 
@@ -196,6 +196,7 @@ def cases():
         ("IMPORT_DIRS", "$<1:.>", "TARGET echo PROTOS echo.proto IMPORT_DIRS {}"),
         ("PROTOC_OUT_DIR", "gen/$<CONFIG>", "TARGET echo PROTOS echo.proto PROTOC_OUT_DIR {}"),
         ("SERVICES_NAMESPACE", "$<1:api>", "TARGET echo PROTOS echo.proto SERVICES_NAMESPACE {}"),
+        ("LINT_OPTIONS", "off=$<1:x>", "TARGET echo PROTOS echo.proto LINT LINT_OPTIONS {}"),
     ):
         yield refused(
             f"generator expression in {keyword}",
@@ -313,6 +314,32 @@ def cases():
         "there and put it on the PATH, or set QARN_RPC_PLUGIN_EXECUTABLE to its full "
         "path.",
         before="set(CMAKE_CROSSCOMPILING TRUE)",
+    )
+    plugin = "set(QARN_RPC_PLUGIN_EXECUTABLE @prefix@/bin/protoc-gen-qarn-rpc-any)\n"
+    yield refused(
+        "broken QARN_RPC_LINT_EXECUTABLE",
+        f"{plain} LINT",
+        "QARN_RPC_LINT_EXECUTABLE is '/no/linter', which does not exist. "
+        "Set it to the full path of protoc-gen-qarn-rpc-lint.",
+        before="set(QARN_RPC_LINT_EXECUTABLE /no/linter)",
+    )
+    yield (
+        "no linter",
+        f'{plugin}set(QARN_RPC_LINT ON)\ninclude("{package}/QarnRpcGenerate.cmake")\n'
+        f"qarn_rpc_generate({plain})\n",
+        {},
+        "qarn-rpc-gen: LINT or QARN_RPC_LINT is on, but the target "
+        "qarn-rpc-gen::protoc-gen-qarn-rpc-lint is missing. Call find_package(qarn-rpc-gen "
+        "REQUIRED) first, with a qarn-rpc-gen that was built with protobuf 3.12 or newer, or set "
+        "QARN_RPC_LINT_EXECUTABLE to the full path of protoc-gen-qarn-rpc-lint.",
+    )
+    yield refused(
+        "cross build without a host linter",
+        f"{plain} LINT",
+        "LINT or QARN_RPC_LINT is on, but no protoc-gen-qarn-rpc-lint for the machine that builds "
+        "was found. Install one there and put it on the PATH, or set QARN_RPC_LINT_EXECUTABLE to "
+        "its full path.",
+        before=f"set(CMAKE_CROSSCOMPILING TRUE)\n{plugin}",
     )
     yield (
         "another version",

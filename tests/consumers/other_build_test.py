@@ -30,6 +30,41 @@ def expect_exact_rebuilds_elsewhere(context, project, build):
     build.expect_after(context.plugin_any, runs(TEXT | ECHO))
 
 
+def times_below(folder, pattern="*"):
+    """The time of each file below `folder` with such a name, by its path."""
+    return {path: path.stat().st_mtime_ns for path in folder.rglob(pattern) if path.is_file()}
+
+
+def switch_linter_on(file, line):
+    """Takes the # away that stands in front of `line`."""
+    text = file.read_text()
+    assert text.count(f"#{line}") == 1
+    file.write_text(text.replace(f"#{line}", line))
+
+
+def add_mistake(echo):
+    """Adds a method to echo.proto that C++ cannot have; returns what the linter says
+    of it, up to the method's name."""
+    append(echo, "service Odd {\n  rpc delete(Count) returns (Count);\n}\n")
+    line = len(echo.read_text().splitlines()) - 1
+    return f"echo.proto:{line}:3: error: the method 'delete' "
+
+
+def expect_linted(project, build):
+    """With the linter on, the build runs protoc again, and shows a warning; an error
+    stops it, and touches no file that was generated before."""
+    steps, output = build.build()
+    # Meson runs the target of the schema again as well.
+    assert steps - runs(SCHEMA) == runs(TEXT | ECHO)
+    assert "echo.proto:19:1: warning: the macro 'ECHO' " in output
+    before = times_below(build.folder, "echo.*.*")
+    assert before
+    message = add_mistake(project / "echo.proto")
+    output = run(build.command, cwd=build.cwd, env=build.env, status=None)
+    assert f"\n{message}" in output
+    assert times_below(build.folder, "echo.*.*") == before
+
+
 @pytest.mark.needs("make", "pkg-config")
 def test_make(context):
     """A plain Makefile that finds the plugin by pkg-config."""
@@ -44,6 +79,8 @@ def test_make(context):
     expect_only_what_changed(project, build)
     expect_deleted_files_back(project / "gen", build)
     assert "make: 'echo' is up to date." in build.build()[1]
+    switch_linter_on(project / "Makefile", "lint := ")
+    expect_linted(project, build)
 
 
 @pytest.mark.needs("meson", "ninja", "pkg-config")
@@ -59,11 +96,8 @@ def test_meson(context):
     context.expect_conversation(folder / "echo")
     expect_only_what_changed(project, build)
     expect_deleted_files_back(folder, build)
-
-
-def times_below(folder):
-    """The time of each file below `folder`, by its path."""
-    return {path: path.stat().st_mtime_ns for path in folder.rglob("*") if path.is_file()}
+    switch_linter_on(project / "meson.build", "'--plugin=protoc-gen-qarn-rpc-lint='")
+    expect_linted(project, build)
 
 
 @pytest.mark.needs("buf", "protoc", "pkg-config")
@@ -98,3 +132,10 @@ def test_buf(context):
     after = times_below(project / "gen")
     changed = {path.name for path in after if after[path] != before.get(path)}
     assert changed == {"text.pb.cc", "text.pb.h"}
+    switch_linter_on(project / "buf.gen.yaml", "- {local: protoc-gen-qarn-rpc-lint,")
+    output = run([*offline, "buf", "generate"], cwd=project, env=env)
+    assert "echo.proto:19:1: warning: the macro 'ECHO' " in output
+    message = add_mistake(project / "proto/echo.proto")
+    output = run([*offline, "buf", "generate"], cwd=project, env=env, status=None)
+    assert message in output
+    assert times_below(project / "gen") == after

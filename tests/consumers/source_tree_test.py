@@ -28,11 +28,11 @@ def cached(build, name):
 
 
 def test_add_subdirectory(context):
-    """The source tree as a folder of the project; the plugin is built with it."""
+    """The source tree as a folder of the project; plugin and linter are built with it."""
     project = context.echo_project("add_subdirectory")
     tree = copy_of_source_tree(context, project / "third_party/qarn-rpc-gen")
-    build = context.cmake(project)
-    build.build()
+    build = context.cmake(project, "-DQARN_RPC_LINT=ON")
+    assert "echo.proto:19:1: warning: " in build.build()[1]
     context.expect_conversation(build.folder / "echo")
     build.expect_nothing()
     # A new plugin runs, and writes the same code.

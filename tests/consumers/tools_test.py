@@ -207,7 +207,7 @@ def test_cmake_cross(context):
     """A cross build runs the host's tools, not those of its target system."""
     sysroot = context.work / "sysroot"
     shutil.copytree(context.prefix, sysroot / "usr")
-    for tool in ("protoc", "protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any"):
+    for tool in ("protoc", *(plugin.name for plugin in context.plugins)):
         write_program(
             sysroot / "usr" / "bin" / tool,
             "echo this runs on the target only >&2\nexit 1\n",
@@ -224,10 +224,13 @@ def test_cmake_cross(context):
         project,
         f"-DCMAKE_TOOLCHAIN_FILE={toolchain}",
         f"-DCMAKE_PREFIX_PATH={sysroot}/usr",
+        "-DQARN_RPC_LINT=ON",
         env={"PATH": path},
     )
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(build.folder / "echo")
+    rules = (build.folder / "build.ninja").read_text()
+    assert f"--plugin=protoc-gen-qarn-rpc-lint={context.plugin_lint} " in rules
 
 
 @pytest.fixture(name="case_project", scope="module")
