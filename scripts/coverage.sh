@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the tests of src/ with coverage: each file by itself, whole files, the
-# executable. Runs them and prints how many lines and branches of src/ they reach.
+# executables. Runs them and prints how many lines and branches of src/ they reach.
 # Fails if a line is not reached. Branches that only an exception takes do not
 # count. With --corpora it does the same for the kept inputs of each fuzzer instead,
 # and refuses nothing.
@@ -36,10 +36,12 @@ if $given; then
   done
   exit
 fi
-cmake --build --preset coverage --target unit_test golden_test protoc_test
+cmake --build --preset coverage \
+  --target unit_test golden_test protoc_test protoc-gen-qarn-rpc-lint print_rules
 # Counts of an earlier run would hide a line that is no longer reached.
 find build/coverage -name '*.gcda' -delete
 for program in build/coverage/tests/{unit/unit_test,golden/golden_test,unit/protoc_test}; do
   "$program" --gtest_brief
 done
+ctest --preset coverage --tests-regex '^lint\.(cases|details|goldens|rules|run)$'
 count --fail-under-line 100

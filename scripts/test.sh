@@ -28,7 +28,8 @@ fi
 # hardening, the instructions that it takes, and how it is installed and packed.
 cmake --preset release -B build/release-tests \
   -DQARN_RPC_BUILD_TESTS=ON -DQARN_RPC_BUILD_BENCH=ON
-cmake --build build/release-tests --target protoc-gen-qarn-rpc protoc-gen-qarn-rpc-any
+cmake --build build/release-tests \
+  --target protoc-gen-qarn-rpc protoc-gen-qarn-rpc-any protoc-gen-qarn-rpc-lint
 ctest --test-dir build/release-tests --output-on-failure --no-tests=error \
   --label-regex '^(hardening|instructions)$'
 ctest --test-dir build/release-tests --output-on-failure --no-tests=error \

@@ -133,6 +133,12 @@ class Builder {
     pb::FileDescriptorProto* file = request_.add_proto_file();
     file->set_name(NewFileName());
     file->set_package(NewPackage());
+    // What is for other languages, and for readers, is not for us.
+    file->mutable_options()->set_java_package("of.java");
+    file->mutable_options()->set_go_package("of/go");
+    auto* comment = file->mutable_source_code_info()->add_location();
+    for (int i = 0; i < 3; ++i) comment->add_span(0);
+    comment->set_leading_comments(" Of the file.\n");
     if (imports_schema_) {
       file->add_dependency(kSchema);
     }
