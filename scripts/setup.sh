@@ -30,10 +30,12 @@ declare -A packages=(
     bazel-bootstrap bazel-platforms bazel-rules-java bazel-rules-proto bazel-skylib"
   # The test of buf.
   [buf]="nodejs npm"
+  # The test of the format of a release's bill of materials.
+  [bill]="nodejs npm"
   # Roots of other Debian releases, to build and test in.
   [platforms]="git mmdebstrap tar util-linux"
   # The release, which is built in such a root.
-  [release]="git mmdebstrap minisign python3 tar util-linux"
+  [release]="git libarchive-tools minisign mmdebstrap python3 tar util-linux zip"
   # The benchmarks, and each of the programs that the plugin is measured against.
   [bench]="gnuplot-nox libbenchmark-dev pkg-config python3 valgrind"
   [capnproto]="capnproto"
@@ -56,7 +58,10 @@ declare -A packages=(
   [bazel]="bazel-bootstrap bazel-platforms bazel-rules-cc bazel-rules-java
     bazel-rules-proto bazel-skylib buildbox nginx python3-pytest siso"
   # To pack the files of a release, and for the gate.
-  [release-files]="dpkg-dev file lintian minisign pkg-config python3-pytest"
+  [release-files]="diffutils dpkg-dev file gzip libarchive-tools lintian minisign pkg-config
+    python3-pytest tar zip"
+  # To make them twice and to show where they differ.
+  [reproducible]="diffoscope-minimal faketime locales-all reprotest sudo"
   # The other architectures and Windows.
   [release-foreign]="crossbuild-essential-arm64 libprotobuf-dev:arm64 libprotoc-dev:arm64
     crossbuild-essential-s390x libprotobuf-dev:s390x libprotoc-dev:s390x
@@ -65,6 +70,8 @@ declare -A packages=(
 
 # What Debian has not, from npm, into the folder build/tools of the project.
 declare -A npm_packages=(
+  [bill]="@cyclonedx/cyclonedx-library@10.3.0 ajv@8.20.0 ajv-formats@3.0.1
+    ajv-formats-draft2019@1.6.1"
   [buf]="@bufbuild/buf@1.75.0"
   [lint]="@bazel/buildifier@8.2.1"
 )

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the bill of materials of a release, in the JSON of SPDX 2.3.
+"""Writes the bill of materials of a release, in the JSON of CycloneDX 1.6.
 
   scripts/release/bill.py FOLDER WORK PLATFORM...
 
@@ -7,89 +7,48 @@ FOLDER holds the files of the release and gets the bill. WORK/PLATFORM holds wha
 build.sh made for each: the folder `tree` that is packed, the traces of the links
 and the folder `build`. Runs where the programs were linked.
 
-The bill says of each file of the release which programs it holds, of each program
-from which packages the linker took code, and which other packages had
-headers for its sources. It is the same for the same files.
+The components are the files, the programs, and the packages. A file depends on the
+programs that it holds, and a program on the packages from which the linker took
+code; packages that only had headers for its sources are properties of it. The bill
+is the same for the same files.
 """
 
 import hashlib
 import json
 import os
 import pathlib
-import re
 import subprocess
 import sys
+import urllib.parse
 import uuid
 
 import linked
 import project
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+NAME = "qarn-rpc-gen"
+HEADERS = f"{NAME}:headers"
 
 
-def sha256(path):
-    """The checksum of the file, in hexadecimal."""
-    return hashlib.sha256(pathlib.Path(path).read_bytes()).hexdigest()
-
-
-def reference(*parts):
-    """An SPDX identifier, which takes letters, digits, dots and hyphens."""
-    return "SPDXRef-" + re.sub(r"[^A-Za-z0-9.]+", "-", "-".join(parts))
-
-
-def entry(spdx_id, name, version, **more):
-    """A package of the bill. Licences are the owner's and Debian's to state: each
-    Debian package has its own in /usr/share/doc/PACKAGE/copyright."""
-    return {
-        "SPDXID": spdx_id,
-        "name": name,
-        "versionInfo": version,
-        "supplier": "NOASSERTION",
-        "downloadLocation": "NOASSERTION",
-        "filesAnalyzed": False,
-        "licenseConcluded": "NOASSERTION",
-        "licenseDeclared": "NOASSERTION",
-        "copyrightText": "NOASSERTION",
-        **more,
-    }
-
-
-def checksums(path):
+def hashes(path):
     """The field of that name."""
-    return [{"algorithm": "SHA256", "checksumValue": sha256(path)}]
+    return [{"alg": "SHA-256", "content": hashlib.sha256(path.read_bytes()).hexdigest()}]
 
 
-def purl(name, version, architecture):
-    """The field that names a package as Debian has it."""
-    version = version.replace(":", "%3A").replace("+", "%2B")
-    return [
-        {
-            "referenceCategory": "PACKAGE-MANAGER",
-            "referenceType": "purl",
-            "referenceLocator": f"pkg:deb/debian/{name}@{version}?arch={architecture}",
-        }
-    ]
-
-
-def package_entry(package):
-    """The bill's entry of a Debian package, or of what was built from its source."""
+def package_component(package):
+    """A Debian package, or what was built from its source. Its identifier is its
+    package URL. Licences are Debian's to state: each package has its own in
+    /usr/share/doc/PACKAGE/copyright."""
+    source = f"Debian's source package {package.source} {package.source_version}"
     if package.name == linked.BUILT_HERE:
-        return entry(
-            reference("Built", package.name),
-            package.name,
-            package.source_version,
-            sourceInfo=f"built with mingw-w64 from Debian's source package {package.source} "
-            + package.source_version,
-            externalRefs=purl(package.source, package.source_version, "source"),
-        )
-    return entry(
-        reference("Debian", package.name, package.architecture),
-        package.name,
-        package.version,
-        supplier="Organization: Debian",
-        sourceInfo=f"Debian's source package {package.source} {package.source_version}",
-        externalRefs=purl(package.name, package.version, package.architecture),
-    )
+        name, version, architecture = package.source, package.source_version, "source"
+        more = {"description": f"built with mingw-w64 from {source}"}
+    else:
+        name, version, architecture = package.name, package.version, package.architecture
+        more = {"description": f"from {source}", "supplier": {"name": "Debian"}}
+    purl = f"pkg:deb/debian/{name}@{urllib.parse.quote(version)}?arch={architecture}"
+    ref = {"type": "library", "bom-ref": purl, "name": package.name}
+    return {**ref, "version": version, "purl": purl, **more}
 
 
 def headers(build):
@@ -106,71 +65,65 @@ class Bill:
 
     def __init__(self, version):
         self.version = version
-        self.packages = {}
-        self.relationships = []
+        self.components = {}
+        self.dependencies = {}
 
-    def add(self, package):
-        """Adds a package once, and returns its identifier."""
-        self.packages[package["SPDXID"]] = package
-        return package["SPDXID"]
-
-    def relate(self, one, kind, other):
-        """Adds a relationship."""
-        self.relationships.append(
-            {"spdxElementId": one, "relationshipType": kind, "relatedSpdxElement": other}
-        )
+    def add(self, component, depends_on=None):
+        """Adds a component once, and returns its identifier."""
+        ref = component["bom-ref"]
+        self.components[ref] = component
+        self.dependencies[ref] = sorted(depends_on or [])
+        return ref
 
     def add_program(self, platform, program, work):
         """Adds a program with what it is made of, and returns its identifier."""
         folder = work / platform
         names = project.platforms()[platform]
         (path,) = folder.glob(f"tree/*/bin/{program}")
-        spdx_id = self.add(
-            entry(
-                reference("Program", platform, program),
-                program,
-                self.version,
-                primaryPackagePurpose="APPLICATION",
-                checksums=checksums(path),
-                comment=f"for {names.system} on {names.cpu}",
-            )
-        )
         taken = set(linked.owners(linked.linked_files(folder / f"{program}.trace")).values())
-        for package in sorted(taken):
-            self.relate(spdx_id, "STATIC_LINK", self.add(package_entry(package)))
-        included = set(linked.owners(headers(folder / "build"), names.debian).values())
-        for package in sorted(included - taken):
-            self.relate(self.add(package_entry(package)), "BUILD_DEPENDENCY_OF", spdx_id)
-        return spdx_id
+        included = set(linked.owners(headers(folder / "build"), names.debian).values()) - taken
+        return self.add(
+            {
+                "type": "application",
+                "bom-ref": f"{platform}/{program}",
+                "name": program,
+                "version": self.version,
+                "description": f"for {names.system} on {names.cpu}",
+                "hashes": hashes(path),
+                "properties": [
+                    {"name": HEADERS, "value": self.add(package_component(package))}
+                    for package in sorted(included)
+                ],
+            },
+            [self.add(package_component(package)) for package in taken],
+        )
 
     def document(self):
-        """All of it. The namespace names this document alone; it is made from what
-        the document says."""
-        name = f"qarn-rpc-gen-{self.version}"
+        """All of it. The serial number names this document alone; it is made from
+        what the document says."""
+        product = {"type": "application", "bom-ref": NAME, "name": NAME, "version": self.version}
         body = {
-            "packages": [self.packages[spdx_id] for spdx_id in sorted(self.packages)],
-            "relationships": self.relationships,
-        }
-        identity = hashlib.sha256(json.dumps(body, sort_keys=True).encode()).hexdigest()
-        return {
-            "spdxVersion": "SPDX-2.3",
-            "dataLicense": "CC0-1.0",
-            "SPDXID": "SPDXRef-DOCUMENT",
-            "name": name,
-            "documentNamespace": f"urn:uuid:{uuid.uuid5(uuid.NAMESPACE_OID, name + identity)}",
-            "creationInfo": {
-                "created": f"{project.date_of(ROOT)}T00:00:00Z",
-                "creators": [f"Tool: qarn-rpc-gen-bill.py-{self.version}"],
+            "version": 1,
+            "metadata": {
+                "timestamp": f"{project.date_of(ROOT)}T00:00:00Z",
+                "tools": {
+                    "components": [{"type": "application", "name": "scripts/release/bill.py"}]
+                },
+                "component": product,
             },
-            **body,
+            "components": [self.components[ref] for ref in sorted(self.components)],
+            "dependencies": [
+                {"ref": ref, "dependsOn": self.dependencies[ref]}
+                for ref in sorted(self.dependencies)
+            ],
         }
-
-
-def purpose_of(name, source):
-    """What SPDX calls a file of a release whose source archive is `source`."""
-    if name.endswith((".deb", ".tgz")):
-        return "INSTALL"
-    return "SOURCE" if name == source else "ARCHIVE"
+        serial = uuid.uuid5(uuid.NAMESPACE_OID, json.dumps(body))
+        head = {
+            "bomFormat": "CycloneDX",
+            "specVersion": "1.6",
+            "serialNumber": f"urn:uuid:{serial}",
+        }
+        return {**head, **body}
 
 
 def main(arguments):
@@ -181,33 +134,20 @@ def main(arguments):
     folder, work = map(pathlib.Path, arguments[:2])
     version = project.version_of(ROOT)
     bill = Bill(version)
-    files = {path.name: path for path in sorted(folder.iterdir())}
-    source = f"qarn-rpc-gen-{version}.tar.gz"
-    for name, path in files.items():
-        spdx_id = bill.add(
-            entry(
-                reference("File", name),
-                name,
-                version,
-                packageFileName=name,
-                primaryPackagePurpose=purpose_of(name, source),
-                checksums=checksums(path),
-            )
-        )
-        bill.relate("SPDXRef-DOCUMENT", "DESCRIBES", spdx_id)
-    for platform in sorted(arguments[2:]):
+    holders = {}
+    for platform in arguments[2:]:
         names = project.platforms()[platform]
-        holders = [f"-{platform}.tar.gz", f"-{platform}.zip", f"-{names.node}-{version}.tgz"]
+        programs = [bill.add_program(platform, program, work) for program in names.programs]
+        for end in (f"-{platform}.tar.gz", f"-{platform}.zip", f"-{names.node}-{version}.tgz"):
+            holders[end] = programs
         if names.has_deb:
-            holders.append(f"_{names.debian}.deb")
-        for program in names.programs:
-            spdx_id = bill.add_program(platform, program, work)
-            bill.relate(spdx_id, "GENERATED_FROM", reference("File", source))
-            for name in files:
-                if name.endswith(tuple(holders)):
-                    bill.relate(reference("File", name), "CONTAINS", spdx_id)
+            holders[f"_{names.debian}.deb"] = programs
+    for path in folder.iterdir():
+        file = {"type": "file", "bom-ref": path.name, "name": path.name, "hashes": hashes(path)}
+        held = (programs for end, programs in holders.items() if path.name.endswith(end))
+        bill.add(file, next(held, None))
     text = json.dumps(bill.document(), indent=2) + "\n"
-    (folder / f"qarn-rpc-gen-{version}.spdx.json").write_text(text, encoding="utf-8")
+    (folder / f"{NAME}-{version}.cdx.json").write_text(text, encoding="utf-8")
     return 0
 
 

@@ -34,13 +34,13 @@ mkdir "$folder"
 pack_source() {
   mkdir -p "$work/source/$name"
   tar --create --exclude=./build . | tar --extract --directory "$work/source/$name"
-  scripts/release/pack.py "$work/source/$name" "$folder/$name.tar.gz"
+  scripts/release/pack.sh "$work/source/$name" "$folder/$name.tar.gz"
 }
 
 # build_platform PLATFORM SYSTEM DEBIAN TRIPLE CPU NODE DEB: the columns of
 # platforms.txt.
 build_platform() {
-  local platform=$1 system=$2 debian=$3 triple=$4 cpu=$5 deb=$7
+  local platform=$1 system=$2 debian=$3 triple=$4 cpu=$5 node=$6 deb=$7
   local place=$work/$platform tree=$work/$platform/tree/$name-$platform
   local target=(-DCMAKE_CXX_COMPILER="$triple-g++")
   if [[ "$system" == Windows ]]; then
@@ -60,11 +60,23 @@ build_platform() {
     -DQARN_RPC_WARNINGS_AS_ERRORS=ON
   cmake --build "$place/build"
   cmake --install "$place/build" --prefix "$tree" --strip
-  scripts/release/pack.py "$tree" "$folder/$name-$platform.tar.gz" \
+  scripts/release/pack.sh "$tree" "$folder/$name-$platform.tar.gz" \
     "$folder/$name-$platform.zip"
+  mkdir "$place/npm"
+  cp -r packaging/npm/platform "$place/npm/package"
+  cp -r "$tree/bin" "$place/npm/package"
+  pack_npm "$place/npm/package" "$folder/qarn-rpc-gen-$node-$version.tgz" \
+    "s/@SYSTEM@/${node%-*}/; s/@CPU@/${node#*-}/"
   if [[ "$deb" == deb ]]; then
     build_deb "$place" "$debian"
   fi
+}
+
+# pack_npm FOLDER ARCHIVE [EDIT]: packs the folder for npm; EDIT is for sed, and
+# fills in its package.json what the version does not.
+pack_npm() {
+  sed -i "s/@VERSION@/$version/; ${3:-}" "$1/package.json"
+  scripts/release/pack.sh "$1" "$2"
 }
 
 # build_deb PLACE DEBIAN: what CPack makes, packed again: CPack has no field
@@ -86,5 +98,9 @@ for platform in "$@"; do
   # shellcheck disable=SC2086 # its columns
   build_platform $row
 done
-scripts/release/npm.py "$folder" "$work" "$@"
+# The main npm package, which starts the programs of the others.
+mkdir "$work/npm"
+cp -r packaging/npm/main "$work/npm/package"
+install -D -m 644 {proto,"$work"/npm/package/include}/morvane/qarn/rpc/service_options.proto
+pack_npm "$work/npm/package" "$folder/$name.tgz"
 scripts/release/bill.py "$folder" "$work" "$@"

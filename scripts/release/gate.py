@@ -4,11 +4,11 @@
   scripts/release/gate.py FOLDER [--only PLATFORM] [--public-key FILE]
 
 FOLDER holds exactly the files of a release, or with --only those of one platform.
-Everybody who has them can run this: it needs protoc, dpkg-deb, qemu-user for the
-processors that are not this one, wine on x86_64 and objdump for the programs for
+Everybody who has them can run this: it needs protoc, dpkg-deb, bsdtar, qemu-user for
+the processors that are not this one, wine on x86_64 and objdump for the programs for
 Windows, and minisign if the checksums are signed, all of which Debian has.
 
-- SHA256SUMS is what is computed again, and its signature is of the public key.
+- SHA256SUMS is what sha256sum prints again, and its signature is of the public key.
 - Every archive and package opens; its times, owners and modes are those of the
   release; what one platform's archives and its Debian package have in common is
   equal.
@@ -17,8 +17,8 @@ Windows, and minisign if the checksums are signed, all of which Debian has.
 - The version is the same in the names, in the source archive's CMakeLists.txt,
   CHANGELOG.md and MODULE.bazel, in the CMake package, the pkg-config file, the man
   pages, the Debian and the npm packages.
-- The bill of materials is SPDX 2.3, and has each file and program with its
-  checksum.
+- The bill of materials has each file and program with its checksum, and each
+  program with protobuf.
 
 Exit status: 0 if all holds, 1 with the first thing that does not, 2 for wrong
 usage or a tool that is missing.
@@ -27,8 +27,6 @@ usage or a tool that is missing.
 import argparse
 import contextlib
 import gzip
-import hashlib
-import io
 import json
 import os
 import pathlib
@@ -36,13 +34,9 @@ import platform as machine
 import re
 import shlex
 import shutil
-import stat
 import subprocess
 import sys
-import tarfile
 import tempfile
-import time
-import zipfile
 
 import project
 from linked import BUILT_HERE
@@ -67,11 +61,6 @@ def expect(what, actual, expected):
         raise Refusal(f"{what} is {actual!r}, and not {expected!r}")
 
 
-def sha256(data):
-    """The checksum, in hexadecimal."""
-    return hashlib.sha256(data).hexdigest()
-
-
 def tool(*names, package):
     """The path of the first of the tools that is installed."""
     for name in names:
@@ -81,122 +70,67 @@ def tool(*names, package):
     raise Misuse(f"{names[0]} is not installed (Debian's package {package})")
 
 
-def run(command, what):
+def run(command, what, cwd=None):
     """What the command prints, or a Refusal."""
+    command = [str(word) for word in command]
     done = subprocess.run(
-        [str(word) for word in command], stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False
+        command, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False
     )
     if done.returncode != 0:
         raise Refusal(f"{what}:\n{(done.stdout + done.stderr).decode(errors='replace')}")
     return done.stdout
 
 
-# ------------------------------------------------------------------------------
-# Archives. What one holds is a mapping of names to modes and bytes; folders have
-# no bytes.
+def contents(what, keywords, *arguments):
+    """What bsdtar says with the keywords of each name in an archive or a folder."""
+    bsdtar = tool("bsdtar", package="libarchive-tools")
+    command = [bsdtar, "-cf", "-", "--format=mtree", f"--options=!all,{keywords}", *arguments]
+    lines = run(command, f"{what} does not open").decode().splitlines()[1:]
+    rows = [line.split(" ") for line in lines]
+    # The folder itself is "." or "/.".
+    return {
+        os.path.normpath(f"./{name}"): dict(field.split("=") for field in fields)
+        for name, *fields in rows
+    }
 
 
-def checked_mode(what, name, mode):
-    """The mode, if it is one that the release gives."""
-    if stat.S_IMODE(mode) not in (0o755, 0o644):
-        raise Refusal(f"{what}: {name} has the mode {mode:o}")
-    return stat.S_IMODE(mode)
+def contents_of(folder):
+    """What archives have in common: of each name its kind, its mode and the checksum
+    of its bytes."""
+    return contents(folder.name, "type,mode,sha256", "-C", folder, ".")
 
 
-def checked_name(what, name):
-    """The name without a folder's slash, if it stays where it is unpacked."""
-    if name.startswith("/") or ".." in name.split("/"):
-        raise Refusal(f"{what}: the name {name} leads out of the folder")
-    return name.rstrip("/")
+def unpack(path, top, epoch, folder):
+    """Unpacks an archive, all of which must stand below the name `top` and be as the
+    release packs it. With None for the epoch any time will do. Returns where it
+    lies."""
+    for name, fields in contents(path.name, "type,mode,uid,gid,time,sha256", f"@{path}").items():
+        if name != ".":
+            expect(f"{path.name}: the first name of {name}", name.split("/")[0], top)
+        # Links have no checksum, and a hard link has the type of a file.
+        if fields["type"] != "dir" and "sha256digest" not in fields:
+            raise Refusal(f"{path.name}: {name} is neither a file nor a folder")
+        if fields["mode"] not in ("755", "644"):
+            raise Refusal(f"{path.name}: {name} has the mode {fields['mode']}")
+        expect(f"{path.name}: the owner of {name}", (fields["uid"], fields["gid"]), ("0", "0"))
+        if epoch is not None:
+            expect(f"{path.name}: the time of {name}", fields["time"], f"{epoch}.0")
+    folder.mkdir(parents=True)
+    run(["bsdtar", "-xpf", path, "-C", folder], f"{path.name} does not open")
+    return folder / top
 
 
-def tar_contents(what, file, epoch):
-    """What the .tar in the file object holds. With None for the epoch any time will
-    do."""
-    contents = {}
-    try:
-        with tarfile.open(fileobj=file, mode="r:") as tar:
-            for info in tar:
-                if not info.isfile() and not info.isdir():
-                    raise Refusal(f"{what}: {info.name} is neither a file nor a folder")
-                if epoch is not None:
-                    expect(f"{what}: the time of {info.name}", info.mtime, epoch)
-                expect(f"{what}: the owner of {info.name}", (info.uid, info.gid), (0, 0))
-                data = tar.extractfile(info).read() if info.isfile() else None
-                name = checked_name(what, info.name)
-                contents[name] = (checked_mode(what, name, info.mode), data)
-    except (tarfile.TarError, OSError, EOFError) as error:
-        raise Refusal(f"{what} does not open: {error}") from error
-    return contents
-
-
-def tar_gz_contents(path, epoch):
-    """What a .tar.gz holds."""
-    try:
-        data = gzip.decompress(path.read_bytes())
-    except (OSError, EOFError) as error:
-        raise Refusal(f"{path.name} does not open: {error}") from error
-    return tar_contents(path.name, io.BytesIO(data), epoch)
-
-
-def zip_contents(path, epoch):
-    """What a .zip holds."""
-    contents = {}
-    try:
-        with zipfile.ZipFile(path) as packed:
-            for info in packed.infolist():
-                expect(
-                    f"{path.name}: the time of {info.filename}",
-                    info.date_time,
-                    tuple(time.gmtime(epoch)[:6]),
-                )
-                mode = checked_mode(path.name, info.filename, info.external_attr >> 16)
-                name = checked_name(path.name, info.filename)
-                contents[name] = (mode, None if info.is_dir() else packed.read(info))
-    except (zipfile.BadZipFile, OSError) as error:
-        raise Refusal(f"{path.name} does not open: {error}") from error
-    return contents
-
-
-def unpack(contents, folder):
-    """Writes what an archive holds below the folder."""
-    for name, (mode, data) in sorted(contents.items()):
-        path = folder / name
-        if data is None:
-            path.mkdir(parents=True, exist_ok=True)
-        else:
-            path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_bytes(data)
-            path.chmod(mode)
-    return folder
-
-
-def under_one_name(path, contents, name):
-    """The contents of an archive, all of which must stand below `name`."""
-    inside = {}
-    for entry, value in contents.items():
-        first, _, rest = entry.partition("/")
-        expect(f"{path.name}: the first name of {entry}", first, name)
-        if rest:
-            inside[rest] = value
-    return inside
-
-
-def expect_equal_contents(what, contents, others):
+def expect_equal_contents(what, held, others):
     """Refuses unless both hold the same names, modes and bytes."""
-    for name in sorted(set(contents) | set(others)):
-        if contents.get(name) != others.get(name):
+    for name in sorted(set(held) | set(others)):
+        if held.get(name) != others.get(name):
             raise Refusal(f"{what}: {name} is not as in the .tar.gz of the same platform")
-
-
-# ------------------------------------------------------------------------------
-# What is checked.
 
 
 def expected_files(version, platforms, signed):
     """The names of the files of a release."""
     name = f"qarn-rpc-gen-{version}"
-    files = {"SHA256SUMS", f"{name}.tar.gz", f"{name}.tgz", f"{name}.spdx.json"}
+    files = {"SHA256SUMS", f"{name}.tar.gz", f"{name}.tgz", f"{name}.cdx.json"}
     for platform in platforms:
         names = project.platforms()[platform]
         files |= {f"{name}-{platform}.tar.gz", f"{name}-{platform}.zip"}
@@ -209,11 +143,11 @@ def expected_files(version, platforms, signed):
 def check_sums(folder, version, public_key):
     """SHA256SUMS, and its signature if there is one."""
     signature = folder / "SHA256SUMS.minisig"
-    summed = sorted(path for path in folder.iterdir() if not path.name.startswith("SHA256SUMS"))
-    expected = "".join(f"{sha256(path.read_bytes())}  {path.name}\n" for path in summed)
-    actual = (folder / "SHA256SUMS").read_bytes()
-    if actual != expected.encode():
-        raise Refusal(f"SHA256SUMS does not fit the files, whose checksums are\n{expected}")
+    names = {path.name for path in folder.iterdir()} - {"SHA256SUMS", signature.name}
+    # Not --check, which lets a file that has no line pass.
+    sums = run(["sha256sum", "--", *sorted(names)], "sha256sum fails", folder)
+    if (folder / "SHA256SUMS").read_bytes() != sums:
+        raise Refusal(f"SHA256SUMS does not fit the files; their checksums are\n{sums.decode()}")
     if not signature.exists():
         if public_key:
             raise Refusal("SHA256SUMS is not signed")
@@ -237,20 +171,15 @@ def open_source(path, version, folder):
     """Unpacks the source archive, whose files must name the version. Returns its
     folder and the time of the release, which stands in one of them."""
     name = f"qarn-rpc-gen-{version}"
-    contents = tar_gz_contents(path, None)
-    under_one_name(path, contents, name)
-    tree = unpack(contents, folder) / name
-    try:
-        project.check_versions(tree)
-        expect(f"{path.name}: the version in CMakeLists.txt", project.version_of(tree), version)
-        epoch = project.epoch_of(project.date_of(tree))
-    except OSError as error:
-        raise Refusal(f"{path.name} is no source archive: {error}") from error
-    tar_gz_contents(path, epoch)
+    tree = unpack(path, name, None, folder / "first")
+    project.check_versions(tree)
+    expect(f"{path.name}: the version in CMakeLists.txt", project.version_of(tree), version)
+    epoch = project.epoch_of(project.date_of(tree))
+    unpack(path, name, epoch, folder / "again")
     return tree, epoch
 
 
-def check_tree_versions(what, contents, version):
+def check_tree_versions(what, tree, version):
     """The version in each file of an installed tree that has one."""
     number = rf"({project.NUMBER})"
     found = {
@@ -263,7 +192,8 @@ def check_tree_versions(what, contents, version):
     for program in project.PROGRAMS:
         found[f"share/man/man1/{program}.1"] = rf'^\.TH .* "qarn-rpc-gen {number}"$'
     for name, pattern in found.items():
-        text = contents[name][1].decode() if name in contents else ""
+        path = tree / name
+        text = path.read_text(encoding="utf-8") if path.exists() else ""
         match = re.search(pattern, text, re.MULTILINE)
         expect(f"{what}: the version in {name}", match and match.group(1), version)
 
@@ -318,73 +248,59 @@ def check_programs(what, prefix, names, source, work):
             ],
             f"{what}: {program} fails",
         )
-        for tree, other in ((case / "plain", output), (output, case / "plain")):
-            for path in (path for path in tree.rglob("*") if path.is_file()):
-                twin = other / path.relative_to(tree)
-                if not twin.exists() or twin.read_bytes() != path.read_bytes():
-                    raise Refusal(f"{what}: {program} writes another {path.relative_to(tree)}")
+        run(["diff", "-r", case / "plain", output], f"{what}: {program} writes something else")
 
 
-def check_deb(path, inside, version, debian, epoch):
+def check_deb(path, inside, version, debian, epoch, work):
     """A Debian package: its fields, and that it holds what the archives of its
-    platform hold. Returns what it holds, named as in those."""
+    platform hold. Returns its folder."""
     dpkg_deb = tool("dpkg-deb", package="dpkg")
-    tar = run([dpkg_deb, "--fsys-tarfile", path], f"{path.name} does not open")
-    files = {
-        name[len("./usr/") :]: value
-        for name, value in tar_contents(path.name, io.BytesIO(tar), epoch).items()
-        if name.startswith("./usr/")
-    }
-
-    def field(name):
-        command = [dpkg_deb, "--field", path, name]
-        return run(command, f"{path.name} does not open").decode().strip()
-
-    expect(f"{path.name}: Package", field("Package"), "qarn-rpc-gen")
-    expect(f"{path.name}: Version", field("Version"), version)
-    expect(f"{path.name}: Architecture", field("Architecture"), debian)
+    fields = "--showformat=${Package} ${Version} ${Architecture}|${Static-Built-Using}"
+    shown = run([dpkg_deb, "--show", fields, path], f"{path.name} does not open").decode()
+    identity, built_using = shown.split("|")
+    expect(f"{path.name}: what it is", identity, f"qarn-rpc-gen {version} {debian}")
     for source in ("glibc", "protobuf"):
-        if not re.search(rf"\b{source} \(= [^)]+\)", field("Static-Built-Using")):
+        if not re.search(rf"\b{source} \(= [^)]+\)", built_using):
             raise Refusal(f"{path.name}: Static-Built-Using lacks {source}")
 
-    doc = "share/doc/qarn-rpc-gen"
-    shared = {}
-    for name, (mode, data) in files.items():
-        if data is not None and (name.startswith("share/man/") or name.endswith("changelog.gz")):
-            shared[name[: -len(".gz")]] = (mode, gzip.decompress(data))
-        else:
-            shared[name] = (mode, data)
+    data = work / f"{path.name}.tar"
+    data.write_bytes(run([dpkg_deb, "--fsys-tarfile", path], f"{path.name} does not open"))
+    prefix = unpack(data, "usr", epoch, work / path.name)
+    doc = prefix / "share/doc/qarn-rpc-gen"
     expect(
         f"{path.name}: the beginning of its changelog",
-        shared[f"{doc}/changelog"][1].decode().split(";")[0],
+        gzip.decompress((doc / "changelog.gz").read_bytes()).decode().split(";")[0],
         f"qarn-rpc-gen ({version}) unstable",
     )
-    only_here = ("lintian", "lintian/overrides", "lintian/overrides/qarn-rpc-gen")
-    for name in (f"{doc}/changelog", f"{doc}/copyright", *(f"share/{name}" for name in only_here)):
-        shared.pop(name, None)
-    expect_equal_contents(path.name, shared, inside)
-    return files
+    overrides = prefix / "share/lintian/overrides/qarn-rpc-gen"
+    for only_here in (doc / "changelog.gz", doc / "copyright", overrides):
+        only_here.unlink()
+    os.removedirs(overrides.parent)
+    run(["gunzip", *prefix.glob("share/man/man1/*")], f"{path.name}: its man pages do not open")
+    expect_equal_contents(path.name, contents_of(prefix), inside)
+    return prefix
 
 
-def check_npm(path, inside, version, node, epoch):
+def check_npm(path, inside, version, node, epoch, work):
     """The npm package of a platform: whose it is, and that it has the programs of
-    the archives and nothing else. Returns what it holds."""
-    files = under_one_name(path, tar_gz_contents(path, epoch), "package")
-    fields = json.loads(files["package.json"][1])
+    the archives and nothing else. Returns its folder."""
+    package = unpack(path, "package", epoch, work / path.name)
+    fields = json.loads((package / "package.json").read_bytes())
     expect(f"{path.name}: the name", fields["name"], f"qarn-rpc-gen-{node}")
     expect(f"{path.name}: the version", fields["version"], version)
     expect(f"{path.name}: os and cpu", fields["os"] + fields["cpu"], node.split("-"))
-    programs = {name: inside[name] for name in inside if name.split("/")[0] == "bin"}
-    found = {name: value for name, value in files.items() if name != "package.json"}
-    expect_equal_contents(path.name, found, programs)
-    return files
+    held = contents_of(package)
+    programs = {name: inside[name] for name in inside if name.split("/")[0] in (".", "bin")}
+    del held["package.json"]
+    expect_equal_contents(path.name, held, programs)
+    return package
 
 
-def check_main_npm(path, version, source, epoch):
+def check_main_npm(path, version, source, epoch, work):
     """The main npm package: it starts each program, takes those of this version,
     and has the options schema."""
-    files = under_one_name(path, tar_gz_contents(path, epoch), "package")
-    fields = json.loads(files["package.json"][1])
+    package = unpack(path, "package", epoch, work / path.name)
+    fields = json.loads((package / "package.json").read_bytes())
     expect(
         f"{path.name}: the version", (fields["name"], fields["version"]), ("qarn-rpc-gen", version)
     )
@@ -394,84 +310,39 @@ def check_main_npm(path, version, source, epoch):
         fields["optionalDependencies"],
         {f"qarn-rpc-gen-{node}": version for node in nodes},
     )
-    for program in project.PROGRAMS:
-        script = files[fields["bin"][program]]
-        expect(f"{path.name}: the mode of {fields['bin'][program]}", script[0], 0o755)
-    schema = "morvane/qarn/rpc/service_options.proto"
-    for name, original in (
-        (f"include/{schema}", source / "proto" / schema),
-        ("run.js", source / "packaging/npm/run.js"),
-    ):
-        if files[name][1] != original.read_bytes():
-            raise Refusal(f"{path.name}: {name} is not that of the source archive")
+    held = contents_of(package)
+    modes = [held[fields["bin"][program]]["mode"] for program in project.PROGRAMS]
+    expect(f"{path.name}: the modes of its scripts", modes, ["755", "755"])
+    original = source / "packaging/npm/main"
+    command = ["diff", "-r", "--exclude=package.json", "--exclude=include", original, package]
+    run(command, f"{path.name}: its scripts are not those of the source archive")
+    command = ["diff", "-r", source / "proto/morvane", package / "include/morvane"]
+    run(command, f"{path.name}: its schema is not that of the source archive")
 
 
 def check_bill(bill, files, programs):
-    """The bill of materials: that it is SPDX 2.3, and right."""
-    for field, pattern in (
-        ("spdxVersion", r"SPDX-2\.3"),
-        ("dataLicense", r"CC0-1\.0"),
-        ("SPDXID", r"SPDXRef-DOCUMENT"),
-        ("name", r".+"),
-        ("documentNamespace", r"[a-z][a-z0-9+.-]*:[^#\s]+"),
-    ):
-        if not re.fullmatch(pattern, str(bill.get(field, ""))):
-            raise Refusal(f"the bill of materials: {field} is {bill.get(field)!r}")
-    if not re.fullmatch(r"\d{4}(-\d\d){2}T\d\d(:\d\d){2}Z", bill["creationInfo"]["created"]):
-        raise Refusal("the bill of materials: created is no time")
-    for creator in bill["creationInfo"]["creators"] or [""]:
-        if not re.match(r"(Tool|Person|Organization): \S", creator):
-            raise Refusal(f"the bill of materials: '{creator}' creates nothing")
-    packages = {package["SPDXID"]: package for package in bill["packages"]}
-    expect("the number of identifiers in the bill", len(packages), len(bill["packages"]))
-    for spdx_id, package in packages.items():
-        if not re.fullmatch(r"SPDXRef-[A-Za-z0-9.-]+", spdx_id):
-            raise Refusal(f"the bill of materials: {spdx_id} is no identifier")
-        for field in ("name", "versionInfo", "downloadLocation"):
-            if not package.get(field):
-                raise Refusal(f"the bill of materials: {spdx_id} has no {field}")
-        # Otherwise SPDX wants a list of files.
-        expect(
-            f"the bill of materials: filesAnalyzed of {spdx_id}", package["filesAnalyzed"], False
+    """The bill of materials: that it is of these files and of these programs, given as
+    identifiers with checksums, and that programs are linked with protobuf."""
+    expect("the format of the bill", (bill["bomFormat"], bill["specVersion"]), ("CycloneDX", "1.6"))
+    for kind, sums in (("file", files), ("application", programs)):
+        found = {one["bom-ref"]: one["hashes"] for one in bill["components"] if one["type"] == kind}
+        expected = {ref: [{"alg": "SHA-256", "content": sums[ref]}] for ref in sums}
+        expect(f"what the bill of materials says of each {kind}", found, expected)
+    refs = sorted(component["bom-ref"] for component in bill["components"])
+    depends_on = {one["ref"]: one["dependsOn"] for one in bill["dependencies"]}
+    expect("what the bill of materials says the dependencies of", sorted(depends_on), refs)
+    unknown = sorted({other for others in depends_on.values() for other in others} - set(refs))
+    expect("what the bill of materials depends on and lacks", unknown, [])
+    for program in programs:
+        protobuf = (
+            [BUILT_HERE] if program.endswith(".exe") else ["libprotobuf-dev", "libprotoc-dev"]
         )
-    linked = {}
-    for relationship in bill["relationships"]:
-        one, other = relationship["spdxElementId"], relationship["relatedSpdxElement"]
-        for spdx_id in {one, other} - {"SPDXRef-DOCUMENT"} - set(packages):
-            raise Refusal(f"the bill of materials relates {spdx_id}, which it lacks")
-        kind = relationship["relationshipType"]
-        if kind == "STATIC_LINK":
-            linked.setdefault(one, set()).add(packages[other]["name"])
-        elif kind not in ("DESCRIBES", "CONTAINS", "GENERATED_FROM", "BUILD_DEPENDENCY_OF"):
-            raise Refusal(f"the bill of materials: {kind} is no relationship that we use")
-
-    def checksum(spdx_id):
-        (value,) = packages[spdx_id]["checksums"]
-        return value["algorithm"], value["checksumValue"]
-
-    described = {
-        packages[relationship["relatedSpdxElement"]]["packageFileName"]: checksum(
-            relationship["relatedSpdxElement"]
-        )
-        for relationship in bill["relationships"]
-        if relationship["relationshipType"] == "DESCRIBES"
-    }
-    expect(
-        "what the bill of materials describes",
-        described,
-        {path.name: ("SHA256", sha256(path.read_bytes())) for path in files},
-    )
-    named = {spdx_id for spdx_id in packages if spdx_id.startswith("SPDXRef-Program-")}
-    expect(
-        "the programs in the bill", named, {f"SPDXRef-Program-{program}" for program in programs}
-    )
-    for program, data in programs.items():
-        spdx_id = f"SPDXRef-Program-{program}"
-        expect(f"the checksum of {spdx_id}", checksum(spdx_id), ("SHA256", sha256(data)))
-        needed = [BUILT_HERE] if program.endswith(".exe") else ["libprotobuf-dev", "libprotoc-dev"]
-        for name in needed:
-            if name not in linked.get(spdx_id, ()):
-                raise Refusal(f"the bill of materials: {spdx_id} is not linked with {name}")
+        linked = [
+            one["name"] for one in bill["components"] if one["bom-ref"] in depends_on[program]
+        ]
+        for name in protobuf:
+            if name not in linked:
+                raise Refusal(f"the bill of materials: {program} is not linked with {name}")
 
 
 def check_platform(folder, version, platform, source, epoch, work):
@@ -479,35 +350,33 @@ def check_platform(folder, version, platform, source, epoch, work):
     names = project.platforms()[platform]
     name = f"qarn-rpc-gen-{version}-{platform}"
     tar_gz, packed_zip = folder / f"{name}.tar.gz", folder / f"{name}.zip"
-    contents = tar_gz_contents(tar_gz, epoch)
-    inside = under_one_name(tar_gz, contents, name)
-    expect_equal_contents(packed_zip.name, zip_contents(packed_zip, epoch), contents)
-    check_tree_versions(tar_gz.name, inside, version)
-    holders = {tar_gz.name: inside}
+    prefix = unpack(tar_gz, name, epoch, work / tar_gz.name)
+    inside = contents_of(prefix)
+    zipped = unpack(packed_zip, name, epoch, work / packed_zip.name)
+    expect_equal_contents(packed_zip.name, contents_of(zipped), inside)
+    check_tree_versions(tar_gz.name, prefix, version)
+    holders = {tar_gz.name: prefix}
     if names.has_deb:
         deb = folder / f"qarn-rpc-gen_{version}_{names.debian}.deb"
-        holders[deb.name] = check_deb(deb, inside, version, names.debian, epoch)
+        holders[deb.name] = check_deb(deb, inside, version, names.debian, epoch, work)
     npm = folder / f"qarn-rpc-gen-{names.node}-{version}.tgz"
-    holders[npm.name] = check_npm(npm, inside, version, names.node, epoch)
-    for what, files in holders.items():
-        prefix = unpack(files, work / what)
-        check_programs(what, prefix, names, source, work)
-    # As the bill of materials names them; its identifiers take no "_".
-    prefix = platform.replace("_", "-")
-    return {f"{prefix}-{program}": inside[f"bin/{program}"][1] for program in names.programs}
+    holders[npm.name] = check_npm(npm, inside, version, names.node, epoch, work)
+    for what, place in holders.items():
+        check_programs(what, place, names, source, work)
+    return {
+        f"{platform}/{program}": inside[f"bin/{program}"]["sha256digest"]
+        for program in names.programs
+    }
 
 
 def check(folder, only, public_key, work):
     """Checks all; prints what holds, step by step."""
-    sources = [
-        match.group(1)
-        for path in folder.iterdir()
-        if (match := re.fullmatch(rf"qarn-rpc-gen-({project.NUMBER})\.tar\.gz", path.name))
-    ]
+    names = {path.name for path in folder.iterdir()}
+    found = [re.fullmatch(rf"qarn-rpc-gen-({project.NUMBER})\.tar\.gz", name) for name in names]
+    sources = [match.group(1) for match in found if match]
     if len(sources) != 1:
         raise Refusal(f"{folder} has {len(sources)} source archives, and not one")
     version = sources[0]
-    names = {path.name for path in folder.iterdir()}
     platforms = [only] if only else list(project.platforms())
     expected = expected_files(version, platforms, "SHA256SUMS.minisig" in names)
     if names != expected:
@@ -522,13 +391,15 @@ def check(folder, only, public_key, work):
     for platform in platforms:
         programs.update(check_platform(folder, version, platform, tree, epoch, work / platform))
         print(f"{platform}: archives and programs hold")
-    check_main_npm(folder / f"qarn-rpc-gen-{version}.tgz", version, tree, epoch)
+    check_main_npm(folder / f"qarn-rpc-gen-{version}.tgz", version, tree, epoch, work)
     print("npm: the main package holds")
-    bill = folder / f"qarn-rpc-gen-{version}.spdx.json"
-    described = json.loads(bill.read_text(encoding="utf-8"))
-    files = [folder / name for name in expected if name.startswith("qarn-rpc-gen")]
-    check_bill(described, [path for path in files if path != bill], programs)
-    print(f"{bill.name} has {len(described['packages'])} packages")
+    bill = folder / f"qarn-rpc-gen-{version}.cdx.json"
+    described = json.loads(bill.read_bytes())
+    lines = (folder / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
+    sums = dict(reversed(line.split("  ")) for line in lines)
+    del sums[bill.name]
+    check_bill(described, sums, programs)
+    print(f"{bill.name} has {len(described['components'])} components")
     print(f"gate: {len(names)} files of {version} hold")
 
 
@@ -537,6 +408,8 @@ def work_folder():
     """A folder that is removed at the end. Wine keeps its files in it."""
     with tempfile.TemporaryDirectory() as name:
         os.environ["WINEPREFIX"] = f"{name}/wine"
+        # The times in a .zip are of no zone.
+        os.environ["TZ"] = "UTC0"
         try:
             yield pathlib.Path(name)
         finally:
@@ -560,7 +433,7 @@ def main():
     except (Refusal, project.Disagreement) as refusal:
         print(f"gate: REFUSED: {refusal}", file=sys.stderr)
         return 1
-    except (KeyError, TypeError, ValueError) as error:
+    except (KeyError, OSError, TypeError, ValueError) as error:
         # What one of our own files must have, and this one lacks.
         print(f"gate: REFUSED: a file is not of the form that it should have: {error!r}")
         return 1

@@ -65,10 +65,7 @@ def make_checkout(source, folder):
 def pack(source, folder, archive):
     """Packs the folder as a release would the files of the tree."""
     epoch = run([source / "scripts/release/project.py"]).split()[2]
-    run(
-        [source / "scripts/release/pack.py", folder, archive],
-        env={"SOURCE_DATE_EPOCH": epoch},
-    )
+    run([source / "scripts/release/pack.sh", folder, archive], env={"SOURCE_DATE_EPOCH": epoch})
 
 
 def code_blocks(source, page, language, heading=""):

@@ -1,9 +1,11 @@
 """The signed files of a release for linux-x86_64, made from this tree: the gate, the
 page for users, the image and the npm packages are tried with them."""
 
+import json
 import os
 import re
 import shutil
+import subprocess
 import sys
 
 import pytest
@@ -19,6 +21,14 @@ pytestmark = [
 ONLY = ["--only", "linux-x86_64"]
 PLUGIN = "bin/protoc-gen-qarn-rpc"
 PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+
+VALIDATE = """
+const { Spec, Validation } = require("@cyclonedx/cyclonedx-library");
+const bill = require("fs").readFileSync(0, "utf8");
+new Validation.JsonStrictValidator(Spec.Version.v1dot6).validate(bill).then((error) => {
+  if (error !== null) throw new Error(JSON.stringify(error));
+});
+"""
 
 
 class Files:
@@ -86,6 +96,17 @@ def test_gate_lets_what_was_made_pass(files):
 def test_gate_wants_the_key_of_what_is_signed(files):
     text = files.gate(files.folder, status=2, public_key=False)
     assert "SHA256SUMS is signed: give the public key" in text
+
+
+def test_archives_are_in_order(files):
+    """Their names are sorted, and no header of gzip has a time or a name."""
+    for path in (*files.folder.glob("*.tar.gz"), *files.folder.glob("*.tgz")):
+        names = run(["tar", "-tf", path]).splitlines()
+        assert names == sorted(names, key=lambda name: name.rstrip("/").split("/"))
+        assert path.read_bytes()[:8] == b"\x1f\x8b\x08" + bytes(5)
+    (path,) = files.folder.glob("*.zip")
+    names = [name.rstrip("/") for name in run(["bsdtar", "-tf", path]).splitlines()]
+    assert names == sorted(names)
 
 
 def test_gate_misses_the_other_platforms(files):
@@ -163,26 +184,60 @@ def test_gate_sees_another_archive(files, copy, tmp_path, path, change, kinds, e
     change(tree / path, files.version)
     archives = [copy / f"{name}{kind}" for kind in kinds]
     epoch = {"SOURCE_DATE_EPOCH": files.epoch}
-    files.script("release/pack.py", tree, *archives, env=epoch)
+    files.script("release/pack.sh", tree, *archives, env=epoch)
     files.write_sums(copy)
     assert expected in files.gate(copy, status=1)
 
 
 @pytest.mark.parametrize(
-    "old, new, expected",
+    "change, expected",
     [
-        ("SPDX-2.3", "SPDX-2.2", "spdxVersion is 'SPDX-2.2'"),
-        ('"STATIC_LINK"', '"CONTAINS"', "is not linked with libprotobuf-dev"),
-        ('"DESCRIBES"', '"CONTAINS"', "what the bill of materials describes is {}"),
-        ("SPDXRef-Program", "SPDXRef-Other", "the programs in the bill"),
+        (
+            lambda bill: bill.update(specVersion="1.5"),
+            "the format of the bill is ('CycloneDX', '1.5')",
+        ),
+        (lambda bill: bill["components"].clear(), "the bill of materials says of each file is {}"),
+        # The first component is a program.
+        (
+            lambda bill: bill["components"][0]["hashes"][0].update(content="0"),
+            "the bill of materials says of each application is",
+        ),
+        (
+            lambda bill: bill["components"].append(bill["components"][0]),
+            "the bill of materials says the dependencies of is",
+        ),
+        (
+            lambda bill: bill["dependencies"][0]["dependsOn"].append("x"),
+            "the bill of materials depends on and lacks is ['x']",
+        ),
+        (
+            lambda bill: bill["dependencies"][0]["dependsOn"].clear(),
+            "is not linked with libprotobuf-dev",
+        ),
     ],
 )
-def test_gate_sees_another_bill(files, copy, old, new, expected):
+def test_gate_sees_another_bill(files, copy, change, expected):
     """Although the checksums fit and are signed."""
-    (bill,) = copy.glob("*.spdx.json")
-    bill.write_text(bill.read_text().replace(old, new))
+    (path,) = copy.glob("*.cdx.json")
+    bill = json.loads(path.read_text())
+    change(bill)
+    path.write_text(json.dumps(bill))
     files.write_sums(copy)
     assert expected in files.gate(copy, status=1)
+
+
+@pytest.mark.needs("npm")
+def test_bill_is_valid(files, source, tmp_path):
+    """As CycloneDX's own library says, which also refuses what it does not know."""
+    if subprocess.run([source / "scripts/setup.sh", "bill"], check=False).returncode != 0:
+        pytest.skip("npm cannot install the validator")
+    (bill,) = files.folder.glob("*.cdx.json")
+    env = {"NODE_PATH": source / "build/tools/node_modules"}
+    run(["node", "-e", VALIDATE], stdin=bill, env=env)
+    other = tmp_path / "other"
+    other.write_text(bill.read_text().replace('"purl"', '"puri"'))
+    text = run(["node", "-e", VALIDATE], stdin=other, env=env, status=1)
+    assert "must NOT have additional properties" in text
 
 
 def test_commands_of_the_page(files, copy, source):
