@@ -104,12 +104,12 @@ void ReplacedLater(const Run& run, Report& report) {
         const std::string name = MessageClassName(message, false);
         const ServiceDescriptor* service = ServiceWithMacro(file, name);
         if (service != nullptr && used.count(message) == 0) {
-          report.At(service, "the macro '" + name + "' of the service '" +
-                                 std::string(service->name()) +
-                                 "' replaces the name of " + Quoted(message) +
-                                 " in all that comes after its header; write "
-                                 "'#undef " +
-                                 name + "' behind that, or rename one");
+          std::string text = "the macro '" + name + "' of the service '";
+          text += std::string(service->name());
+          text += "' replaces the name of " + Quoted(message);
+          text += " in all that comes after its header; write '#undef " + name;
+          text += "' behind that, or rename one";
+          report.At(service, text);
         }
       });
     }

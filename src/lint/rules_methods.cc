@@ -149,6 +149,7 @@ void LikeServiceMacro(const Run& run, Report& report) {
 }
 
 // An enumerator stands beside the service's class, and meets the names there.
+// In the class, a message that the service uses hides it in any case.
 void EnumeratorsClash(const Run& run, Report& report) {
   for (const FileDescriptor* file : run.files) {
     DeclaredNames taken;
@@ -167,15 +168,22 @@ void EnumeratorsClash(const Run& run, Report& report) {
       });
     }
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      DeclaredNames used;
+      for (const Descriptor* message : MessagesOf(service)) {
+        used.emplace(MessageClassName(message, false),
+                     "the message " + std::string(message->full_name()));
+      }
       ForEachMethod(service, [&](const MethodDescriptor* method) {
+        const std::string name = EnumeratorOf(method);
         const auto added = taken.emplace(
-            EnumeratorOf(method),
-            "the enumerator of " + std::string(method->full_name()));
-        if (!added.second) {
-          report.At(method, "the enumerator '" + EnumeratorOf(method) +
-                                "' that is made for " + Quoted(method) +
-                                " has the name of " + added.first->second +
-                                "; rename one");
+            name, "the enumerator of " + std::string(method->full_name()));
+        const auto hiding = used.find(name);
+        if (!added.second || hiding != used.end()) {
+          report.At(method,
+                    "the enumerator '" + name + "' that is made for " +
+                        Quoted(method) + " has the name of " +
+                        (added.second ? hiding->second : added.first->second) +
+                        "; rename one");
         }
       });
     });

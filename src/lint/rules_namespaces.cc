@@ -153,7 +153,16 @@ void Taken(const Run& run, Report& report) {
     DeclaredNames declared = TypesInPackage(file);
     const DeclaredNames values = EnumValuesInPackage(file);
     declared.insert(values.begin(), values.end());
+    // What the names in a service's class would hide, where its methods use the
+    // namespace.
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      if (service->method_count() == 0) {
+        return;
+      }
+      for (const Descriptor* message : MessagesOf(service)) {
+        declared.emplace(MessageClassName(message, false),
+                         "the message " + std::string(message->full_name()));
+      }
       declared.emplace(std::string(service->name()),
                        "the service " + std::string(service->full_name()));
       declared.emplace("Stub", "a class in that of each service");
@@ -165,10 +174,10 @@ void Taken(const Run& run, Report& report) {
     }
   }
   for (const std::string& other : others) {
-    report.At(PlaceOfNamespace(run), "the services namespace '" + name +
-                                         "' has the name of " + other +
-                                         "; choose another name, such as "
-                                         "'api'");
+    std::string text = "the services namespace '" + name;
+    text += "' has the name of " + other;
+    text += "; choose another name, such as 'api'";
+    report.At(PlaceOfNamespace(run), text);
   }
 }
 

@@ -1,0 +1,93 @@
+"""What the rules find beyond the cases of the limits: the other halves of their
+conditions."""
+
+import pytest
+
+from lint.linter import lint
+
+HEAD = 'syntax = "proto3"; package demo; message A {} message B {}\n'
+
+FOUND = {
+    "a deprecated method": (
+        "service S { rpc R(A) returns (B) { option deprecated = true; } }",
+        "",
+        ["api.proto:2:36: warning [option-without-effect]"],
+    ),
+    "the third number of ours, in a message": (
+        'import "google/protobuf/descriptor.proto";\n'
+        "message M { extend google.protobuf.MethodOptions { bool local = 50010; } }",
+        "",
+        ["api.proto:3:52: warning [option-number]"],
+    ),
+    "an option of another kind": (
+        'import "google/protobuf/descriptor.proto";\n'
+        "extend google.protobuf.FieldOptions { bool local = 50001; }",
+        "",
+        [],
+    ),
+    "a message that two methods use": (
+        "message S {}\n"
+        "service T { rpc Q(Service) returns (A); rpc R(Service) returns (Service); }\n"
+        "message Service {}",
+        "",
+        ["api.proto:3:13: error [message-like-member]"],
+    ),
+    "a namespace like a class in that of a service": (
+        "service S { rpc R(A) returns (B); }",
+        "Stub",
+        ["services_namespace=Stub: error [services-namespace-taken]"],
+    ),
+    "a namespace like a service without methods": ("service S {}", "S", []),
+    "a namespace like an enum value": (
+        "enum E { api = 0; }",
+        "api",
+        ["services_namespace=api: error [services-namespace-taken]"],
+    ),
+    "a namespace that begins with a digit": (
+        "",
+        "1a",
+        ["services_namespace=1a: error [services-namespace-name]"],
+    ),
+    "a namespace in a namespace that is a keyword": (
+        "",
+        "a::new",
+        ["services_namespace=a::new: error [services-namespace-keyword]"],
+    ),
+    "a service's traits": (
+        "service S {}\nservice SMethods {}",
+        "api",
+        ["api.proto:2:1: error [service-like-enumeration]"],
+    ),
+}
+
+
+@pytest.mark.parametrize("name", list(FOUND))
+def test_details(built, source, tmp_path, name):
+    text, services_namespace, expected = FOUND[name]
+    (tmp_path / "api.proto").write_text(HEAD + text)
+    option = f"services_namespace={services_namespace}" if services_namespace else ""
+    assert lint(built, source, tmp_path, ["api.proto"], [option]).brief() == expected
+
+
+def test_findings_stand_in_the_files_to_generate(built, source, tmp_path):
+    """What is wrong with an imported file is said when that is generated."""
+    (tmp_path / "b.proto").write_text(
+        'syntax = "proto3"; package b; message A {}\nservice Echo { rpc new(A) returns (A); }'
+    )
+    (tmp_path / "api.proto").write_text(
+        'syntax = "proto3"; package demo; import "b.proto";\n'
+        "service ECHO { rpc R(b.A) returns (b.A); }"
+    )
+    found = lint(built, source, tmp_path, ["api.proto"], ["off=system-macro"]).brief()
+    assert found == ["api.proto:2:1: warning [services-share-macros]"]
+
+
+def test_the_options_schema_itself_is_right(built, source, tmp_path):
+    schema = "morvane/qarn/rpc/service_options.proto"
+    assert lint(built, source, source / "proto", [schema], out=tmp_path).brief() == []
+
+
+def test_a_file_that_is_named_twice_is_linted_once(built, source, tmp_path):
+    (tmp_path / "api.proto").write_text(HEAD + "service new {}")
+    found = lint(built, source, tmp_path, ["api.proto", "api.proto"]).brief()
+    assert found == ["api.proto:2:1: error [service-keyword]"]
