@@ -13,6 +13,7 @@ load("@com_google_protobuf//bazel/common:proto_info.bzl", "ProtoInfo")
 load("@rules_cc//cc:defs.bzl", "cc_library")
 load(
     ":settings.bzl",
+    "NoLinterInfo",
     "PROTOC_BY_TOOLCHAIN",
     "PROTOC_TOOLCHAIN_TYPE",
     "ProtocOfToolchainInfo",
@@ -84,6 +85,47 @@ def _protoc(ctx):
         return _program(ctx.attr.protoc, "protoc")
     return ctx.toolchains[PROTOC_TOOLCHAIN_TYPE].proto.proto_compiler
 
+def _add_inputs(args, proto_info, roots):
+    """Adds what each protoc run over a proto_library has at its end."""
+
+    # protoc 3.12 to 3.14 take proto3 optional fields with it alone; later ones
+    # read over it.
+    args.add("--experimental_allow_proto3_optional")
+    args.add_all(roots, format_each = "--proto_path=%s")
+    args.add_all(proto_info.direct_sources)
+
+def _lint(ctx, dep):
+    """Declares the linter's run over one proto_library; returns the file that shows it.
+
+    It is a run of its own, so that nothing waits for it: a validation action.
+    """
+    linter = _program(ctx.attr.linter, "the linter")
+    proto_info = dep[ProtoInfo]
+
+    # The linter writes no file, and Bazel runs no action without one.
+    shown = ctx.actions.declare_file("%s/%s.linted" % (ctx.label.name, dep.label.name))
+    args = ctx.actions.args()
+    args.add(linter.executable, format = "--plugin=protoc-gen-qarn-rpc-lint=%s")
+    args.add(shown.dirname, format = "--qarn-rpc-lint_out=%s")
+    if ctx.attr.services_namespace:
+        args.add(
+            ctx.attr.services_namespace,
+            format = "--qarn-rpc-lint_opt=services_namespace=%s",
+        )
+    args.add_all(ctx.attr.lint_options, format_each = "--qarn-rpc-lint_opt=%s")
+    args.add(shown, format = "--descriptor_set_out=%s")
+    _add_inputs(args, proto_info, _import_roots(proto_info))
+    ctx.actions.run(
+        executable = _protoc(ctx),
+        arguments = [args],
+        inputs = proto_info.transitive_sources,
+        tools = [linter],
+        outputs = [shown],
+        mnemonic = "QarnRpcLint",
+        progress_message = "Linting %s" % dep.label,
+    )
+    return shown
+
 def _generate(ctx, dep):
     """Declares the protoc run of one proto_library; returns (headers, sources)."""
     protoc = _protoc(ctx)
@@ -106,16 +148,11 @@ def _generate(ctx, dep):
     args = ctx.actions.args()
     args.add(plugin.executable, format = "--plugin=protoc-gen-qarn-rpc=%s")
     args.add(out, format = "--qarn-rpc_out=%s")
-
-    # protoc 3.12 to 3.14 take proto3 optional fields with it alone; later ones
-    # read over it.
-    args.add("--experimental_allow_proto3_optional")
     if ctx.attr.services_namespace:
         # Not within --qarn-rpc_out, where protoc would end the parameters at
         # the first colon: a::b has two.
         args.add(ctx.attr.services_namespace, format = "--qarn-rpc_opt=services_namespace=%s")
-    args.add_all(roots, format_each = "--proto_path=%s")
-    args.add_all(proto_info.direct_sources)
+    _add_inputs(args, proto_info, roots)
 
     ctx.actions.run(
         executable = protoc,
@@ -136,9 +173,16 @@ def _qarn_rpc_sources_impl(ctx):
         dep_headers, dep_sources = _generate(ctx, dep)
         headers += dep_headers
         sources += dep_sources
+    linted = []
+    if NoLinterInfo not in ctx.attr.linter:
+        linted = [_lint(ctx, dep) for dep in ctx.attr.deps]
     return [
         DefaultInfo(files = depset(headers + sources)),
-        OutputGroupInfo(headers = depset(headers), sources = depset(sources)),
+        OutputGroupInfo(
+            headers = depset(headers),
+            sources = depset(sources),
+            _validation = depset(linted),
+        ),
     ]
 
 def _sources_rule(toolchains):
@@ -165,6 +209,15 @@ def _sources_rule(toolchains):
                 mandatory = True,
                 doc = "The protoc program, or what stands for that of the toolchain.",
             ),
+            "linter": attr.label(
+                cfg = "exec",
+                allow_files = True,
+                mandatory = True,
+                doc = "The linter, or what stands for none.",
+            ),
+            "lint_options": attr.string_list(
+                doc = "More parameters of the linter, such as \"standard=20\".",
+            ),
         },
         toolchains = toolchains,
     )
@@ -184,6 +237,8 @@ def cc_qarn_rpc_library(
         services_namespace = "",
         plugin = None,
         protoc = Label("//bazel:protoc"),
+        linter = Label("//bazel:linter"),
+        lint_options = [],
         boost = Label("//bazel:boost"),
         protobuf = Label("//bazel:protobuf"),
         **kwargs):
@@ -207,6 +262,10 @@ def cc_qarn_rpc_library(
         protobuf's toolchain, where the build asks for it, or else of the flag
         @qarn_rpc_gen//bazel:protoc. The message code is generated with the
         compiler that the build is set up for; bring the same one.
+      linter: the linter, a target or a prebuilt file, which reads the .proto files as
+        a validation action; by default that of the flag @qarn_rpc_gen//bazel:linter,
+        or none.
+      lint_options: more parameters of the linter, such as "standard=20".
       boost: a cc_library with Boost's headers.
       protobuf: a cc_library with protobuf's library.
       **kwargs: further attributes of cc_library, such as visibility.
@@ -238,6 +297,8 @@ def cc_qarn_rpc_library(
         deps = deps,
         plugin = plugin,
         protoc = protoc,
+        linter = linter,
+        lint_options = lint_options,
         services_namespace = services_namespace,
         visibility = ["//visibility:private"],
         **shared

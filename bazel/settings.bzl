@@ -40,6 +40,19 @@ def default_boost():
         return ["@boost.%s//:boost.%s" % (library, library) for library in libraries]
     return ["@boost//:" + library for library in libraries]
 
+NoLinterInfo = provider(
+    doc = "Marks the target that stands for the linter that nobody named.",
+    fields = {},
+)
+
+def _no_linter_impl(_ctx):
+    return [NoLinterInfo()]
+
+no_linter = rule(
+    doc = "Stands for the linter that nobody named: nothing is linted.",
+    implementation = _no_linter_impl,
+)
+
 def _no_runtime_impl(_ctx):
     fail("cc_qarn_rpc_library: runtime is missing. Name the cc_library that provides " +
          "qarn/rpc.h: at the target, such as runtime = \"//third_party/qarn_rpc\", or for the " +

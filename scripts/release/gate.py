@@ -12,8 +12,8 @@ Windows, and minisign if the checksums are signed, all of which Debian has.
 - Every archive and package opens; its times, owners and modes are those of the
   release; what one platform's archives and its Debian package have in common is
   equal.
-- Every program in each of them writes one golden case, to the byte. Those for
-  Windows take nothing from libraries that Windows lacks.
+- Every plugin in each of them writes one golden case, to the byte, and the linter
+  finds a mistake. Those for Windows take nothing from libraries that Windows lacks.
 - The version is the same in the names, in the source archive's CMakeLists.txt,
   CHANGELOG.md and MODULE.bazel, in the CMake package, the pkg-config file, the man
   pages, the Debian and the npm packages.
@@ -42,6 +42,14 @@ import project
 from linked import BUILT_HERE
 
 GOLDEN = "all_four_kinds"
+MISTAKE = """\
+syntax = "proto3";
+message Order {
+}
+service Orders {
+  rpc delete(Order) returns (Order);
+}
+"""
 RUN_FOREIGN = pathlib.Path(__file__).with_name("run_foreign.sh")
 # Each Windows has them.
 WINDOWS_LIBRARIES = {"ADVAPI32.dll", "KERNEL32.dll", "msvcrt.dll"}
@@ -226,7 +234,7 @@ def check_libraries(what, plugin):
 
 
 def check_programs(what, prefix, names, source, work):
-    """Each program below the prefix writes the golden case."""
+    """Each plugin below the prefix writes the golden case, and the linter finds a mistake."""
     case = source / "tests" / "golden" / GOLDEN
     protos = case / "proto"
     files = sorted(path.relative_to(protos) for path in protos.rglob("*") if path.is_file())
@@ -234,6 +242,9 @@ def check_programs(what, prefix, names, source, work):
         plugin = prefix / "bin" / program
         if names.system == "Windows":
             check_libraries(what, plugin)
+        if program.startswith(project.LINTER):
+            check_linter(what, runnable(plugin, names, work), work)
+            continue
         output = work / "output"
         shutil.rmtree(output, ignore_errors=True)
         output.mkdir()
@@ -249,6 +260,18 @@ def check_programs(what, prefix, names, source, work):
             f"{what}: {program} fails",
         )
         run(["diff", "-r", case / "plain", output], f"{what}: {program} writes something else")
+
+
+def check_linter(what, linter, work):
+    """The linter fails with the mistake, at its place."""
+    (work / "mistake.proto").write_text(MISTAKE, encoding="utf-8")
+    protoc = tool("protoc", package="protobuf-compiler")
+    command = [protoc, f"--plugin={project.LINTER}={linter}", "--qarn-rpc-lint_out=."]
+    done = subprocess.run(
+        [*command, "mistake.proto"], cwd=work, stderr=subprocess.PIPE, text=True, check=False
+    )
+    if done.returncode == 0 or "mistake.proto:5:3: error: " not in done.stderr:
+        raise Refusal(f"{what}: {project.LINTER} misses a mistake; it says\n{done.stderr}")
 
 
 def check_deb(path, inside, version, debian, epoch, work):
@@ -312,7 +335,7 @@ def check_main_npm(path, version, source, epoch, work):
     )
     held = contents_of(package)
     modes = [held[fields["bin"][program]]["mode"] for program in project.PROGRAMS]
-    expect(f"{path.name}: the modes of its scripts", modes, ["755", "755"])
+    expect(f"{path.name}: the modes of its scripts", modes, ["755"] * len(modes))
     original = source / "packaging/npm/main"
     command = ["diff", "-r", "--exclude=package.json", "--exclude=include", original, package]
     run(command, f"{path.name}: its scripts are not those of the source archive")

@@ -16,7 +16,10 @@ import sys
 import typing
 
 NUMBER = r"\d+\.\d+\.\d+"
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+# Those that generate, and all.
+PLUGINS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+LINTER = "protoc-gen-qarn-rpc-lint"
+PROGRAMS = (*PLUGINS, LINTER)
 
 
 class Platform(typing.NamedTuple):

@@ -20,7 +20,8 @@ pytestmark = [
 
 ONLY = ["--only", "linux-x86_64"]
 PLUGIN = "bin/protoc-gen-qarn-rpc"
-PROGRAMS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+PLUGINS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
+LINTER = "protoc-gen-qarn-rpc-lint"
 
 VALIDATE = """
 const { Spec, Validation } = require("@cyclonedx/cyclonedx-library");
@@ -268,6 +269,14 @@ def expect_golden(source, plugin, output):
     run(["diff", "-r", case / "plain", output])
 
 
+def expect_finding(source, linter, folder):
+    """Fails unless protoc with the linter says what it must of a mistake."""
+    folder.mkdir()
+    shutil.copy(source / "tests/consumers/lint/shop/orders.proto", folder)
+    command = ["protoc", f"--plugin={LINTER}={linter}", "--qarn-rpc-lint_out=.", "orders.proto"]
+    assert "orders.proto:9:3: error: " in run(command, cwd=folder, status=1)
+
+
 def test_image(files, source, tmp_path):
     """The image, as a folder that holds what its COPY names and nothing else: the
     programs in it answer protoc."""
@@ -277,12 +286,13 @@ def test_image(files, source, tmp_path):
     image = tmp_path / "image"
     shutil.copytree(files.unpack(tmp_path / "unpacked") / "bin", image / place)
     held = sorted(path.name for path in image.rglob("*") if path.is_file())
-    assert held == list(PROGRAMS)
-    for program in PROGRAMS:
+    assert held == [*PLUGINS, LINTER]
+    for program in held:
         plugin = tmp_path / "in-image"
         plugin.write_text(f'#!/bin/sh\nexec chroot "{image}" /{place}/{program}\n')
         plugin.chmod(0o755)
-        expect_golden(source, plugin, tmp_path / f"output of {program}")
+        expect = expect_finding if program == LINTER else expect_golden
+        expect(source, plugin, tmp_path / f"output of {program}")
 
 
 @pytest.fixture(name="npm")
@@ -300,8 +310,9 @@ def fixture_npm(source, files, copy):
 
 @pytest.mark.needs("npm")
 def test_npm_packages_serve_protoc(source, npm, tmp_path):
-    for program in PROGRAMS:
+    for program in PLUGINS:
         expect_golden(source, npm / ".bin" / program, tmp_path / f"output of {program}")
+    expect_finding(source, npm / ".bin" / LINTER, tmp_path / "linted")
     schema = "morvane/qarn/rpc/service_options.proto"
     run(["cmp", npm / "qarn-rpc-gen/include" / schema, source / "proto" / schema])
 

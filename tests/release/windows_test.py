@@ -28,7 +28,7 @@ class Windows:
     def __init__(self, source, release, work):
         self.source = source
         project = project_of(source)
-        self.plain, self.any_syntax = project.PROGRAMS
+        self.plain, self.any_syntax = project.PLUGINS
         self.version = project.version_of(source)
         name = f"qarn-rpc-gen-{self.version}-win64"
         shutil.unpack_archive(release / f"{name}.zip", work)

@@ -33,6 +33,7 @@ SHOWN = [
     ".bazelrc",
     "MODULE.bazel",
     "WORKSPACE.bazel",
+    "lint.bazelrc",
     "own.bazelrc",
     "prebuilt/BUILD.bazel",
     "prebuilt/protoc/BUILD.bazel",

@@ -1,0 +1,2 @@
+#!/usr/bin/env node
+require("../run.js")("protoc-gen-qarn-rpc-lint");
