@@ -53,6 +53,12 @@ FOUND = {
         "a::new",
         ["services_namespace=a::new: error [services-namespace-keyword]"],
     ),
+    "a namespace that is a macro": (
+        "service S {}",
+        "EOF",
+        ["services_namespace=EOF: error [name-macro]"],
+    ),
+    "an enum that is a macro": ("enum EOF { V = 0; }", "", ["api.proto:2:1: error [name-macro]"]),
     "a service's traits": (
         "service S {}\nservice SMethods {}",
         "api",
@@ -67,6 +73,27 @@ def test_details(built, source, tmp_path, name):
     (tmp_path / "api.proto").write_text(HEAD + text)
     option = f"services_namespace={services_namespace}" if services_namespace else ""
     assert lint(built, source, tmp_path, ["api.proto"], [option]).brief() == expected
+
+
+def test_a_namespace_without_a_package_meets_global_names(built, source, tmp_path):
+    """Inside a package it does not."""
+    text = 'syntax = "proto3"; message A {} service S { rpc R(A) returns (A); }'
+    (tmp_path / "api.proto").write_text(text)
+    found = lint(built, source, tmp_path, ["api.proto"], ["services_namespace=time"]).brief()
+    assert found == ["services_namespace=time: error [global-name]"]
+    (tmp_path / "api.proto").write_text(HEAD + "service S { rpc R(A) returns (A); }")
+    assert lint(built, source, tmp_path, ["api.proto"], ["services_namespace=time"]).brief() == []
+
+
+def test_a_message_of_elsewhere_hides_a_namespace(built, source, tmp_path):
+    """The class has a typedef of its name, which generated code means by boost."""
+    (tmp_path / "b.proto").write_text('syntax = "proto3"; package b; message boost {}')
+    (tmp_path / "api.proto").write_text(
+        'syntax = "proto3"; package demo; import "b.proto";\n'
+        "service S { rpc R(b.boost) returns (b.boost); }"
+    )
+    found = lint(built, source, tmp_path, ["api.proto"], []).brief()
+    assert found == ["api.proto:2:1: error [namespace-boost-std]"]
 
 
 def test_findings_stand_in_the_files_to_generate(built, source, tmp_path):
