@@ -102,8 +102,12 @@ def _lint(ctx, dep):
     linter = _program(ctx.attr.linter, "the linter")
     proto_info = dep[ProtoInfo]
 
-    # The linter writes no file, and Bazel runs no action without one.
-    shown = ctx.actions.declare_file("%s/%s.linted" % (ctx.label.name, dep.label.name))
+    roots = _import_roots(proto_info)
+
+    # The linter writes no file, and Bazel runs no action without one. Named after a
+    # .proto file: proto_library targets of several packages may share a name.
+    stem = _output_stem(_import_path(proto_info.direct_sources[0], roots))
+    shown = ctx.actions.declare_file("%s/%s.linted" % (ctx.label.name, stem))
     args = ctx.actions.args()
     args.add(linter.executable, format = "--plugin=protoc-gen-qarn-rpc-lint=%s")
     args.add(shown.dirname, format = "--qarn-rpc-lint_out=%s")
@@ -114,7 +118,7 @@ def _lint(ctx, dep):
         )
     args.add_all(ctx.attr.lint_options, format_each = "--qarn-rpc-lint_opt=%s")
     args.add(shown, format = "--descriptor_set_out=%s")
-    _add_inputs(args, proto_info, _import_roots(proto_info))
+    _add_inputs(args, proto_info, roots)
     ctx.actions.run(
         executable = _protoc(ctx),
         arguments = [args],

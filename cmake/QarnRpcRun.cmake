@@ -40,8 +40,7 @@ function(_qarn_rpc_add_runs result)
       lint_arguments)
     # First, since protoc stops at the first plugin that fails.
     list(PREPEND arguments ${lint_arguments})
-    _qarn_rpc_lint_file("${lint_arguments}" "${arg_NAMES}" "${protoc_dir}" lint_file)
-    list(APPEND tools ${arg_LINTER} ${lint_file})
+    list(APPEND tools ${arg_LINTER})
   endif()
   list(JOIN arg_KINDS " and " what)
   string(REPLACE "MESSAGES" "message" what "${what}")
@@ -184,25 +183,6 @@ function(_qarn_rpc_lint_arguments linter parameters dir result)
       "--plugin=protoc-gen-qarn-rpc-lint=${linter}" "--qarn-rpc-lint_out=${dir}" ${parameters})
   endif()
   set(${result} "${arguments}" PARENT_SCOPE)
-endfunction()
-
-# Makefiles do not see that a command has changed: sets `result` to a file with
-# the linter's `arguments`, which is new when they are, or to nothing with other
-# generators. `names` tell the calls with one staging folder apart.
-function(_qarn_rpc_lint_file arguments names dir result)
-  set(file "")
-  if(CMAKE_GENERATOR MATCHES "Makefiles")
-    string(MD5 key "${names}")
-    string(SUBSTRING "${key}" 0 8 key)
-    set(file "${dir}/lint_${key}.txt")
-    if(arguments)
-      file(CONFIGURE OUTPUT "${file}" CONTENT "${arguments}" @ONLY)
-    else()
-      file(REMOVE "${file}")
-      set(file "")
-    endif()
-  endif()
-  set(${result} "${file}" PARENT_SCOPE)
 endfunction()
 
 # The staging folder of `out_dir`: one for each, since several calls may write

@@ -7,9 +7,10 @@
 #
 #   scripts/bazel_sid.sh [TEST...]
 #
-#   bazel    builds the workspace of tests/consumers/bazel
-#   rule     tries what the rule takes and refuses
-#   remote   runs the generator's actions on the server
+#   bazel       builds the workspace of tests/consumers/bazel
+#   rule        tries what the rule takes and refuses
+#   remote      runs the generator's actions on the server
+#   validation  lints, as a validation action
 #
 # Without a TEST all are run. Exit status: 1 if something failed, 2 for wrong
 # usage.
@@ -19,11 +20,11 @@ cd "$(dirname "$0")/.."
 source scripts/platforms/roots.sh
 
 tests=("$@")
-[[ $# -gt 0 ]] || tests=(bazel rule remote)
+[[ $# -gt 0 ]] || tests=(bazel rule remote validation)
 for test in "${tests[@]}"; do
   if [[ ! -f "tests/consumers/bazel/${test}_test.py" ]]; then
     echo "bazel_sid.sh: there is no test '$test'" >&2
-    echo "usage: scripts/bazel_sid.sh [TEST...]   tests: bazel rule remote" >&2
+    echo "usage: scripts/bazel_sid.sh [TEST...]   tests: bazel rule remote validation" >&2
     exit 2
   fi
 done

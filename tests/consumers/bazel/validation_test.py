@@ -27,8 +27,8 @@ def test_validation(workspace):
     workspace.bazel.build(*flags, off, "//weather")
     ran = workspace.bazel.build(*flags, "//weather")
     assert sorted(action.name for action in ran if action.mnemonic == LINT) == [
-        f"{LINT} stations/station_rpc_qarn_rpc/station_proto.linted",
-        f"{LINT} weather/weather_rpc_qarn_rpc/weather_proto.linted",
+        f"{LINT} stations/station_rpc_qarn_rpc/stations/station.linted",
+        f"{LINT} weather/weather_rpc_qarn_rpc/weather/weather.linted",
     ]
     assert [action for action in ran if action.mnemonic == GENERATE] == []
     # Nothing that is built reads what the linter's action writes.
