@@ -19,6 +19,7 @@ namespace {
 
 using ::qarn::rpc::CallContext;
 using ::qarn::rpc::ClientContext;
+using ::qarn::rpc::LocalChannel;
 using ::qarn::rpc::SendResult;
 using ::qarn::rpc::Status;
 using ::qarn::rpc::StatusCode;
@@ -51,8 +52,7 @@ class CallTest : public ::testing::TestWithParam<Way> {
       return ChannelPtr(
           new qarn::rpc::WebSocketChannel(&loop_, "127.0.0.1", server_.port()));
     }
-    const boost::shared_ptr<qarn::rpc::LocalChannel> local(
-        new qarn::rpc::LocalChannel);
+    const boost::shared_ptr<LocalChannel> local(new LocalChannel);
     local->Register(&service_);
     return local;
   }
@@ -212,6 +212,44 @@ TEST_P(CallTest, ObserverMayDropTheLastHandleOfItsCall) {
   EXPECT_EQ(call, nullptr);
 }
 
+// On "go" the client sends "a", at which the server's observer ends the call.
+TEST_P(CallTest, ObserverMayEndTheDirectionThatFeedsIt) {
+  Handle call;
+  client_.on_message = [&](const std::string&) { call->Send(Text("a")); };
+  for (const StatusCode code : {StatusCode::kOk, StatusCode::kAbandoned}) {
+    Log log;
+    desk_.talk = [&](CallContext*, const Handle& handle) {
+      auto* const observer = new Observer(&log);
+      observer->on_message = [&](const std::string&) {
+        code == StatusCode::kOk ? call->Close() : call.reset();
+      };
+      server_handle_.set_value(handle);
+      return observer;
+    };
+    call = Talk();
+    ServerHandle()->Send(Text("go"));
+    EXPECT_THAT(log.Lines(3),
+                ElementsAre("<a", "a>", ::testing::StartsWith(EndLine(code))));
+    server_handle_ = std::promise<Handle>();
+  }
+}
+
+TEST(LocalChannelTest, HandlesOutliveTheChannelAndTheServer) {
+  Log log;
+  Handle call;
+  {
+    Desk::Service desk;
+    desk.talk = [&](CallContext*, const Handle&) { return new Observer(&log); };
+    DeskService service(&desk);
+    const boost::shared_ptr<LocalChannel> channel(new LocalChannel);
+    channel->Register(&service);
+    call = ::Talk(channel, nullptr);
+  }
+  call->Close();
+  EXPECT_EQ(call->Send(Text("a")), SendResult::kEnded);
+  EXPECT_THAT(log.Lines(1), ElementsAre(EndLine(StatusCode::kOk)));
+}
+
 TEST_P(CallTest, NullObserversTakeNothing) {
   desk_.talk = [this](CallContext*, const Handle& handle) {
     handle->Send(Text("unheard"));
@@ -237,6 +275,10 @@ TEST_P(CallTest, BytesThatAreNoMessageEndTheCallAtBothSides) {
   EXPECT_THAT(server_log_.Lines(4), ElementsAre("<a", "a>", bad, "deleted"));
   EXPECT_THAT(client_log_.Lines(1), ElementsAre(bad));
   EXPECT_TRUE(server_handle->closed());
+  // The one request of a method does not reach the handler.
+  desk_.ask = [](const CallContext&, const Text&, const Handle&) { FAIL(); };
+  Ask("garbled");
+  EXPECT_THAT(client_log_.Lines(2), ElementsAre(bad, bad));
 }
 
 TEST_P(CallTest, AnswerThatIsNoMessageIsSaidToTheServer) {

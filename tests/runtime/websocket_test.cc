@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -18,49 +17,13 @@ namespace {
 using ::qarn::rpc::CallContext;
 using ::qarn::rpc::ClientContext;
 using ::qarn::rpc::Limits;
-using ::qarn::rpc::SendResult;
 using ::qarn::rpc::StatusCode;
 using ::qarn::rpc::WebSocketChannel;
 using ::qarn::rpc::WebSocketServer;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
-
-// Fills the handle until Send waits, and expects that `wake` ends that.
-TEST_F(WebSocketTest, SendThatWaitsSeesEachEnd) {
-  Serve();
-  const std::string text(100000, 'x');
-  const std::vector<std::function<void(const Handle&)>> wakes = {
-      [](const Handle& call) { call->Close(); },
-      [](const Handle& call) { call->Cancel(); },
-      [](const Handle&) {},  // the deadline
-      [this](const Handle&) { server_->Stop(milliseconds(0)); },
-  };
-  for (std::size_t i = 0; i < wakes.size(); ++i) {
-    std::promise<void> go_on;
-    desk_.talk = [&](CallContext*, const Handle&) {
-      auto* const observer = new Observer(&server_log_);
-      observer->on_message = [future = go_on.get_future().share()](
-                                 const std::string&) { future.wait(); };
-      return observer;
-    };
-    Log log;
-    Observer observer(&log);
-    const Handle call = Talk(channel_, &observer,
-                             ClientContext("", milliseconds(i == 2 ? 500 : 0)));
-    std::future<void> sending = std::async(std::launch::async, [&] {
-      while (call->Send(Text(text)) == SendResult::kSent) {
-      }
-    });
-    EXPECT_EQ(sending.wait_for(milliseconds(200)), std::future_status::timeout);
-    if (i == 3) go_on.set_value();
-    wakes[i](call);
-    sending.wait();
-    if (i != 3) go_on.set_value();
-    call->Cancel();
-    log.Lines(1);
-  }
-}
+using ::testing::UnorderedElementsAre;
 
 // Three clients make the server send, and read a byte a second for longer than
 // a silent one would be given.
@@ -140,10 +103,20 @@ TEST_F(WebSocketTest, BothSidesKeepTheDeadline) {
   const auto within = [&](std::chrono::milliseconds timeout) {
     return Talk(channel_, &client_, ClientContext("", timeout));
   };
+  // Who has seen an end in time sees no other: of a whole call, and of one
+  // whose requests go on.
+  const ClientContext second("", std::chrono::seconds(1));
+  Log in_time;
+  const std::string ok = EndLine(StatusCode::kOk);
+  Observer in_time_observer(&in_time);
+  ::Ask(channel_, "q", &in_time_observer, second);
+  const Handle half = Talk(channel_, &in_time_observer, second);
+  ServerHandle()->Close();
   Handle call = within(std::chrono::seconds(1));
   const Handle server_handle = ServerHandle();
   EXPECT_EQ(client_log_.Lines(1)[0], kDeadline);
-  EXPECT_EQ(server_log_.Lines(1)[0], kDeadline);
+  EXPECT_THAT(in_time.Lines(4), UnorderedElementsAre("<q", "q>", ok, ok));
+  EXPECT_THAT(server_log_.Lines(2), ElementsAre(kDeadline, kDeadline));
   EXPECT_TRUE(Closes(server_handle));
   desk_.talk = [this](CallContext*, const Handle& handle) {
     auto* const observer = new Observer(&server_log_);
@@ -165,21 +138,19 @@ TEST_F(WebSocketTest, BothSidesKeepTheDeadline) {
   EXPECT_EQ(client_log_.Lines(6)[5], EndLine(StatusCode::kOk));
 }
 
-// What the loop's thread posted must come ahead of what others post later.
-TEST_F(WebSocketTest, CallThatBeganInAnEndIsCancelledFromAnotherThread) {
+TEST_F(WebSocketTest, SecondRequestWhereThereIsOneEndsTheCall) {
   Serve();
-  Observer second(&client_log_);
-  std::promise<Handle> begun;
-  std::promise<void> cancelled;
-  client_.on_end = [&] {
-    begun.set_value(Talk(channel_, &second));
-    cancelled.get_future().wait();
+  desk_.ask = [this](const CallContext&, const Text& text, const Handle& call) {
+    server_log_.Add(text.text);
+    server_handle_.set_value(call);
   };
-  ::Ask(channel_, "hello", &client_);
-  begun.get_future().get()->Cancel();
-  cancelled.set_value();
-  EXPECT_EQ(client_log_.Lines(4)[3],
-            EndLine(StatusCode::kCancelled, "the call was cancelled"));
+  RawClient raw(port_);
+  ASSERT_TRUE(raw.Begin("/Desk/Ask", "Qarn-Timeout: 60000\r\n"));
+  raw.Write(RawClient::Frame(2, "a") + RawClient::Frame(2, "b"));
+  EXPECT_EQ(
+      raw.ReadFrame(),
+      "4 a%20second%20message%20came%2C%20and%20the%20method%20has%20one");
+  EXPECT_THAT(server_log_.Lines(1), ElementsAre("a"));
 }
 
 TEST_F(WebSocketTest, ListenSaysWhyItCannot) {
