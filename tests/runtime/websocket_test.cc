@@ -17,6 +17,7 @@ namespace {
 using ::qarn::rpc::CallContext;
 using ::qarn::rpc::ClientContext;
 using ::qarn::rpc::Limits;
+using ::qarn::rpc::Loop;
 using ::qarn::rpc::StatusCode;
 using ::qarn::rpc::WebSocketChannel;
 using ::qarn::rpc::WebSocketServer;
@@ -263,6 +264,30 @@ TEST_F(WebSocketTest, HandlersMayCallOnTheirOwnLoopAndEndTheServer) {
   const Handle call = Talk(channel_, &client_);
   EXPECT_EQ(log.Lines(3)[1], "inner>");
   EXPECT_EQ(client_log_.Lines(1)[0], EndLine(StatusCode::kOk));
+}
+
+TEST_F(WebSocketTest, ClientThatIsAcceptedWhileTheServerGoesHoldsNobodyUp) {
+  auto loop = std::make_unique<Loop>();
+  ChannelPtr channel(new WebSocketChannel(loop.get(), "127.0.0.1", 1));
+  std::promise<void> is_busy;
+  Log log;
+  Observer observer(&log);
+  observer.on_end = [&] {
+    is_busy.set_value();
+    std::this_thread::sleep_for(milliseconds(50));
+  };
+  ::Ask(channel, "q", &observer);
+  is_busy.get_future().wait();
+  Limits limits;
+  limits.upgrade = std::chrono::hours(1);
+  auto server = std::make_unique<WebSocketServer>(loop.get(), limits);
+  std::string reason;
+  ASSERT_TRUE(server->Listen("127.0.0.1", 0, &reason)) << reason;
+  RawClient silent(server->port());
+  server.reset();
+  EXPECT_EQ(silent.Read(1), "");
+  channel.reset();
+  loop.reset();
 }
 
 }  // namespace

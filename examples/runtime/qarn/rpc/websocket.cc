@@ -117,6 +117,10 @@ Status StoppingStatus() {
   return Status(StatusCode::kStopping, "the server is being stopped");
 }
 
+Status ClosedStatus() {
+  return Status(StatusCode::kConnectionLost, "the channel was closed");
+}
+
 }  // namespace
 
 struct WebSocketChannel::Impl : Sessions {
@@ -141,8 +145,7 @@ WebSocketChannel::WebSocketChannel(Loop* loop, const std::string& host,
 }
 
 WebSocketChannel::~WebSocketChannel() {
-  impl_->Stop(std::chrono::milliseconds(0),
-              Status(StatusCode::kConnectionLost, "the channel was closed"));
+  impl_->Stop(std::chrono::milliseconds(0), ClosedStatus());
 }
 
 ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
@@ -170,6 +173,7 @@ ByteSenderPtr WebSocketChannel::Start(const RpcMethod& method,
   net::post(impl_->io,
             [impl = impl_, session = std::move(session), target, deadline, fill,
              refusal, responses = std::move(responses)]() mutable {
+              if (impl->is_shut) refusal = ClosedStatus();
               impl->sessions.insert(session);
               session->SetObserver(std::move(responses));
               if (!refusal.ok()) return session->End(refusal);
@@ -189,12 +193,13 @@ struct WebSocketServer::Impl : Sessions {
     is_accepting = true;
     acceptor.async_accept(
         [this, self = shared_from_this()](Error error, tcp::socket socket) {
+          // One more session would be ended by nobody.
+          if (is_shut) return;
           if (!error) {
             is_accepting = false;
             Serve(std::move(socket));
             return Accept();
           }
-          if (is_shut) return;
           // Most likely there is no descriptor left. Those who wait to be
           // accepted go on waiting.
           retry.expires_after(std::chrono::milliseconds(100));

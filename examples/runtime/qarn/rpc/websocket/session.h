@@ -119,7 +119,7 @@ class Session : public std::enable_shared_from_this<Session> {
     drop_timer_.expires_at(After(std::min<std::chrono::milliseconds>(
         limits_.upgrade, std::chrono::seconds(limits_.ping_seconds))));
     drop_timer_.async_wait([this, self = shared_from_this()](Error error) {
-      const bool has_ended = is_out_ended_ && !observer_;
+      const bool has_ended = is_out_ended_ && !is_writing_ && !observer_;
       if (error || has_ended || is_ending_ || is_done_) return;
       const bool is_there = !HasVanished(limits_, &stream_->next_layer());
       if (is_there && stream_->is_open()) return Watch();
