@@ -94,14 +94,16 @@ void LikeNestedType(const Run& run, Report& report) {
   if (!run.parameters.services_namespace.empty()) {
     return;
   }
-  ForEachService(run, [&](const ServiceDescriptor* service) {
-    const DeclaredNames types = TypesInPackage(service->file());
-    const auto found = types.find(NameOf(service));
-    if (found != types.end()) {
-      report.At(service, Quoted(service) + " has the C++ name of " +
-                             found->second + "; rename one");
-    }
-  });
+  for (const FileDescriptor* file : run.files) {
+    const DeclaredNames types = TypesInPackage(file);
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      const auto found = types.find(NameOf(service));
+      if (found != types.end()) {
+        report.At(service, Quoted(service) + " has the C++ name of " +
+                               found->second + "; rename one");
+      }
+    });
+  }
 }
 
 void Keyword(const Run& run, Report& report) {
@@ -176,26 +178,29 @@ void LikeMethodMacro(const Run& run, Report& report) {
 
 // The enumeration and the traits of a service stand beside its class.
 void LikeEnumeration(const Run& run, Report& report) {
-  ForEachService(run, [&](const ServiceDescriptor* service) {
+  for (const FileDescriptor* file : run.files) {
     DeclaredNames declared;
     if (run.parameters.services_namespace.empty()) {
-      declared = TypesInPackage(service->file());
-      const DeclaredNames values = ValuesInPackage(service->file());
+      declared = TypesInPackage(file);
+      const DeclaredNames values = ValuesInPackage(file);
       declared.insert(values.begin(), values.end());
     }
-    ForEachService(service->file(), [&](const ServiceDescriptor* other) {
-      declared.emplace(NameOf(other),
-                       "the service " + std::string(other->full_name()));
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      declared.emplace(NameOf(service),
+                       "the service " + std::string(service->full_name()));
     });
-    for (const char* suffix : {"Method", "Methods"}) {
-      const auto found = declared.find(NameOf(service) + suffix);
-      if (found != declared.end()) {
-        report.At(service, "the type '" + found->first + "' that is made for " +
-                               Quoted(service) + " has the name of " +
-                               found->second + "; rename one");
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      for (const char* suffix : {"Method", "Methods"}) {
+        const auto found = declared.find(NameOf(service) + suffix);
+        if (found != declared.end()) {
+          report.At(service, "the type '" + found->first +
+                                 "' that is made for " + Quoted(service) +
+                                 " has the name of " + found->second +
+                                 "; rename one");
+        }
       }
-    }
-  });
+    });
+  }
 }
 
 // Whether what is generated for the service behind its macros holds `word`.
