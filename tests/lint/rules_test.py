@@ -5,7 +5,7 @@ import pathlib
 import re
 
 from compile.limits.limits_test import Case
-from compile.limits.rows_test import rows_named_by
+from compile.limits.rows_test import rows_named_by, rows_of
 from lint.linter import rules_of
 
 CASES = pathlib.Path(__file__).parents[1] / "compile/limits/cases"
@@ -15,19 +15,15 @@ WITHOUT_ROW = "suppression"
 
 
 def rows_with_rules(page):
-    """The first cell of each row about a limit, and the names in its last one."""
-    tables = re.findall(r"^\| Limit \|.*\n\|[-|]+\n((?:\|.*\n)*)", page.read_text(), re.MULTILINE)
+    """Each row about a limit, and the names of its rules."""
     found = {}
-    for line in "".join(tables).splitlines():
-        cells = [cell.strip() for cell in line.strip("|").split(" | ")]
-        names = re.findall(r"`([a-z0-9-]+)`", cells[-1])
-        # "none: " and why, or names alone.
-        assert len(cells) == 4, line
-        if not cells[-1].startswith("none: "):
-            assert names and cells[-1] == ", ".join(f"`{name}`" for name in names), line
-        else:
+    for row, rules in rows_of(page).items():
+        names = re.findall(r"`([a-z0-9-]+)`", rules)
+        if rules.startswith("none: "):
             names = []
-        found[cells[0]] = names
+        else:
+            assert names and rules == ", ".join(f"`{name}`" for name in names), row
+        found[row] = names
     return found
 
 

@@ -1,7 +1,7 @@
 """Each row of docs/limits.md has its case, and each case its row.
 
-A case names its rows with `row`, in its case.ini: the words with which the first
-cell of the row begins. A row that no case can try stands in UNTRIED.
+A case names its rows with `row`, in its case.ini: the words with which the row
+begins. A row that no case can try stands in UNTRIED.
 """
 
 import configparser
@@ -22,10 +22,20 @@ UNTRIED = {
 }
 
 
+# What an entry of the page says, between the breaks of its lines.
+PARTS = ("", "**You see:** ", "**What to do:** ", "**Rule:** ")
+
+
 def rows_of(page):
-    """The first cells of the tables whose head is "Limit"."""
-    tables = re.findall(r"^\| Limit \|.*\n\|[-|]+\n((?:\|.*\n)*)", page.read_text(), re.MULTILINE)
-    return [line.split("|")[1].strip() for table in tables for line in table.splitlines()]
+    """The entries of the page: of each the limit, and the names of its rules, or
+    "none: " and why."""
+    rows = {}
+    for line in re.findall(r"^- (.*<br>.*)$", page.read_text(), re.MULTILINE):
+        parts = line.split("<br>")
+        assert len(parts) == len(PARTS), line
+        assert all(part.startswith(label) for part, label in zip(parts, PARTS)), line
+        rows[parts[0]] = parts[-1][len(PARTS[-1]) :]
+    return rows
 
 
 def rows_named_by(ini):
@@ -62,7 +72,7 @@ def complaints(rows, cases):
 
 
 def test_rows_and_cases_belong_together(source):
-    rows = rows_of(source / "docs/limits.md")
+    rows = list(rows_of(source / "docs/limits.md"))
     assert rows
     inis = sorted(pathlib.Path(__file__).parent.glob("cases/*/case.ini"))
     cases = {ini.parent.name: rows_named_by(ini) for ini in inis}
