@@ -147,6 +147,13 @@ void Macro(const Run& run, Report& report) {
       if ((is_object(name) || is_function) && name != "NULL") {
         report.At(message, text("message", name));
       }
+      for (int i = 0; i < message->field_count(); ++i) {
+        // Its functions have the name in lower case, which no NULL is.
+        const std::string field(message->field(i)->lowercase_name());
+        if (IncludedMacro(field) != MacroKind::kNone) {
+          report.At(message->field(i), text("field", field));
+        }
+      }
     });
     ForEachEnum(file, [&](const EnumDescriptor* enumeration) {
       if (is_object(std::string(enumeration->name()))) {
@@ -182,6 +189,17 @@ void Gnu(const Run& run, Report& report) {
     }
     ForEachMessage(file, [&](const Descriptor* message) {
       check(message, std::string(message->name()));
+      for (int i = 0; i < message->field_count(); ++i) {
+        check(message->field(i),
+              std::string(message->field(i)->lowercase_name()));
+      }
+    });
+    ForEachEnum(file, [&](const EnumDescriptor* enumeration) {
+      check(enumeration, std::string(enumeration->name()));
+      for (int i = 0; i < enumeration->value_count(); ++i) {
+        check(enumeration->value(i),
+              std::string(enumeration->value(i)->name()));
+      }
     });
     ForEachService(file, [&](const ServiceDescriptor* service) {
       check(service, std::string(service->name()));

@@ -155,7 +155,8 @@ void ShareMacros(const Run& run, Report& report) {
         report.At(service, Quoted(service) + " and " +
                                std::string(first->full_name()) +
                                " define the same macros in different ways, so "
-                               "their headers cannot be included together; "
+                               "a source file that includes both has those of "
+                               "the later one, with a warning; "
                                "rename one, or include them in different "
                                "source files");
       }
@@ -270,7 +271,7 @@ std::vector<Rule> ServiceRules() {
       {"service-like-nested-type", Severity::kError,
        "A service with the C++ name of a nested message",
        "service_like_nested_message", LikeNestedType},
-      {"services-differ-in-case", Severity::kError,
+      {"services-differ-in-case", Severity::kWarning,
        "Two services whose names differ only in case",
        "services_differ_in_case", DifferInCase},
       {"services-share-macros", Severity::kWarning, "Two services of one name",
