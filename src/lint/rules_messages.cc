@@ -160,12 +160,12 @@ void ValueReplacedLater(const Run& run, Report& report) {
       for (const std::string& macro : MacrosOf(service)) {
         const auto found = values.find(macro);
         if (found != values.end() && macro != std::string(service->name())) {
-          report.At(service, "the macro '" + macro + "' of the service '" +
-                                 std::string(service->name()) +
-                                 "' replaces the enum value " + found->second +
-                                 " in all that comes after its header; write "
-                                 "'#undef " +
-                                 macro + "' behind that, or rename one");
+          std::string text = "the macro '" + macro + "' of the service '";
+          text += service->name();
+          text += "' replaces the enum value " + found->second;
+          text += " in all that comes after its header; write '#undef ";
+          text += macro + "' behind that, or rename one";
+          report.At(service, text);
         }
       }
     });
