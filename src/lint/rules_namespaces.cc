@@ -289,10 +289,11 @@ void IsPackage(const Run& run, Report& report) {
            {name, name + "Method", name + "Methods"}) {
         const auto found = declared.find(made);
         if (found != declared.end()) {
-          report.At(service,
-                    "the type '" + made + "' that is made for the service '" +
-                        name + "' in the services namespace has the name of " +
-                        found->second + "; choose another services namespace");
+          std::string text = "the type '" + made;
+          text += "' that is made for the service '" + name;
+          text += "' in the services namespace has the name of ";
+          text += found->second + "; choose another services namespace";
+          report.At(service, text);
         }
       }
     });
