@@ -143,6 +143,32 @@ void FilesOfOneBaseName(const Run& run, Report& report) {
   }
 }
 
+// Whether the directives that include the file's headers hold its name whole.
+bool CanBeIncluded(const FileDescriptor* file) {
+  return std::string(file->name()).find_first_of("\"\n\r") == std::string::npos;
+}
+
+// Includes a header that is included by an imported file's.
+void Name(const Run& run, Report& report) {
+  for (const FileDescriptor* file : run.files) {
+    if (!CanBeIncluded(file)) {
+      report.At(PlaceOfFile(file),
+                "the name of the file has a quotation mark or a line break, "
+                "with which its headers cannot be included; rename it");
+    }
+    for (int i = 0; i < file->dependency_count(); ++i) {
+      for (const FileDescriptor* other : WithImports(file->dependency(i))) {
+        if (!CanBeIncluded(other)) {
+          report.At(PlaceOfImport(file, i),
+                    "the name of the file '" + std::string(other->name()) +
+                        "' has a quotation mark or a line break, with which "
+                        "its header cannot be included; rename it");
+        }
+      }
+    }
+  }
+}
+
 void WeakImport(const Run& run, Report& report) {
   for (const FileDescriptor* file : run.files) {
     for (int i = 0; i < file->weak_dependency_count(); ++i) {
@@ -178,6 +204,8 @@ std::vector<Rule> FileRules() {
       {"files-of-one-base-name", Severity::kError,
        "Two files of one run that differ only in their suffix",
        "files_of_one_base_name", FilesOfOneBaseName},
+      {"file-name", Severity::kError, "A file whose name has a quotation mark",
+       "", Name},
       {"weak-import", Severity::kError, "A file with `import weak`", "",
        WeakImport},
   };

@@ -186,6 +186,38 @@ void Keyword(const Run& run, Report& report) {
       });
 }
 
+// A message's class has a typedef for each message and enum that it encloses,
+// of its own name; those of map entries are left out.
+void LikeEnclosing(const Run& run, Report& report) {
+  const auto check = [&](const Descriptor* outer, const auto* inner,
+                         const std::string& name) {
+    if (name == ProtobufClassName(outer)) {
+      report.At(inner, "the class of " + Quoted(outer) +
+                           " would have a member '" + name +
+                           "', its own name, for what stands in it; rename "
+                           "one");
+    }
+  };
+  for (const FileDescriptor* file : run.files) {
+    ForEachMessage(file, [&](const Descriptor* message) {
+      for (int i = 0; i < message->nested_type_count(); ++i) {
+        const Descriptor* nested = message->nested_type(i);
+        if (!nested->options().map_entry()) {
+          check(message, nested, std::string(nested->name()));
+        }
+      }
+      for (int i = 0; i < message->enum_type_count(); ++i) {
+        const EnumDescriptor* nested = message->enum_type(i);
+        check(message, nested, std::string(nested->name()));
+        for (int j = 0; j < nested->value_count(); ++j) {
+          check(message, nested->value(j),
+                std::string(nested->value(j)->name()));
+        }
+      }
+    });
+  }
+}
+
 // Names in the message code of a file, which protobuf 21 does not rename.
 void KeywordOfCpp20(const Run& run, Report& report) {
   const auto check = [&](const auto* element, const std::string& name,
@@ -237,6 +269,9 @@ std::vector<Rule> MessageRules() {
        "later_message_captured", ReplacedLater},
       {"message-keyword", Severity::kError,
        "A message named like a C++ keyword", "message_keyword", Keyword},
+      {"message-like-enclosing", Severity::kError,
+       "A message, an enum or an enum value in a message of the same name",
+       "message_like_enclosing", LikeEnclosing},
       {"keyword-of-cpp20", Severity::kError,
        "A message, a field, an enum or an enum value named like a keyword that "
        "is new",

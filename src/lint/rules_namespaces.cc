@@ -27,7 +27,22 @@ Place PlaceOfNamespace(const Run& run) {
   return PlaceOfParameter(run.parameters.services_namespace_item);
 }
 
-// Bytes above ASCII are left to the compiler: they may be letters.
+// Whether each byte above ASCII is part of a character in UTF-8.
+bool IsUtf8(const std::string& text) {
+  int missing = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool continues = byte >= 0x80 && byte < 0xC0;
+    if (continues != (missing > 0) || byte > 0xF4) {
+      return false;
+    }
+    missing +=
+        continues ? -1 : (byte >= 0xC0) + (byte >= 0xE0) + (byte >= 0xF0);
+  }
+  return missing == 0;
+}
+
+// Characters above ASCII are left to the compiler: they may be letters.
 bool IsName(const std::string& text) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
@@ -35,7 +50,7 @@ bool IsName(const std::string& text) {
       return false;
     }
   }
-  return !text.empty() &&
+  return !text.empty() && IsUtf8(text) &&
          std::isdigit(static_cast<unsigned char>(text[0])) == 0;
 }
 
@@ -203,7 +218,21 @@ void Taken(const Run& run, Report& report) {
     declared.insert(values.begin(), values.end());
     // What the names in a service's class would hide, where its methods use the
     // namespace.
+    bool has_methods = false;
     ForEachService(file, [&](const ServiceDescriptor* service) {
+      has_methods = has_methods || service->method_count() > 0;
+    });
+    ForEachService(file, [&](const ServiceDescriptor* service) {
+      // In the namespace, so methods of other services meet them too.
+      const std::string of_service =
+          "the service " + std::string(service->full_name());
+      if (has_methods) {
+        declared.emplace(std::string(service->name()), of_service);
+        for (const char* suffix : {"Method", "Methods"}) {
+          declared.emplace(std::string(service->name()) + suffix,
+                           "a type that is made for " + of_service);
+        }
+      }
       if (service->method_count() == 0) {
         return;
       }
@@ -211,8 +240,6 @@ void Taken(const Run& run, Report& report) {
         declared.emplace(MessageClassName(message, false),
                          "the message " + std::string(message->full_name()));
       }
-      declared.emplace(std::string(service->name()),
-                       "the service " + std::string(service->full_name()));
       declared.emplace("Stub", "a class in that of each service");
       declared.emplace("Service", "a class in that of each service");
       declared.emplace("StubBase", "a base of the class Stub");
@@ -223,11 +250,8 @@ void Taken(const Run& run, Report& report) {
         made.stub.erase("_rpcmethod_" + std::string(method->name()));
       });
       made.service.insert(made.stub.begin(), made.stub.end());
-      made.service.insert({std::string(service->name()) + "Method",
-                           std::string(service->name()) + "Methods"});
       for (const std::string& member : made.service) {
-        declared.emplace(member, "a type that is made for the service " +
-                                     std::string(service->full_name()));
+        declared.emplace(member, "a type that is made for " + of_service);
       }
     });
     const auto found = declared.find(name);

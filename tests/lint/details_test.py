@@ -1,6 +1,8 @@
 """What the rules find beyond the cases of the limits: the other halves of their
 conditions."""
 
+import subprocess
+
 import pytest
 
 from lint.linter import lint
@@ -38,6 +40,22 @@ FOUND = {
         ["services_namespace=Stub: error [services-namespace-taken]"],
     ),
     "a namespace like a service without methods": ("service S {}", "S", []),
+    "a namespace like a service without methods, beside one with": (
+        "service S {} service T { rpc R(A) returns (B); }",
+        "S",
+        ["services_namespace=S: error [services-namespace-taken]"],
+    ),
+    "a namespace like the traits of a service without methods": (
+        "service S {} service T { rpc R(A) returns (B); }",
+        "SMethods",
+        ["services_namespace=SMethods: error [services-namespace-taken]"],
+    ),
+    "a namespace with letters above ASCII": ("service S {}", "\u00e9\u20ac\U00010400", []),
+    "a map in a message of its entry's name": (
+        "message MEntry { map<int32, int32> m = 1; }",
+        "",
+        [],
+    ),
     "a namespace like an enum value": (
         "enum E { api = 0; }",
         "api",
@@ -118,3 +136,51 @@ def test_a_file_that_is_named_twice_is_linted_once(built, source, tmp_path):
     (tmp_path / "api.proto").write_text(HEAD + "service new {}")
     found = lint(built, source, tmp_path, ["api.proto", "api.proto"]).brief()
     assert found == ["api.proto:2:1: error [service-keyword]"]
+
+
+# Of two, three and four bytes: cut short, without their beginning, and a byte
+# that begins nothing.
+@pytest.mark.parametrize(
+    "value",
+    [
+        b"\xc3",
+        b"\xe2\x82",
+        b"\xf0\x90\x90",
+        b"\xc3a",
+        b"\xc3\xa9\xa9",
+        b"\x80",
+        b"\xf5\x90\x90\x90",
+    ],
+)
+def test_a_namespace_that_is_not_in_utf_8(built, source, tmp_path, value):
+    (tmp_path / "api.proto").write_text(HEAD)
+    command = [
+        built.protoc,
+        f"-I{tmp_path}",
+        f"--plugin=protoc-gen-qarn-rpc-lint={built.plugin_lint}",
+        f"--qarn-rpc-lint_out={tmp_path}",
+        b"--qarn-rpc-lint_opt=services_namespace=a" + value,
+        "api.proto",
+    ]
+    done = subprocess.run(command, stderr=subprocess.PIPE, check=False)
+    assert done.returncode == 1
+    assert b"[services-namespace-name]" in done.stderr
+
+
+@pytest.mark.parametrize("character", ['"', "\n", "\r"])
+def test_a_file_name_that_no_header_can_be_included_by(built, source, tmp_path, character):
+    name = f"a{character}b.proto"
+    texts = {name: HEAD, "c.proto": 'syntax = "proto3"; ', "d.proto": 'syntax = "proto3";\n'}
+    escaped = name.replace('"', '\\"').replace("\n", "\\n").replace("\r", "\\r")
+    texts["c.proto"] += f'import "{escaped}";'
+    texts["d.proto"] += 'import "c.proto";'
+    for path, text in texts.items():
+        (tmp_path / path).write_text(text)
+
+    def found(path):
+        linted = lint(built, source, tmp_path, [path])
+        return [one["rule"] for one in linted.findings], linted.brief()
+
+    assert found("c.proto") == (["file-name"], ["c.proto:1:20: error [file-name]"])
+    assert found("d.proto") == (["file-name"], ["d.proto:2:1: error [file-name]"])
+    assert found(name)[0] == ["file-name"]

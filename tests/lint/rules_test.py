@@ -51,9 +51,9 @@ def test_examples_are_the_cases_that_expect_the_rule(built):
     for case, _, name in expecting_cases():
         expecting.setdefault(name, set()).add(case)
     rules = rules_of(built)
-    # No case tries the row about weak imports (compile/limits/rows_test.py).
+    # No case tries the rows of these (compile/limits/rows_test.py).
     without = {name for name, rule in rules.items() if not rule.examples}
-    assert without == {"weak-import", WITHOUT_ROW}
+    assert without == {"file-name", "weak-import", WITHOUT_ROW}
     assert {name: set(rules[name].examples) for name in set(rules) - without} == expecting
 
 
