@@ -24,9 +24,9 @@ PLUGINS = ("protoc-gen-qarn-rpc", "protoc-gen-qarn-rpc-any")
 LINTER = "protoc-gen-qarn-rpc-lint"
 
 VALIDATE = """
-const { Spec, Validation } = require("@cyclonedx/cyclonedx-library");
+const { Validation } = require("@cyclonedx/cyclonedx-library");
 const bill = require("fs").readFileSync(0, "utf8");
-new Validation.JsonStrictValidator(Spec.Version.v1dot6).validate(bill).then((error) => {
+new Validation.JsonStrictValidator("1.6").validate(bill).then((error) => {
   if (error !== null) throw new Error(JSON.stringify(error));
 });
 """
