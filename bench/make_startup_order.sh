@@ -2,10 +2,16 @@
 # Renews bench/startup_order.txt, the functions that a cold start runs, which
 # the static link puts side by side, or checks that it still fits:
 #
-#   bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc-any
+#   cmake --preset release -B build/order \
+#     -DCMAKE_EXE_LINKER_FLAGS='-Wl,-Map=plugin.map -Wl,--no-demangle'
+#   cmake --build build/order --target protoc-gen-qarn-rpc-any
+#   bench/make_startup_order.sh build/order/protoc-gen-qarn-rpc-any build/order/plugin.map
+#
 #   bench/make_startup_order.sh --check build/release/protoc-gen-qarn-rpc-any
 #
-# That one runs all that the plain plugin runs, and what it declares.
+# That one runs all that the plain plugin runs, and what it declares. The linker
+# moves whole sections, and the libraries have many functions in one, so the list
+# names one function of each section; the map tells which those are.
 #
 # The names are protobuf's and the C++ library's too, so they fit one release of
 # those, and one compiler; a name that the linker does not find does no harm and
@@ -15,13 +21,15 @@
 
 set -euo pipefail
 
+map=${2:-}
 check=false
 if [[ "${1:-}" == --check ]]; then
   check=true
   shift
 fi
-if [[ $# -ne 1 || ! -x "$1" ]]; then
-  echo "usage: make_startup_order.sh [--check] PLUGIN, a plugin with its symbols" >&2
+if [[ ! -x "${1:-}" ]] || ! { $check || [[ -f "$map" ]]; }; then
+  echo "usage: make_startup_order.sh [--check] PLUGIN [MAP], a plugin with its symbols and," >&2
+  echo "  to renew the list, the linker's map of it; the comment of this script makes both" >&2
   exit 2
 fi
 plugin=$1
@@ -50,9 +58,7 @@ if $check; then
   if [[ -s "$work/missing" ]]; then
     echo "These functions of bench/startup_order.txt are not in the plugin, which starts slower for it:" >&2
     c++filt <"$work/missing" | sed 's/^/  /' >&2
-    echo "Renew the list, with a release build that has its symbols:" >&2
-    echo "  cmake --preset release && cmake --build --preset release &&" >&2
-    echo "    bench/make_startup_order.sh build/release/protoc-gen-qarn-rpc-any" >&2
+    echo "Renew the list; the comment of bench/make_startup_order.sh says how" >&2
     exit 1
   fi
   echo "$(wc -l <"$work/ours") names of ours, all in the plugin"
@@ -75,10 +81,20 @@ if [[ ! -s "$work/names" ]]; then
   echo "no function has a name: is the plugin stripped of its symbols?" >&2
   exit 1
 fi
+# A line of a section in the map is followed by one for each of its symbols.
+LC_ALL=C awk 'NR == FNR { run[$0]; next }
+  /:\(/ { section = $0; next }
+  $NF in run && (!(section in first) || $NF < first[section]) { first[section] = $NF }
+  END { for (section in first) print first[section] }' "$work/names" "$map" |
+  LC_ALL=C sort -u >"$work/firsts"
+if [[ ! -s "$work/firsts" ]]; then
+  echo "no function of the start is in $map: is it the plugin's, of lld, with --no-demangle?" >&2
+  exit 1
+fi
 {
-  echo "# The functions that a cold start of the plugin runs, for the linker's"
+  echo "# Functions that a cold start of the plugin runs, one a section, for the linker's"
   echo "# --symbol-ordering-file. Made by bench/make_startup_order.sh; not to be edited."
   echo "# compiler: $compiler"
-  cat "$work/names"
+  cat "$work/firsts"
 } >"$work/list"
 mv "$work/list" "$list"
