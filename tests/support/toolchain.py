@@ -92,28 +92,37 @@ class Toolchain:
         options = ["-x", "c++-header", self.prefix, "-o", f"{self.prefix}{suffix}"]
         run(self.command + WARNINGS + options)
 
-    def compile(self, source, rpc_folders, message_folders, output=None, status=0):
-        """Compiles one source with all warnings, and returns what the compiler
-        said. Without an output it is only checked. See `run` for status."""
+    def compilation(self, source, rpc_folders, message_folders, output=None):
+        """The command that compiles one source with all warnings. Without an output
+        it is only checked."""
         command = self.command + WARNINGS
         for folder in rpc_folders:
             command = command + ["-I", folder]
         for folder in message_folders:
             command = command + ["-isystem", folder]
-        if self.prefix:
-            command = command + ["-include", self.prefix]
-            if not self.is_clang:
-                command = command + ["-Winvalid-pch"]
+        command = command + self.prefix_includes()
         if output is None:
-            command = command + ["-fsyntax-only", source]
-        else:
+            return command + ["-fsyntax-only", source]
+        return command + ["-c", source, "-o", output]
+
+    def prefix_includes(self):
+        """The options to start with the prebuilt header, if there is one."""
+        if not self.prefix:
+            return []
+        includes = ["-include", self.prefix]
+        return includes if self.is_clang else includes + ["-Winvalid-pch"]
+
+    def compile(self, source, rpc_folders, message_folders, output=None, status=0):
+        """Compiles one source, and returns what the compiler said. See `run` for
+        status."""
+        if output is not None:
             pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)
-            command = command + ["-c", source, "-o", output]
+        command = self.compilation(source, rpc_folders, message_folders, output)
         return run(command, status=status)
 
     def compile_messages(self, source, folders, output):
         """Compiles a source of protobuf's own generator, without warnings."""
-        command = self.command + ["-w"]
+        command = self.command + ["-w"] + self.prefix_includes()
         for folder in folders:
             command = command + ["-I", folder]
         pathlib.Path(output).parent.mkdir(parents=True, exist_ok=True)

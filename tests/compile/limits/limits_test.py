@@ -13,6 +13,9 @@ and a case.ini that says what is seen:
     protoc = 3\\.                     the case holds only for a protoc of this
                                      version (a regular expression, optional)
     line = api.rpc.h | Echo(         lines that the generated files hold
+    series = rpc M#(A) returns (B); => 9
+                                     a line that stands for nine, with 0 to 8 for #
+                                     (optional)
     mend = rpc Echo( => rpc Ping(    replacements, made in all files of the
                                      folder, that take the limit away
     mended_option = ...              the option of the mended case (optional)
@@ -22,6 +25,8 @@ and a case.ini that says what is seen:
     same = yes                       the mended files are the same
     dialect = gnu                    the standards are those of -std=gnu++17 and its
                                      like, which the compilers take by themselves
+    alone = yes                      headers ahead of the case's own would change
+                                     what is seen (optional)
     link = use.cc other.pb.cc        the limit is met when use.cc is linked, with
                                      files of message code if it needs them
 
@@ -45,9 +50,10 @@ Keys that take lines, replacements or expressions take one a line; a line that
 begins with # is a comment. The mended case, or a standard at which the case
 works, is tried too: a failure counts only if the limit is its cause.
 
-The compilation of protobuf's headers is what the time goes into. So a row that
-holds at every standard is tried with g++ at the oldest and the newest, and with
-clang++ at one between; one that does not hold everywhere is tried at all four.
+The compilation of protobuf's headers is what the time goes into. So each begins with
+the headers that the matrix prebuilds; and a row that holds at every standard is tried
+with g++ at the oldest and the newest, and with clang++ at one between; one that does
+not hold everywhere is tried at all four.
 """
 
 import configparser
@@ -58,12 +64,12 @@ import pytest
 
 from support.commands import run
 from support.refusal import Attempt, Compilation, Link, expect_refused_for_its_cause
-from support.toolchain import WARNINGS, system_includes
+from support.toolchain import Toolchain
 
 CASES = sorted(pathlib.Path(__file__).parent.glob("cases/*"))
 KEYS = {
     "case": {"row", "option", "out_option", "protoc", "line", "same", "link", "dialect"}
-    | {"mend", "mended_option", "mended_line", "mended_without"},
+    | {"alone", "series", "mend", "mended_option", "mended_line", "mended_without"},
     "g++": {"fails", "works", "error"},
     "clang++": {"fails", "works", "error"},
     "protoc": {"error"},
@@ -82,6 +88,7 @@ class Case:
         self.parser.read(folder / "case.ini")
         self.check_keys()
         self.mends = [self._pair(text, "=>") for text in self.many("mend")]
+        self.series = [self._pair(text, "=>") for text in self.many("series")]
         self.has_mended = bool(self.mends) or any(
             self.one(key) is not None for key in ("mended_option", "mended_without")
         )
@@ -141,6 +148,9 @@ class Trial:
             if path.name in left_out:
                 continue
             text = path.read_text()
+            for line, count in case.series:
+                lines = [line.replace("#", str(number)) for number in range(int(count))]
+                text = text.replace(line, "\n".join(lines))
             for old, new in case.mends if mended else []:
                 if old in text:
                     unused.discard(old)
@@ -148,6 +158,7 @@ class Trial:
             (directory / "in" / path.name).write_text(text)
         assert not unused, "no file of the case holds that"
         self.protos = sorted(path.name for path in (directory / "in").glob("*.proto*"))
+        self.prefixes = built.build / "tests/compile/matrix/prefix"
 
     def generation(self):
         """The run of protoc with our plugin."""
@@ -187,25 +198,28 @@ class Trial:
 
     def compilation(self, compiler, standard):
         """The run of the compiler; with the linker, if the case is about that."""
-        use = "in/use.cc"
-        unit = use if (self.directory / use).is_file() else "rpc/api.rpc.cpp"
-        command = [
+        unit = "in/use.cc"
+        if not (self.directory / unit).is_file():
+            unit = "rpc/api.rpc.cpp"
+        own_includes = any(self.case.one(key) for key in ("alone", "dialect", "link"))
+        prefix = None if own_includes else self.prefixes / f"{compiler}-c++{standard}"
+        toolchain = Toolchain(
             self.built.compilers[compiler]["path"],
-            f"-std={self.case.one('dialect') or 'c'}++{standard}",
-            *WARNINGS,
-            "-isystem",
-            "messages",
-            "-Irpc",
-            f"-I{self.source}/examples/runtime",
-        ]
+            f"{self.case.one('dialect') or 'c'}++{standard}",
+            self.built.system_folders,
+            prefix,
+        )
+        command = toolchain.compilation(
+            unit, ["rpc", self.source / "examples/runtime"], ["messages"]
+        )
         if compiler == "clang++":
             command.append("-ferror-limit=0")  # a case may show many errors
-        command += system_includes(self.built.system_folders)
         what = f"{self.name} with {compiler} at C++{standard}"
         if not self.case.one("link"):
-            return Compilation(what, [*command, "-fsyntax-only", unit], self.directory)
+            return Compilation(what, command, self.directory)
         units = [f"messages/{name}" for name in self.case.one("link").split()[1:]]
-        command += ["-O0", unit, *units, *self.built.libraries, "-pthread", "-o", "program"]
+        command = [word for word in command if word != "-fsyntax-only"]
+        command += [*units, *self.built.libraries, "-pthread", "-o", "program"]
         return Link(what, command, self.directory)
 
 
