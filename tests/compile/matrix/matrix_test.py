@@ -157,8 +157,9 @@ class Matrix:
         # Every compiler and standard can link the objects of one.
         sources = sorted(folder.rglob("*.pb.cc"))
         assert len(sources) == len(names), f"delete {folder}"
+        toolchain = self.toolchain(self.prefix)
         for unit in sources:
-            self.toolchain().compile_messages(unit, [folder, self.options], unit.with_suffix(".o"))
+            toolchain.compile_messages(unit, [folder, self.options], unit.with_suffix(".o"))
 
     def compile(self, toolchain, unit, folder, case, output=None, status=0, more=()):
         """Compiles one source of the case, whose RPC files are in the folder."""

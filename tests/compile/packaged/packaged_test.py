@@ -238,7 +238,8 @@ def test_generate(built, source, folder):
     run([built.protoc, f"-I{source}/proto", f"--cpp_out={packaged.messages}", f"{SCHEMA}.proto"])
 
     compiler = next(iter(built.compilers.values()))["path"]
-    toolchain = Toolchain(compiler, "c++14", built.system_folders)
+    toolchain = Toolchain(compiler, "c++14", built.system_folders, folder / "prefix")
+    toolchain.make_prefix()
     linked = packaged.with_imports(
         name for name in names if not packaged.has_method_named_like_its_service(name)
     )
