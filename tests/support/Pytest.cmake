@@ -36,14 +36,15 @@ file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/tests/tmp")
 # is for a busy machine.
 function(qarn_rpc_add_pytest name label tests)
   add_test(NAME ${name}
-    COMMAND "${QARN_RPC_PYTHON}" -X utf8 -X "pycache_prefix=${PROJECT_BINARY_DIR}/tests/pycache"
-      -m pytest "--basetemp=${PROJECT_BINARY_DIR}/tests/tmp/${name}"
+    COMMAND "${QARN_RPC_PYTHON}" -X utf8 -m pytest "--basetemp=${PROJECT_BINARY_DIR}/tests/tmp/${name}"
       "--built=${QARN_RPC_BUILT_JSON}" ${ARGN} "${tests}"
     WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/tests")
   set_tests_properties(${name} PROPERTIES
     LABELS ${label} TIMEOUT 1200 SKIP_RETURN_CODE 77
-    # What else may be installed for pytest has no part here.
-    ENVIRONMENT "PYTEST_DISABLE_PLUGIN_AUTOLOAD=1;PYTEST_ADDOPTS=")
+    # What else may be installed for pytest has no part here. Without compiled files
+    # that are kept, each entry would compile pytest anew, for half a second.
+    ENVIRONMENT "PYTEST_DISABLE_PLUGIN_AUTOLOAD=1;PYTEST_ADDOPTS=;PYTHONDONTWRITEBYTECODE=;\
+PYTHONPYCACHEPREFIX=${PROJECT_BINARY_DIR}/tests/pycache")
 endfunction()
 
 find_program(QARN_RPC_GXX g++ DOC "The g++ that generated code is tried with")
