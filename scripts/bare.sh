@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Runs the README's two commands, scripts/demo.sh and scripts/test.sh, in the smallest
 # Debian there is: for each NAME of scripts/platforms.sh, debian13 if none is given,
-# and for each command in a copy of that root and of this tree, so that neither finds
-# what the other installed. The root itself stays as it is, in
+# one after the other as a newcomer would, in a copy of that root and of this tree.
+# (That the second does not lean on what the first installed, the test
+# scripts.first_commands sees.) The root itself stays as it is, in
 # build/platforms/bare-NAME; delete it to have a fresh one. The logs lie beside it.
 #
 # Prints how long each command took, and how many tests ran. Needs the user root,
@@ -62,12 +63,12 @@ for name in "${names[@]}"; do
     status=1
     continue
   fi
+  copy=$root-copy
+  rm -rf "$copy"
+  cp -a "$root" "$copy"
+  copy_tree "$copy"
   for command in demo test; do
     log=$root-$command.log
-    copy=$root-$command
-    rm -rf "$copy"
-    cp -a "$root" "$copy"
-    copy_tree "$copy"
     since=$SECONDS
     if scripts/platforms/in_root.sh "$copy" "/src/scripts/$command.sh" >"$log" 2>&1 </dev/null; then
       echo "$name: scripts/$command.sh passed after $((SECONDS - since)) seconds"
@@ -77,7 +78,7 @@ for name in "${names[@]}"; do
       tail -n 40 "$log"
       status=1
     fi
-    rm -rf "$copy"
   done
+  rm -rf "$copy"
 done
 exit "$status"
