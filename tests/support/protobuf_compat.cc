@@ -5,8 +5,6 @@
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
-#include <algorithm>
-
 #include "plugin/any_syntax_generator.h"
 
 #ifdef QARN_RPC_PROTOBUF_USES_ABSEIL
@@ -195,20 +193,6 @@ std::vector<std::string> Editions() { return {}; }
 std::vector<std::string> LaterEditions() { return {}; }
 
 #endif
-
-std::string EditionOfGoldenCase(const std::string& name) {
-  const std::string prefix = "edition_";
-  return name.compare(0, prefix.size(), prefix) == 0
-             ? name.substr(prefix.size())
-             : "";
-}
-
-bool ProtocTakesGoldenCase(const std::string& name) {
-  const std::string edition = EditionOfGoldenCase(name);
-  const std::vector<std::string> taken = Editions();
-  return edition.empty() ||
-         std::find(taken.begin(), taken.end(), edition) != taken.end();
-}
 
 std::vector<std::string> OptionsForProto3Optional() {
 #if GOOGLE_PROTOBUF_VERSION < 3015000

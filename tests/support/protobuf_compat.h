@@ -113,11 +113,6 @@ bool AnswerRequest(
 std::vector<std::string> Editions();
 std::vector<std::string> LaterEditions();
 
-// The edition of the files of a golden case: "2023" for edition_2023, empty for
-// a case without one. And whether this protobuf's protoc takes such files.
-std::string EditionOfGoldenCase(const std::string& name);
-bool ProtocTakesGoldenCase(const std::string& name);
-
 // What protoc needs on its command line to take proto3 optional fields, which
 // 3.12 to 3.14 call an experiment.
 std::vector<std::string> OptionsForProto3Optional();
