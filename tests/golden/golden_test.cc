@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "support/files.h"
-#include "support/generate.h"
 #include "support/independent/plain_writer.h"
 #include "support/proto_sources.h"
 #include "support/protobuf_compat.h"
@@ -29,7 +28,6 @@ namespace {
 
 using testing::CommandResult;
 using testing::FilesBelow;
-using testing::Generate;
 using testing::ProtoSources;
 using testing::RunCommand;
 using testing::TemporaryFolder;
@@ -48,10 +46,6 @@ struct GoldenRun {
   std::string parameter() const {
     const std::string name = folder.filename().string();
     return name == "plain" ? "" : name;
-  }
-  std::string services_namespace() const {
-    const std::string text = parameter();
-    return text.empty() ? "" : text.substr(text.find('=') + 1);
   }
 };
 
@@ -201,19 +195,14 @@ TEST_P(GoldenTest, IsWhatProtocWritesWithThePlainPluginUnlessItRefuses) {
 
 TEST_P(GoldenTest, IsWhatTheIndependentWriterWrites) {
   const ProtoSources sources(FilesBelow(run().proto_folder()));
-  const std::string services_namespace = run().services_namespace();
-  Files actual;
+  std::vector<const google::protobuf::FileDescriptor*> files;
   for (const std::string& name : sources.Names()) {
-    const auto* file = sources.File(name);
-    const Files named = Generate(file, run().parameter()).files;
-    ASSERT_EQ(named.size(), 2u);
-    for (const auto& output : named) {
-      const bool is_header =
-          output.first.substr(output.first.size() - 2) == ".h";
-      actual[output.first] =
-          is_header ? independent::WriteHeader(file, services_namespace)
-                    : independent::WriteSource(file, services_namespace);
-    }
+    files.push_back(sources.File(name));
+  }
+  const auto response = independent::WriteResponse(files, run().parameter());
+  Files actual;
+  for (const auto& file : response.file()) {
+    actual[file.name()] = file.content();
   }
   ExpectSameFiles(expected(), actual);
 }
