@@ -150,8 +150,7 @@ build_by_script() {
       -lprotoc -lprotobuf -pthread -o "$objects/protoc-gen-qarn-rpc-any"
 }
 
-# The tests of the sources and of whole files, in one program; golden_test.cc
-# has its main.
+# The tests of the sources and of whole files, in one program.
 test_by_script() {
   local compiler=$1 log="$folder/tests.log"
   mapfile -t sources < <(find tests/unit tests/golden tests/support -name '*.cc' \
@@ -159,7 +158,7 @@ test_by_script() {
   compile_all "$compiler" "${sources[@]}" || return
   sources=("${sources[@]/#/$objects/}")
   "$compiler" "${library[@]}" "${sources[@]/%/.o}" \
-      -lgmock -lgtest -lprotoc -lprotobuf -pthread -o "$objects/all_tests" &&
+      -lgtest_main -lgmock -lgtest -lprotoc -lprotobuf -pthread -o "$objects/all_tests" &&
     "$objects/all_tests" --gtest_brief=1 | tee "$log" &&
     counted="$(sed -n 's/^\[  PASSED  \] \([0-9]* tests\).*/\1/p' "$log")"
 }

@@ -1,24 +1,22 @@
 // Compares what the generator makes of the cases in this folder with the
-// expected files, byte for byte: in memory, through the real protoc with either
-// plugin, and with what the independent writer makes of them. With the argument
-// --update it rewrites the expected files instead; read the result line by
-// line.
+// expected files, byte for byte: through the real protoc with either plugin,
+// and with what the independent writer makes of them. Where the environment has
+// QARN_RPC_UPDATE_GOLDENS, the plugin for any syntax rewrites the expected
+// files instead; read the result line by line.
 
 #include <google/protobuf/descriptor.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "plugin/any_syntax_generator.h"
 #include "support/files.h"
-#include "support/generate.h"
 #include "support/independent/plain_writer.h"
 #include "support/proto_sources.h"
 #include "support/protobuf_compat.h"
@@ -30,17 +28,11 @@ namespace {
 
 using testing::CommandResult;
 using testing::FilesBelow;
-using testing::Generate;
-using testing::GenerateResult;
-using testing::GenerateWith;
 using testing::ProtoSources;
 using testing::RunCommand;
 using testing::TemporaryFolder;
-using testing::UnifiedDiff;
 
 using Files = std::map<std::string, std::string>;
-
-bool update_mode = false;
 
 // One run of one case. The expected files are the case's own, or those of the
 // case that its file SAME_AS names.
@@ -55,10 +47,6 @@ struct GoldenRun {
     const std::string name = folder.filename().string();
     return name == "plain" ? "" : name;
   }
-  std::string services_namespace() const {
-    const std::string text = parameter();
-    return text.empty() ? "" : text.substr(text.find('=') + 1);
-  }
 };
 
 std::ostream& operator<<(std::ostream& stream, const GoldenRun& run) {
@@ -66,11 +54,19 @@ std::ostream& operator<<(std::ostream& stream, const GoldenRun& run) {
                 << ")";
 }
 
+// The edition of a case's files: "2023" for edition_2023, empty for a case
+// without one.
+std::string EditionOf(const std::string& name_of_case) {
+  const std::string prefix = "edition_";
+  return name_of_case.compare(0, prefix.size(), prefix) == 0
+             ? name_of_case.substr(prefix.size())
+             : "";
+}
+
 // protoc hands the files of these cases only to a plugin that declares to know
 // such files.
 bool NeedsDeclaration(const std::string& name_of_case) {
-  return name_of_case == "proto3_optional" ||
-         !testing::EditionOfGoldenCase(name_of_case).empty();
+  return name_of_case == "proto3_optional" || !EditionOf(name_of_case).empty();
 }
 
 // All cases, sorted.
@@ -116,9 +112,12 @@ std::vector<std::filesystem::path> RunFolders(
 
 // The runs of all cases that this protobuf's protoc takes.
 std::vector<GoldenRun> Runs() {
+  const std::vector<std::string> taken = testing::Editions();
   std::vector<GoldenRun> runs;
   for (const std::filesystem::path& golden_case : Cases()) {
-    if (!testing::ProtocTakesGoldenCase(golden_case.filename().string())) {
+    const std::string edition = EditionOf(golden_case.filename().string());
+    if (!edition.empty() &&
+        std::find(taken.begin(), taken.end(), edition) == taken.end()) {
       continue;
     }
     for (const std::filesystem::path& folder : RunFolders(golden_case)) {
@@ -134,7 +133,7 @@ void ExpectSameFiles(const Files& expected, const Files& actual) {
     if (found == actual.end()) {
       ADD_FAILURE() << file.first << " is expected and was not written";
     } else {
-      EXPECT_EQ(UnifiedDiff(file.second, found->second), "") << file.first;
+      EXPECT_EQ(file.second, found->second) << file.first;
     }
   }
   for (const auto& file : actual) {
@@ -150,11 +149,11 @@ class GoldenTest : public ::testing::TestWithParam<GoldenRun> {
 
   // Runs protoc with `plugin` over all files of the case at once.
   CommandResult Protoc(const std::string& plugin,
-                       const TemporaryFolder& output) const {
+                       const std::filesystem::path& output) const {
     std::vector<std::string> command = {
         QARN_RPC_PROTOC, "--plugin=protoc-gen-qarn-rpc=" + plugin,
         "-I" + run().proto_folder().string(), "-I" QARN_RPC_PROTO_FOLDER,
-        "--qarn-rpc_out=" + output.path().string()};
+        "--qarn-rpc_out=" + output.string()};
     for (const std::string& option : testing::OptionsForProto3Optional()) {
       command.push_back(option);
     }
@@ -168,47 +167,19 @@ class GoldenTest : public ::testing::TestWithParam<GoldenRun> {
   }
 };
 
-TEST_P(GoldenTest, IsWhatTheGeneratorWrites) {
-  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
-  Files actual;
-  for (const std::string& name : sources.Names()) {
-    const GenerateResult result =
-        Generate(sources.File(name), run().parameter());
-    EXPECT_TRUE(result.succeeded) << name << ": " << result.error;
-    actual.insert(result.files.begin(), result.files.end());
-  }
-  if (update_mode && run().has_own_files()) {
-    for (const auto& file : actual) {
-      const std::filesystem::path path = run().folder / file.first;
-      std::filesystem::create_directories(path.parent_path());
-      std::ofstream(path, std::ios::binary) << file.second;
-    }
-  }
-  ExpectSameFiles(expected(), actual);
-}
-
-TEST_P(GoldenTest, IsWhatTheAnySyntaxGeneratorWrites) {
-  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
-  Files actual;
-  for (const std::string& name : sources.Names()) {
-    const GenerateResult result = GenerateWith(
-        AnySyntaxGenerator(), sources.File(name), run().parameter());
-    EXPECT_TRUE(result.succeeded) << name << ": " << result.error;
-    actual.insert(result.files.begin(), result.files.end());
-  }
-  ExpectSameFiles(expected(), actual);
-}
-
 TEST_P(GoldenTest, IsWhatProtocWritesWithTheAnySyntaxPlugin) {
-  const TemporaryFolder output;
+  const TemporaryFolder temporary;
+  const bool update = std::getenv("QARN_RPC_UPDATE_GOLDENS") != nullptr;
+  const std::filesystem::path output =
+      update && run().has_own_files() ? run().folder : temporary.path();
   const CommandResult result = Protoc(QARN_RPC_PLUGIN_ANY, output);
   EXPECT_EQ(result.exit_status, 0) << result.err;
-  ExpectSameFiles(expected(), FilesBelow(output.path()));
+  ExpectSameFiles(expected(), FilesBelow(output));
 }
 
 TEST_P(GoldenTest, IsWhatProtocWritesWithThePlainPluginUnlessItRefuses) {
   const TemporaryFolder output;
-  const CommandResult result = Protoc(QARN_RPC_PLUGIN, output);
+  const CommandResult result = Protoc(QARN_RPC_PLUGIN, output.path());
   if (NeedsDeclaration(run().name_of_case())) {
     EXPECT_EQ(result.exit_status, 1);
     EXPECT_NE(result.err.find("code generator protoc-gen-qarn-rpc hasn't been "
@@ -223,20 +194,15 @@ TEST_P(GoldenTest, IsWhatProtocWritesWithThePlainPluginUnlessItRefuses) {
 }
 
 TEST_P(GoldenTest, IsWhatTheIndependentWriterWrites) {
-  const ProtoSources sources = ProtoSources::FromFolder(run().proto_folder());
-  const std::string services_namespace = run().services_namespace();
-  Files actual;
+  const ProtoSources sources(FilesBelow(run().proto_folder()));
+  std::vector<const google::protobuf::FileDescriptor*> files;
   for (const std::string& name : sources.Names()) {
-    const auto* file = sources.File(name);
-    const Files named = Generate(file, run().parameter()).files;
-    ASSERT_EQ(named.size(), 2u);
-    for (const auto& output : named) {
-      const bool is_header =
-          output.first.substr(output.first.size() - 2) == ".h";
-      actual[output.first] =
-          is_header ? independent::WriteHeader(file, services_namespace)
-                    : independent::WriteSource(file, services_namespace);
-    }
+    files.push_back(sources.File(name));
+  }
+  const auto response = independent::WriteResponse(files, run().parameter());
+  Files actual;
+  for (const auto& file : response.file()) {
+    actual[file.name()] = file.content();
   }
   ExpectSameFiles(expected(), actual);
 }
@@ -276,16 +242,3 @@ TEST(GoldenFolderTest, HasARunOfEachCase) {
 }  // namespace
 }  // namespace rpc
 }  // namespace qarn
-
-int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  for (int i = 1; i < argc; ++i) {
-    if (std::string(argv[i]) != "--update") {
-      std::cerr << "unknown argument: " << argv[i]
-                << "; the only one beside GoogleTest's is --update\n";
-      return 2;
-    }
-    qarn::rpc::update_mode = true;
-  }
-  return RUN_ALL_TESTS();
-}

@@ -45,22 +45,15 @@ google::protobuf::io::ZeroCopyOutputStream* MemoryContext::Open(
   return new RecordingStream(name, &files_[name], &events_);
 }
 
-GenerateResult GenerateWith(
-    const google::protobuf::compiler::CodeGenerator& generator,
-    const google::protobuf::FileDescriptor* file,
-    const std::string& parameter) {
+GenerateResult Generate(const google::protobuf::FileDescriptor* file,
+                        const std::string& parameter) {
   MemoryContext context;
   GenerateResult result;
   result.succeeded =
-      generator.Generate(file, parameter, &context, &result.error);
+      CppGenerator().Generate(file, parameter, &context, &result.error);
   result.files = context.files();
   result.events = context.events();
   return result;
-}
-
-GenerateResult Generate(const google::protobuf::FileDescriptor* file,
-                        const std::string& parameter) {
-  return GenerateWith(CppGenerator(), file, parameter);
 }
 
 }  // namespace testing

@@ -31,7 +31,7 @@ class MemoryContext : public google::protobuf::compiler::GeneratorContext {
   std::vector<std::string> events_;
 };
 
-// What one call of a generator's Generate gave.
+// What one call of the generator gave.
 struct GenerateResult {
   bool succeeded = false;
   std::string error;
@@ -39,12 +39,7 @@ struct GenerateResult {
   std::vector<std::string> events;
 };
 
-// Calls Generate of `generator` for `file`.
-GenerateResult GenerateWith(
-    const google::protobuf::compiler::CodeGenerator& generator,
-    const google::protobuf::FileDescriptor* file, const std::string& parameter);
-
-// The same with a CppGenerator.
+// Calls the generator for `file`.
 GenerateResult Generate(const google::protobuf::FileDescriptor* file,
                         const std::string& parameter);
 

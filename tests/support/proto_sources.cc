@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "morvane/qarn/rpc/service_options.pb.h"
-#include "support/files.h"
 #include "support/protobuf_compat.h"
 
 namespace qarn {
@@ -66,10 +65,6 @@ ProtoSources::ProtoSources(std::map<std::string, std::string> texts)
       throw std::runtime_error("cannot build " + file.name());
     }
   }
-}
-
-ProtoSources ProtoSources::FromFolder(const std::filesystem::path& folder) {
-  return ProtoSources(FilesBelow(folder));
 }
 
 std::vector<std::string> ProtoSources::Names() const {

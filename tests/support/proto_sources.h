@@ -6,7 +6,6 @@
 #include <google/protobuf/compiler/plugin.pb.h>
 #include <google/protobuf/descriptor.h>
 
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,9 +26,6 @@ class ProtoSources {
  public:
   // From import path to text.
   explicit ProtoSources(std::map<std::string, std::string> texts);
-
-  // All files below `folder`, by their paths in it.
-  static ProtoSources FromFolder(const std::filesystem::path& folder);
 
   // The import paths, sorted.
   std::vector<std::string> Names() const;

@@ -1,11 +1,8 @@
 #include "support/protobuf_compat.h"
 
-#include <google/protobuf/compiler/plugin.h>
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
-
-#include <algorithm>
 
 #include "plugin/any_syntax_generator.h"
 
@@ -25,26 +22,6 @@ namespace testing {
 
 namespace pb = google::protobuf;
 
-namespace {
-
-// Puts what is written into the response.
-class ResponseContext : public pb::compiler::GeneratorContext {
- public:
-  explicit ResponseContext(pb::compiler::CodeGeneratorResponse* response)
-      : response_(response) {}
-
-  pb::io::ZeroCopyOutputStream* Open(const std::string& name) override {
-    auto* file = response_->add_file();
-    file->set_name(name);
-    return new pb::io::StringOutputStream(file->mutable_content());
-  }
-
- private:
-  pb::compiler::CodeGeneratorResponse* const response_;
-};
-
-}  // namespace
-
 pb::io::ZeroCopyInputStream* MemorySourceTree::Open(SourceTreeName name) {
   const auto text = texts_.find(std::string(name));
   if (text == texts_.end()) {
@@ -52,23 +29,6 @@ pb::io::ZeroCopyInputStream* MemorySourceTree::Open(SourceTreeName name) {
   }
   return new pb::io::ArrayInputStream(text->second.data(),
                                       static_cast<int>(text->second.size()));
-}
-
-void RunGenerator(const std::vector<const pb::FileDescriptor*>& files,
-                  const std::string& parameter,
-                  const pb::compiler::CodeGenerator& generator,
-                  pb::compiler::CodeGeneratorResponse* response) {
-  response->set_supported_features(generator.GetSupportedFeatures());
-#ifdef QARN_RPC_HAS_EDITIONS
-  response->set_minimum_edition(generator.GetMinimumEdition());
-  response->set_maximum_edition(generator.GetMaximumEdition());
-#endif
-  ResponseContext context(response);
-  std::string message;
-  generator.GenerateAll(files, parameter, &context, &message);
-  if (!message.empty()) {
-    response->set_error(message);
-  }
 }
 
 #ifdef QARN_RPC_PROTOBUF_USES_ABSEIL
@@ -100,30 +60,6 @@ void SendLogTo(LogHandler handler) {
   sink->set_handler(handler);
 }
 
-// Current shared libraries keep the framework's own function to themselves.
-bool AnswerRequest(const pb::compiler::CodeGeneratorRequest& request,
-                   const pb::compiler::CodeGenerator& generator,
-                   pb::compiler::CodeGeneratorResponse* response,
-                   std::string* error) {
-  pb::DescriptorPool pool;
-  for (const auto& file : request.proto_file()) {
-    if (pool.BuildFile(file) == nullptr) {
-      *error = file.name() + " does not build";
-      return false;
-    }
-  }
-  std::vector<const pb::FileDescriptor*> files;
-  for (const std::string& name : request.file_to_generate()) {
-    files.push_back(pool.FindFileByName(name));
-    if (files.back() == nullptr) {
-      *error = name + " is not in the request";
-      return false;
-    }
-  }
-  RunGenerator(files, request.parameter(), generator, response);
-  return true;
-}
-
 #else
 
 namespace {
@@ -138,13 +74,6 @@ void SendLogTo(LogHandler handler) {
       [](pb::LogLevel, const char* file_name, int, const std::string& message) {
         current_handler(file_name, message);
       });
-}
-
-bool AnswerRequest(const pb::compiler::CodeGeneratorRequest& request,
-                   const pb::compiler::CodeGenerator& generator,
-                   pb::compiler::CodeGeneratorResponse* response,
-                   std::string* error) {
-  return pb::compiler::GenerateCode(request, generator, response, error);
 }
 
 #endif
@@ -195,20 +124,6 @@ std::vector<std::string> Editions() { return {}; }
 std::vector<std::string> LaterEditions() { return {}; }
 
 #endif
-
-std::string EditionOfGoldenCase(const std::string& name) {
-  const std::string prefix = "edition_";
-  return name.compare(0, prefix.size(), prefix) == 0
-             ? name.substr(prefix.size())
-             : "";
-}
-
-bool ProtocTakesGoldenCase(const std::string& name) {
-  const std::string edition = EditionOfGoldenCase(name);
-  const std::vector<std::string> taken = Editions();
-  return edition.empty() ||
-         std::find(taken.begin(), taken.end(), edition) != taken.end();
-}
 
 std::vector<std::string> OptionsForProto3Optional() {
 #if GOOGLE_PROTOBUF_VERSION < 3015000

@@ -6,9 +6,7 @@
 #ifndef QARN_RPC_TESTS_SUPPORT_PROTOBUF_COMPAT_H_
 #define QARN_RPC_TESTS_SUPPORT_PROTOBUF_COMPAT_H_
 
-#include <google/protobuf/compiler/code_generator.h>
 #include <google/protobuf/compiler/importer.h>
-#include <google/protobuf/compiler/plugin.pb.h>
 #include <google/protobuf/io/zero_copy_stream.h>
 #include <google/protobuf/stubs/common.h>
 
@@ -91,32 +89,10 @@ bool HoldsWithoutFatal(const Check& check) {
 // front.
 bool PrinterIndentsAfterLineBreaks();
 
-// Gives `files` to `generator`, and puts what comes of it into `response` as
-// the framework's main does.
-void RunGenerator(
-    const std::vector<const google::protobuf::FileDescriptor*>& files,
-    const std::string& parameter,
-    const google::protobuf::compiler::CodeGenerator& generator,
-    google::protobuf::compiler::CodeGeneratorResponse* response);
-
-// Answers `request` as the framework's main does. Returns false, with a message
-// in `*error`, if it refuses the request before it runs the generator: a
-// descriptor does not build, or a file to generate is not in the request.
-bool AnswerRequest(
-    const google::protobuf::compiler::CodeGeneratorRequest& request,
-    const google::protobuf::compiler::CodeGenerator& generator,
-    google::protobuf::compiler::CodeGeneratorResponse* response,
-    std::string* error);
-
 // The editions that this protobuf's protoc takes, such as "2023", oldest first,
 // and those that it knows and does not take; none where it knows no editions.
 std::vector<std::string> Editions();
 std::vector<std::string> LaterEditions();
-
-// The edition of the files of a golden case: "2023" for edition_2023, empty for
-// a case without one. And whether this protobuf's protoc takes such files.
-std::string EditionOfGoldenCase(const std::string& name);
-bool ProtocTakesGoldenCase(const std::string& name);
 
 // What protoc needs on its command line to take proto3 optional fields, which
 // 3.12 to 3.14 call an experiment.

@@ -44,20 +44,6 @@ CommandResult RunCommand(const std::vector<std::string>& arguments,
   return result;
 }
 
-std::string UnifiedDiff(const std::string& expected,
-                        const std::string& actual) {
-  if (expected == actual) {
-    return "";
-  }
-  const TemporaryFolder folder;
-  folder.Write("expected", expected);
-  folder.Write("actual", actual);
-  return RunCommand({"diff", "-u", "--label", "expected", "--label", "actual",
-                     (folder.path() / "expected").string(),
-                     (folder.path() / "actual").string()})
-      .out;
-}
-
 }  // namespace testing
 }  // namespace rpc
 }  // namespace qarn

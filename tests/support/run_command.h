@@ -22,9 +22,6 @@ struct CommandResult {
 CommandResult RunCommand(const std::vector<std::string>& arguments,
                          const std::string& input = "");
 
-// How two texts differ, as `diff -u` shows it; empty when they are equal.
-std::string UnifiedDiff(const std::string& expected, const std::string& actual);
-
 }  // namespace testing
 }  // namespace rpc
 }  // namespace qarn

@@ -6,8 +6,6 @@
 
 #include <google/protobuf/compiler/plugin.pb.h>
 
-#include <cstddef>
-#include <cstdint>
 #include <string>
 
 namespace qarn {
@@ -24,14 +22,8 @@ namespace fuzz {
 void WatchLog();
 
 // Runs the generator on `request` and reports the first property that does not
-// hold. Of the costly properties that is one input in kSample, chosen by the
-// input's bytes, so that an input that failed fails again, and each input if
-// the environment has QARN_RPC_FUZZ_CHECK_ALL; how many those were is printed
-// at the end of the program. What a costly check runs is not counted as reached
-// by the input: the fuzzer would keep inputs for being checked. Returns false,
-// having checked nothing, if the request is refused.
-bool CheckProperties(google::protobuf::compiler::CodeGeneratorRequest request,
-                     const std::uint8_t* data, std::size_t size);
+// hold. Returns false, having checked nothing, if the request is refused.
+bool CheckProperties(google::protobuf::compiler::CodeGeneratorRequest request);
 
 }  // namespace fuzz
 }  // namespace rpc

@@ -16,17 +16,6 @@ namespace qarn {
 namespace rpc {
 namespace fuzz {
 
-// A pool of the standard files alone, the options schema and descriptor.proto,
-// which it imports. Built once, for pools of other files to lie on.
-const google::protobuf::DescriptorPool* StandardPool();
-
-// The request with the standard files ahead of its own, if a file imports or is
-// one of the two and the request lacks it. protoc sends them along; the
-// builders of requests leave them out, as they are larger than all else and
-// always the same.
-google::protobuf::compiler::CodeGeneratorRequest WithStandardFiles(
-    google::protobuf::compiler::CodeGeneratorRequest request);
-
 // A request and what the plugin makes of it, all in memory.
 struct Answer {
   google::protobuf::compiler::CodeGeneratorRequest request;
@@ -39,24 +28,19 @@ struct Answer {
 
 // Builds the descriptors, once, and runs the generator on them; nothing if a
 // descriptor does not build, or a file to generate is not there. The standard
-// files that the request lacks are at hand.
+// files, which are the options schema and descriptor.proto, need not be in the
+// request: the builders of requests leave them out, as they are larger than all
+// else and always the same.
 std::optional<Answer> AnswerTo(
     google::protobuf::compiler::CodeGeneratorRequest request);
 
 // One property.
 struct Property {
-  // As a statement about the generator: "TwoRunsGiveTheSameBytes".
+  // As a statement about what it checks: "TheIndependentWriterAgrees".
   const char* name;
   // Returns what is wrong, for a person to read, or "" if the property holds.
-  // The request must hold all its files, as one of WithStandardFiles does, if
-  // the property is costly.
   std::string (*check)(const Answer& answer);
-  // Whether the check runs the generator again, up to some ten times. The
-  // fuzzers check such a property for one input in kSample.
-  bool is_costly;
 };
-
-constexpr unsigned kSample = 32;
 
 const std::vector<Property>& Properties();
 

@@ -99,7 +99,8 @@ std::string Tag(int number, std::uint32_t type) {
 
 class Builder {
  public:
-  explicit Builder(ByteSource* bytes) : bytes_(bytes) {}
+  explicit Builder(ByteSource* bytes)
+      : bytes_(bytes), variant_(bytes->Below(8)) {}
 
   pb::compiler::CodeGeneratorRequest Build() {
     const std::string parameter = bytes_->OneIn(16)
@@ -114,12 +115,18 @@ class Builder {
     for (std::size_t left = bytes_->Below(4) + 1; left > 0; --left) {
       AddFile();
     }
+    if (variant_ == kLastFileIsRefused) {
+      request_.mutable_proto_file()
+          ->rbegin()
+          ->mutable_options()
+          ->set_cc_generic_services(true);
+    }
     return request_;
   }
 
  private:
   // Lets each file import the options. The schema itself, which protoc sends
-  // along then, is left to WithStandardFiles.
+  // along then, is left to AnswerTo.
   void ImportSchema() {
     imports_schema_ = true;
     packages_ = {"google", "google.protobuf", "morvane", "morvane.qarn",
@@ -289,13 +296,14 @@ class Builder {
       method->set_client_streaming(bytes_->OneIn(2));
       method->set_server_streaming(bytes_->OneIn(2));
     }
-    const std::size_t count = bytes_->Below(5);
-    if (count == 0) {
-      return;
-    }
+    static const std::vector<int> options = OptionNumbers();
     std::string wire;
-    for (std::size_t left = count; left > 0; --left) {
-      static const std::vector<int> options = OptionNumbers();
+    if (variant_ == kEachOptionIsSet) {
+      for (const int option : options) {
+        wire += Tag(option, kVarint) + '\0';
+      }
+    }
+    for (std::size_t left = bytes_->Below(5); left > 0; --left) {
       const int option = options[bytes_->Below(options.size())];
       if (bytes_->OneIn(32)) {
         wire += Tag(option, kLengthDelimited) + "\1x";
@@ -305,10 +313,18 @@ class Builder {
     }
     // An option with another wire type is kept as an unknown field, so that all
     // of it parses.
-    static_cast<void>(method->mutable_options()->ParseFromString(wire));
+    if (!wire.empty()) {
+      static_cast<void>(method->mutable_options()->ParseFromString(wire));
+    }
   }
 
   ByteSource* const bytes_;
+  // A request in eight sets each option, to false where it is not set
+  // otherwise, which must change no text. Another has a last file that is
+  // refused, behind those that are not.
+  static constexpr std::size_t kLastFileIsRefused = 6;
+  static constexpr std::size_t kEachOptionIsSet = 7;
+  const std::size_t variant_;
   pb::compiler::CodeGeneratorRequest request_;
   bool imports_schema_ = false;
   std::set<std::string> file_names_;

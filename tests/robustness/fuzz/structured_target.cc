@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
   using namespace qarn::rpc::fuzz;
   WatchLog();
-  if (!CheckProperties(BuildRequest(data, size), data, size)) {
+  if (!CheckProperties(BuildRequest(data, size))) {
     Report("the builder made a request that does not build\n" +
            BuildRequest(data, size).ShortDebugString());
   }

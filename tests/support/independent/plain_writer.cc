@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <initializer_list>
 #include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,11 @@ using google::protobuf::FileDescriptor;
 using google::protobuf::MethodDescriptor;
 using google::protobuf::MethodOptions;
 using google::protobuf::ServiceDescriptor;
+using google::protobuf::compiler::CodeGeneratorResponse;
+
+constexpr char kGenericServicesError[] =
+    "cpp rpc proto compiler plugin does not work with generic services. "
+    "To generate cpp rpc APIs, please set \"cc_generic_service = false\".";
 
 // What the generated text says of one message: its class, with and without the
 // namespace. For Inner in a.b.Outer: "::a::b::Outer_Inner" and "Outer_Inner".
@@ -594,8 +600,6 @@ void AddServiceDefinitions(std::string* text, const Service& service,
   });
 }
 
-}  // namespace
-
 std::string WriteHeader(const FileDescriptor* file,
                         const std::string& services_namespace) {
   const std::vector<std::string> parts = PackageParts(file);
@@ -693,6 +697,60 @@ std::string WriteSource(const FileDescriptor* file,
     text += Lines({""});
   }
   return text;
+}
+
+// ---------------------------------------------------------------------------
+// The response
+
+// Reads a parameter string. Returns what is said of one that is refused, ""
+// of any other.
+std::string ReadParameter(const std::string& parameter,
+                          std::string* services_namespace) {
+  if (parameter.empty()) {
+    return "";
+  }
+  // Ended by a comma, so that an item ends at each comma and nowhere else.
+  std::istringstream items(parameter + ",");
+  for (std::string item; std::getline(items, item, ',');) {
+    std::istringstream pieces(item);
+    std::string key;
+    std::getline(pieces, key, '=');
+    if (key != "services_namespace") {
+      return "Unknown parameter: " + item;
+    }
+    // The last value counts, also if it is none.
+    services_namespace->clear();
+    std::getline(pieces, *services_namespace, '=');
+  }
+  return "";
+}
+
+}  // namespace
+
+CodeGeneratorResponse WriteResponse(
+    const std::vector<const FileDescriptor*>& files,
+    const std::string& parameter) {
+  std::string services_namespace;
+  const std::string parameter_error =
+      ReadParameter(parameter, &services_namespace);
+  CodeGeneratorResponse response;
+  for (const FileDescriptor* file : files) {
+    const std::string name(file->name());
+    const std::string error = file->options().cc_generic_services()
+                                  ? kGenericServicesError
+                                  : parameter_error;
+    if (!error.empty()) {
+      response.set_error(name + ": " + error);
+      break;
+    }
+    auto* header = response.add_file();
+    header->set_name(BaseName(name) + ".rpc.h");
+    header->set_content(WriteHeader(file, services_namespace));
+    auto* source = response.add_file();
+    source->set_name(BaseName(name) + ".rpc.cpp");
+    source->set_content(WriteSource(file, services_namespace));
+  }
+  return response;
 }
 
 }  // namespace qarn::rpc::independent

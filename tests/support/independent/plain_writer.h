@@ -9,25 +9,23 @@
 #ifndef QARN_RPC_TESTS_SUPPORT_INDEPENDENT_PLAIN_WRITER_H_
 #define QARN_RPC_TESTS_SUPPORT_INDEPENDENT_PLAIN_WRITER_H_
 
+#include <google/protobuf/compiler/plugin.pb.h>
 #include <google/protobuf/descriptor.h>
 
 #include <string>
+#include <vector>
 
 namespace qarn::rpc::independent {
 
-// Both functions take `services_namespace` as it stands in the parameter
-// string, empty for none. The method options must be known extensions: a
+// What a request to generate `files`, in that order, is answered with: the two
+// files of each, and the error of the first that is refused. What a plugin
+// declares is left out. The method options must be known extensions: a
 // descriptor that comes straight from protobuf's Importer keeps them as unknown
 // fields, so it has to be serialized, parsed and built again in a pool, which
 // is what the plugin protocol does.
-
-// Returns the whole text of BASE.rpc.h for `file`.
-std::string WriteHeader(const google::protobuf::FileDescriptor* file,
-                        const std::string& services_namespace);
-
-// Returns the whole text of BASE.rpc.cpp for `file`.
-std::string WriteSource(const google::protobuf::FileDescriptor* file,
-                        const std::string& services_namespace);
+google::protobuf::compiler::CodeGeneratorResponse WriteResponse(
+    const std::vector<const google::protobuf::FileDescriptor*>& files,
+    const std::string& parameter);
 
 }  // namespace qarn::rpc::independent
 

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/algorithm/string/case_conv.hpp>
-#include <boost/algorithm/string/replace.hpp>
 #include <string>
 #include <vector>
 
@@ -189,20 +187,6 @@ TEST(HeaderServicesTest, HaveNoVariableForAServicesNamespaceThatIsNotThere) {
   VariableMap vars;
   SetHeaderFileVars(ParseFile("x.proto", FileHead("")), Parameters(), &vars);
   EXPECT_EQ(vars, (VariableMap{{"Package", ""}, {"PackageDot", ""}}));
-}
-
-TEST(HeaderServicesTest, GiveAServiceNamedLikeANestedClassTheTextOfAnyOther) {
-  const auto services = [](const std::string& name) {
-    return GetHeaderServices(
-        ParseFile("x.proto", FileHead("p") + "service " + name + " {}"),
-        Parameters());
-  };
-  for (const std::string name : {"Service", "Stub"}) {
-    std::string text = services("Zq");
-    boost::replace_all(text, "Zq", name);
-    boost::replace_all(text, "ZQ", boost::to_upper_copy(name));
-    EXPECT_EQ(services(name), text);
-  }
 }
 
 }  // namespace

@@ -50,29 +50,6 @@ VariableMap VarsOf(const MethodDescriptor* method) {
   return vars;
 }
 
-TEST(SetMethodVarsTest, SpellsOutEveryValueOfASimpleMethod) {
-  const auto* file =
-      ParseFile("x.proto", FileHead("a.b") +
-                               "message PingRequest {} message PingReply {}\n"
-                               "service Echo { rpc Ping(PingRequest) returns "
-                               "(PingReply); }");
-  const VariableMap expected = {
-      {"Method", "Ping"},
-      {"MethodRpcType", "::qarn::rpc::RMT_SIMPLE"},
-      {"Request", "::a::b::PingRequest"},
-      {"RequestNoNs", "PingRequest"},
-      {"RequestCallObserverPtr", "PingRequestCallObserverPtr"},
-      {"ClientCallPtr", "PingClientCallPtr"},
-      {"ServerCallPtr", "PingServerCallPtr"},
-      {"ServerCallHandle", "PingCallHandle"},
-      {"Response", "::a::b::PingReply"},
-      {"ResponseNoNs", "PingReply"},
-      {"ResponseStreamWriterPtr", "PingReplyStreamWriterPtr"},
-      {"ResponseCallObserver", "PingReplyCallObserverPtr"},
-  };
-  EXPECT_EQ(VarsOf(file->service(0)->method(0)), expected);
-}
-
 TEST(SetMethodVarsTest, TakesTheRequestFromAnotherPackageAndANestedResponse) {
   const ProtoSources sources(std::map<std::string, std::string>{
       {"c.proto", "syntax = \"proto2\"; package c.d; message Filter {}"},
@@ -85,18 +62,6 @@ TEST(SetMethodVarsTest, TakesTheRequestFromAnotherPackageAndANestedResponse) {
   EXPECT_EQ(VarsOf(sources.File("a.proto")->service(0)->method(0)),
             Expected("Watch", "RMT_SERVER_STREAMING", "::c::d::Filter",
                      "Filter", "::a::b::Event_Update", "Event_Update"));
-}
-
-TEST(SetMethodVarsTest, KeepsMessagesOfOneNameInTwoPackagesApartByNamespace) {
-  const ProtoSources sources(std::map<std::string, std::string>{
-      {"c.proto", "syntax = \"proto2\"; package c.d; message Filter {}"},
-      {"e.proto", "syntax = \"proto2\"; package e; message Filter {}"},
-      {"a.proto", FileHead("a") +
-                      "import \"c.proto\"; import \"e.proto\";\n"
-                      "service S { rpc M(c.d.Filter) returns (e.Filter); }"}});
-  EXPECT_EQ(VarsOf(sources.File("a.proto")->service(0)->method(0)),
-            Expected("M", "RMT_SIMPLE", "::c::d::Filter", "Filter",
-                     "::e::Filter", "Filter"));
 }
 
 struct KindCase {
@@ -124,16 +89,6 @@ TEST(SetMethodVarsTest, SetsAllTwelveKeysForEveryKind) {
               Expected("getThing", row.kind, "::Msg", "Msg", "::Msg", "Msg"))
         << row.body;
   }
-}
-
-TEST(SetMethodVarsTest, GivesAMessageOneObserverNameOnBothSides) {
-  const auto* file =
-      ParseFile("x.proto", FileHead("p") +
-                               "message Msg {} message Other {}\n"
-                               "service S { rpc A(Msg) returns (Other);\n"
-                               "            rpc B(Other) returns (Msg); }");
-  EXPECT_EQ(VarsOf(file->service(0)->method(0)).at("RequestCallObserverPtr"),
-            VarsOf(file->service(0)->method(1)).at("ResponseCallObserver"));
 }
 
 TEST(SetMethodVarsTest, OverwritesTheMethodBeforeAndNothingElse) {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/algorithm/string/replace.hpp>
 #include <string>
 
 #include "plugin/parameters.h"
@@ -83,19 +82,6 @@ TEST(SourceServicesTest, HaveEmptyVariablesWithoutPackageAndNamespace) {
       vars,
       (VariableMap{
           {"Package", ""}, {"PackageDot", ""}, {"ns", ""}, {"prefix", ""}}));
-}
-
-TEST(SourceServicesTest, GiveAServiceNamedLikeANestedClassTheTextOfAnyOther) {
-  const auto services = [](const std::string& name) {
-    return GetSourceServices(
-        ParseFile("x.proto", FileHead("p") + "service " + name + " {}"),
-        Parameters());
-  };
-  for (const std::string name : {"Service", "Stub"}) {
-    std::string text = services("Zq");
-    boost::replace_all(text, "Zq", name);
-    EXPECT_EQ(services(name), text);
-  }
 }
 
 }  // namespace
