@@ -9,12 +9,11 @@ from consumers.context import (
     OPTIONS,
     SCHEMA,
     TEXT,
-    add_spare_service,
     append,
     cmake_version,
     copy_into,
     expect_deleted_files_back,
-    expect_only_what_changed,
+    expect_exact_rebuilds,
     fresh_folder,
     runs,
     write_program,
@@ -23,43 +22,82 @@ from consumers.watched_build import WatchedBuild
 from support.commands import run
 
 
-def expect_exact_rebuilds(context, project, build):
-    """Each touched file reruns what depends on it, in a project with depfiles, and
-    nothing is compiled, since no generated file changes."""
-    build.expect_after(project / "text.proto", runs(TEXT | ECHO))
-    build.expect_after(project / "echo.proto", runs(ECHO))
-    build.expect_after(project / "main.cc", {"compile main", "link echo"})
-    build.expect_after(context.schema, runs(OPTIONS | ECHO))
-    build.expect_after(context.plugin_any, runs(TEXT | ECHO))
-
-
-def test_cmake_word_unity(context):
-    """With the word UNITY in the call, as the page says, RPC files are compiled joined."""
-    project = context.echo_project("cmake")
-    lists = project / "CMakeLists.txt"
-    lists.write_text(
-        lists.read_text().replace("SERVICES_NAMESPACE api)", "SERVICES_NAMESPACE api UNITY)")
+def counting_protoc(context):
+    """A protoc far from protobuf's own .proto files, which writes its runs to the file
+    `runs`. While there is a file `interrupt`, it writes all that it should, half of the
+    text, and is killed."""
+    copy = shutil.copy(shutil.which("protoc"), context.work / "protoc-copy")
+    return write_program(
+        context.work / "protoc",
+        f"""
+echo "$@" >> "{context.work}/runs"
+case "$*" in *--version*) exec "{copy}" "$@" ;; esac
+"{copy}" "$@" || exit
+test -e "{context.work}/interrupt" || exit 0
+for argument; do
+  case "$argument" in
+    --cpp_out=*) out=${{argument#--cpp_out=}} ;;
+    *.proto) base=$(basename "$argument" .proto) ;;
+  esac
+done
+# Its own files alone: another run may be at work.
+truncate -s 100 "$out/$base".*
+kill -9 $$
+""",
     )
-    build = context.cmake(project)
-    joined = {"compile unity_1", "compile apart_1"}
-    build.expect_all((TEXT | ECHO | OPTIONS) - {"compile text.rpc", "compile echo.rpc"} | joined)
-    context.expect_conversation(build.folder / "echo")
-    build.expect_after(project / "text.proto", runs(TEXT | ECHO))
 
 
-def test_cmake_ninja(context):
-    """The example, with Ninja, each RPC file by itself."""
+def expect_example(context, generator):
+    """Builds the example, each RPC file by itself, and edits it; returns the build."""
+    protoc = counting_protoc(context)
     project = context.echo_project("cmake")
-    add_spare_service(project)
-    build = context.cmake(project)
-    build.expect_all(TEXT | ECHO | OPTIONS)
-    context.expect_conversation(build.folder / "echo")
-    assert "ninja: no work to do." in build.build()[1]
-    expect_exact_rebuilds(context, project, build)
-    expect_only_what_changed(project, build)
+    build = context.cmake(project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator=generator)
+    expect_exact_rebuilds(context, project, build, OPTIONS)
+    build.expect_after(protoc, runs(TEXT | ECHO | OPTIONS))
+    log = (context.work / "runs").read_text()
+    # 3 for the first build, then 2, 1, 0, 2, 2, 2, 2, 1 and 3 for the edits.
+    assert len([line for line in log.splitlines() if "_out=" in line]) == 18
     # Besides rebuilding, an edit must arrive.
     assert "set_number(" in (build.folder / "text.pb.h").read_text()
     expect_deleted_files_back(build.folder, build)
+    expect_no_half_written_file(context, project, build)
+    return build
+
+
+def expect_no_half_written_file(context, project, build):
+    """A run of protoc that is cut off leaves none to compile, and the next build
+    finishes it."""
+    files = [path for path in build.folder.iterdir() if path.name[:5] in ("echo.", "text.")]
+    before = {path: path.read_text() for path in files}
+    assert len(before) == 8
+    mark = context.work / "interrupt"
+    mark.touch()
+    (project / "text.proto").touch()
+    run(build.command, status=None)
+    assert {path: path.read_text() for path in files} == before
+    mark.unlink()
+    build.expect_steps("the interruption", runs(TEXT | ECHO))
+
+
+def test_cmake_ninja(context):
+    """The example, with Ninja. With the word UNITY in the call, as the page says, its
+    RPC files are compiled joined."""
+    build = expect_example(context, "Ninja")
+    assert "ninja: no work to do." in build.build()[1]
+    lists = context.work / "project/CMakeLists.txt"
+    build.expect_after_edit(
+        lists,
+        "SERVICES_NAMESPACE api)",
+        "SERVICES_NAMESPACE api UNITY)",
+        {"compile unity_1", "compile apart_1", "link echo"},
+    )
+    context.expect_conversation(build.folder / "echo")
+    build.expect_after(lists.with_name("text.proto"), runs(TEXT | ECHO))
+
+
+def test_cmake_makefiles(context):
+    """The same with Makefiles."""
+    expect_example(context, "Unix Makefiles")
 
 
 def test_cmake_example(context):
@@ -81,70 +119,6 @@ def test_cmake_example(context):
     append(conversation, "server: and good night to you\n")
     with pytest.raises(AssertionError):
         run(talk)
-
-
-def test_cmake_makefiles(context):
-    """The same with Makefiles, and a protoc that counts its runs and stands far
-    from protobuf's own .proto files."""
-    log = context.work / "runs"
-    copy = shutil.copy(shutil.which("protoc"), context.work / "protoc-copy")
-    protoc = write_program(context.work / "protoc", f'echo "$@" >> "{log}"\nexec "{copy}" "$@"\n')
-    project = context.echo_project("cmake")
-    add_spare_service(project)
-    build = context.cmake(
-        project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator="Unix Makefiles"
-    )
-    build.expect_all(TEXT | ECHO | OPTIONS)
-    context.expect_conversation(build.folder / "echo")
-    expect_exact_rebuilds(context, project, build)
-    build.expect_after(protoc, runs(TEXT | ECHO | OPTIONS))
-    counted = [line for line in log.read_text().splitlines() if "_out=" in line]
-    # 3 for the first build, then 2, 1, 0, 2, 2 and 3 for the edits.
-    assert len(counted) == 13
-    expect_only_what_changed(project, build)
-    expect_deleted_files_back(build.folder, build)
-
-
-def test_cmake_interrupted(context):
-    """A run of protoc that is cut off leaves no half-written file to compile, and
-    the next build finishes it."""
-    mark = context.work / "interrupt"
-    # Writes all that it should, half of the text, and is killed.
-    protoc = write_program(
-        context.work / "protoc",
-        f"""
-case "$*" in *--version*) exec "{shutil.which("protoc")}" "$@" ;; esac
-"{shutil.which("protoc")}" "$@" || exit
-test -e "{mark}" || exit 0
-for argument; do
-  case "$argument" in
-    --cpp_out=*) out=${{argument#--cpp_out=}} ;;
-    *.proto) base=$(basename "$argument" .proto) ;;
-  esac
-done
-# Its own files alone: another run may be at work.
-truncate -s 100 "$out/$base".*
-kill -9 $$
-""",
-    )
-    for generator in ("Ninja", "Unix Makefiles"):
-        project = context.echo_project("cmake")
-        build = context.cmake(
-            project, f"-DQARN_RPC_PROTOC_EXECUTABLE={protoc}", generator=generator
-        )
-        build.build()
-        names = [
-            f"{base}.{extension}"
-            for base in ("echo", "text")
-            for extension in ("pb.cc", "pb.h", "rpc.cpp", "rpc.h")
-        ]
-        before = {name: (build.folder / name).read_text() for name in names}
-        mark.touch()
-        (project / "text.proto").touch()
-        run(build.command, status=None)
-        assert {name: (build.folder / name).read_text() for name in names} == before
-        mark.unlink()
-        build.expect_steps("the interruption", runs(TEXT | ECHO))
 
 
 def test_cmake_other_generator(context):
@@ -183,9 +157,17 @@ def shop_libraries(suffix):
 
 
 def test_cmake_layers(context):
-    """Folders, BATCH, OUT_VAR, NO_MESSAGES, two libraries with options."""
+    """Folders, BATCH, OUT_VAR, NO_MESSAGES, two libraries with options. What one folder
+    finds of protobuf serves the others."""
+    log = context.work / "log"
+    package = fresh_folder(context.work / "package")
+    (package / "protobuf-config.cmake").write_text(
+        f'file(APPEND "{log}" "looked\\n")\nset(Protobuf_FOUND FALSE)\n'
+    )
     project = context.project("layers")
-    build = context.cmake(project, generator="Unix Makefiles")
+    build = context.cmake(project, f"-DProtobuf_DIR={package}", generator="Unix Makefiles")
+    # CMake learnt in 3.24 to make what a package finds known everywhere.
+    assert cmake_version() < (3, 24) or log.read_text() == "looked\n"
     libraries = shop_libraries("a")
     everything = SHOP_COUNT | SHOP_STOCK | SHOP_ITEM | SHOP_ORDER | SHOP_MAIN | libraries
     build.expect_all(everything | OPTIONS)
@@ -208,20 +190,6 @@ def test_cmake_layers(context):
     build.expect_nothing()
 
 
-def test_cmake_finds_once(context):
-    """What one folder finds of protobuf serves the others."""
-    log = context.work / "log"
-    package = fresh_folder(context.work / "package")
-    (package / "protobuf-config.cmake").write_text(
-        f'file(APPEND "{log}" "looked\\n")\nset(Protobuf_FOUND FALSE)\n'
-    )
-    context.cmake(context.project("layers"), f"-DProtobuf_DIR={package}")
-    # CMake learnt in 3.24 to make what a package finds known everywhere.
-    if cmake_version() < (3, 24):
-        pytest.skip("CMake before 3.24 looks for protobuf in each folder")
-    assert log.read_text() == "looked\n"
-
-
 def test_cmake_multi_config(context):
     """The same as shared libraries, in two configurations of one folder."""
     project = context.project("layers")
@@ -231,13 +199,12 @@ def test_cmake_multi_config(context):
         "-DBUILD_SHARED_LIBS=ON",
         *options,
         generator="Ninja Multi-Config",
-        config="Debug",
     )
     generated = SHOP_COUNT | SHOP_STOCK | SHOP_ITEM | SHOP_ORDER | SCHEMA
     libraries = shop_libraries("so") | {"link libqarn_rpc_service_options.so"}
     build.expect_all(generated | SHOP_MAIN | libraries)
     assert run([build.folder / "Debug/shop"]) == SHOP_OUTPUT
-    release = WatchedBuild(build.command[:-1] + ["Release"], build.folder)
+    release = WatchedBuild([*build.command, "--config", "Release"], build.folder)
     compiled = {step for step in generated if step.startswith("compile")}
     release.expect_all(compiled | SHOP_MAIN | libraries)
     assert run([build.folder / "Release/shop"]) == SHOP_OUTPUT

@@ -1,5 +1,6 @@
 """Where a test finds everything, and how it makes and watches a project."""
 
+import os
 import re
 import shutil
 
@@ -17,17 +18,20 @@ def runs(steps):
     return {step for step in steps if step.startswith("generate ")}
 
 
-def add_spare_service(project):
-    """Gives echo.proto of the echo project a service that main.cc does not
-    implement, so that it can get methods."""
-    append(project / "echo.proto", "service Shouts {\n}\n")
-
-
-def expect_only_what_changed(project, build):
-    """In the echo project with the spare service: edits that change nothing in the
-    generated files cost runs of protoc alone, others what includes the changed
-    files."""
+def expect_exact_rebuilds(context, project, build, schema):
+    """The echo project builds, and talks. An edit costs what depends on it: runs of
+    protoc alone where it changes nothing in the generated files. `schema` are the
+    steps for the options."""
     text, echo = project / "text.proto", project / "echo.proto"
+    # It is not implemented in main.cc, so that it can get methods.
+    append(echo, "service Shouts {\n}\n")
+    build.expect_all(TEXT | ECHO | schema)
+    context.expect_conversation(build.folder / "echo")
+    build.expect_after(text, runs(TEXT | ECHO))
+    build.expect_after(echo, runs(ECHO))
+    build.expect_after(project / "main.cc", {"compile main", "link echo"})
+    build.expect_after(context.schema, runs(schema | ECHO))
+    build.expect_after(context.plugin_any, runs(TEXT | ECHO))
     build.expect_after_edit(
         text, "message Line {", "// A line.\nmessage  Line\n{", runs(TEXT | ECHO)
     )
@@ -88,14 +92,26 @@ class Context:
         """The project `name` with the example's sources."""
         return self.project(name, *self.main_files, *self.proto_files, folder=folder)
 
-    def cmake(self, project, *arguments, generator="Ninja", config=None, env=None):
+    def cmake(self, project, *arguments, generator="Ninja", env=None):
         """Configures `project` in its folder `build`, and watches that."""
         build = project / "build"
         command = ["cmake", "-S", project, "-B", build, "-G", generator]
         command += [f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DRPC_RUNTIME_DIR={self.runtime}"]
         run([*command, *arguments], env=env)
-        command = ["cmake", "--build", build, "--parallel", "2"]
-        return WatchedBuild(command + (["--config", config] if config else []), build, env=env)
+        return WatchedBuild(["cmake", "--build", build, "--parallel", "2"], build, env=env)
+
+    def expect_found_by_pkg_config(self):
+        """Fails unless pkg-config names what is installed."""
+        for variable, path in (
+            ("plugin", self.plugin),
+            ("plugin_any", self.plugin_any),
+            ("plugin_lint", self.plugin_lint),
+            ("protodir", self.prefix / "include"),
+        ):
+            command = ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"]
+            named = run(command, env=self.pkg_config)
+            assert os.path.normpath(named.strip()) == str(path)
+            assert os.access(path, os.X_OK)
 
     def expect_conversation(self, program):
         """Fails unless `program` prints what the example promises."""
@@ -135,3 +151,11 @@ def write_program(path, text):
     path.write_text(f"#!/bin/sh\n{text}")
     path.chmod(0o755)
     return path
+
+
+def save_request(folder, *arguments):
+    """Has protoc, run with these arguments, save what it sends to a plugin into a file."""
+    request = folder / "request"
+    recorder = write_program(folder / "protoc-gen-record", f"exec cat > '{request}'\n")
+    run(["protoc", f"--plugin={recorder}", f"--record_out={folder}", *arguments])
+    return request

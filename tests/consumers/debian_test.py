@@ -6,7 +6,7 @@ import shutil
 
 import pytest
 
-from consumers.context import ECHO, OPTIONS, TEXT
+from consumers.context import ECHO, OPTIONS, TEXT, Context
 from support.commands import run
 
 # What only the owner of the project can settle. Any other error or warning of
@@ -52,19 +52,9 @@ def test_deb(context, built, deb):
     env = {"PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"}
     run([*dpkg, "-i", deb], env=env)
     usr = root / "usr"
-    for variable, name in (
-        ("plugin", "protoc-gen-qarn-rpc"),
-        ("plugin_any", "protoc-gen-qarn-rpc-any"),
-        ("plugin_lint", "protoc-gen-qarn-rpc-lint"),
-    ):
-        plugin = run(
-            ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"],
-            env={"PKG_CONFIG_PATH": f"{usr}/share/pkgconfig"},
-        )
-        assert os.path.normpath(plugin.strip()) == str(usr / "bin" / name)
-        assert os.access(usr / "bin" / name, os.X_OK)
-    project = context.echo_project("cmake")
-    build = context.cmake(project, f"-DCMAKE_PREFIX_PATH={usr}")
+    installed = Context(context.source, usr, context.work)
+    installed.expect_found_by_pkg_config()
+    build = installed.cmake(installed.echo_project("cmake"))
     build.expect_all(TEXT | ECHO | OPTIONS)
     context.expect_conversation(build.folder / "echo")
 

@@ -102,15 +102,16 @@ def test_cmake_lint(context, generator):
     # A linter that is new reads again.
     os.utime(context.plugin_lint)
     project.expect([WARNING])
+    project.configure("BATCH;LINT;LINT_OPTIONS;error=all")
+    project.expect_failure(WARNING.replace("warning", "error"))
     project.edit("returns (stream Order)", "returns (Order)")
     project.expect([])
 
 
-@pytest.mark.parametrize("generator", ["Ninja", "Unix Makefiles"])
-def test_cmake_lint_parameters(context, generator):
+def test_cmake_lint_parameters(context):
     """The linter has the call's namespace and the target's standard, and what the call
     gives it; a change of these runs it again. One run for all files lints too."""
-    project = LintProject(context, generator)
+    project = LintProject(context, "Ninja")
     project.edit("rpc delete", "rpc Delete")
     project.configure("LINT;LINT_OPTIONS;error=stream-keyword")
     project.expect_failure(WARNING.replace("warning", "error"))

@@ -10,24 +10,14 @@ from consumers.context import (
     ECHO,
     SCHEMA,
     TEXT,
-    add_spare_service,
     append,
     copy_into,
     expect_deleted_files_back,
-    expect_only_what_changed,
+    expect_exact_rebuilds,
     runs,
 )
 from consumers.watched_build import WatchedBuild
 from support.commands import run
-
-
-def expect_exact_rebuilds_elsewhere(context, project, build):
-    """As with CMake, in builds without a library for the options."""
-    build.expect_all(TEXT | ECHO | SCHEMA)
-    build.expect_after(project / "text.proto", runs(TEXT | ECHO))
-    build.expect_after(project / "echo.proto", runs(ECHO))
-    build.expect_after(context.schema, runs(SCHEMA | ECHO))
-    build.expect_after(context.plugin_any, runs(TEXT | ECHO))
 
 
 def times_below(folder, pattern="*"):
@@ -71,14 +61,11 @@ def expect_linted(project, build):
 def test_make(context):
     """A plain Makefile that finds the plugin by pkg-config."""
     project = context.echo_project("make")
-    add_spare_service(project)
     message = run(["make"], cwd=project, status=2, env={"PKG_CONFIG_PATH": "/nowhere"})
     assert "pkg-config does not find qarn-rpc-gen" in message
     env = {**context.pkg_config, "RPC_RUNTIME_DIR": context.runtime}
     build = WatchedBuild(["make", "-j2"], project, cwd=project, env=env)
-    expect_exact_rebuilds_elsewhere(context, project, build)
-    context.expect_conversation(project / "echo")
-    expect_only_what_changed(project, build)
+    expect_exact_rebuilds(context, project, build, SCHEMA)
     expect_deleted_files_back(project / "gen", build)
     assert "make: 'echo' is up to date." in build.build()[1]
     switch_linter_on(project / "Makefile", "lint := ")
@@ -89,14 +76,11 @@ def test_make(context):
 def test_meson(context):
     """Meson, with custom_target and depfiles."""
     project = context.echo_project("meson")
-    add_spare_service(project)
     folder = project / "build"
     options = ["--buildtype=plain", f"-Drpc_runtime_dir={context.runtime}"]
     run(["meson", "setup", folder, project, *options], env=context.pkg_config)
     build = WatchedBuild(["ninja", "-C", folder, "-j2"], folder, env=context.pkg_config)
-    expect_exact_rebuilds_elsewhere(context, project, build)
-    context.expect_conversation(folder / "echo")
-    expect_only_what_changed(project, build)
+    expect_exact_rebuilds(context, project, build, SCHEMA)
     expect_deleted_files_back(folder, build)
     switch_linter_on(project / "meson.build", "'--plugin=protoc-gen-qarn-rpc-lint='")
     expect_linted(project, build)

@@ -1,6 +1,5 @@
 """The installed prefix, moved to where the other tests use it."""
 
-import os
 import re
 
 import pytest
@@ -79,15 +78,7 @@ def test_installed_files(request, context):
     for name in files:
         text = (context.prefix / name).read_text()
         assert [place for place in places if str(place) in text] == [], name
-    for variable, path in (
-        ("plugin", context.plugin),
-        ("plugin_any", context.plugin_any),
-        ("plugin_lint", context.plugin_lint),
-        ("protodir", context.prefix / "include"),
-    ):
-        command = ["pkg-config", f"--variable={variable}", "qarn-rpc-gen"]
-        named = run(command, env=context.pkg_config)
-        assert os.path.normpath(named.strip()) == str(path)
+    context.expect_found_by_pkg_config()
 
 
 @pytest.mark.needs("man")

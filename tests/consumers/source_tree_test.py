@@ -10,7 +10,10 @@ import pytest
 from consumers.context import ECHO, TEXT, copy_into, fresh_folder, runs
 from support.commands import run, words
 
-WITHOUT_TESTS = "-DQARN_RPC_BUILD_TESTS=OFF"
+
+def configure(context, build, *options, status=0):
+    """Configures the source tree by itself in `build`, and returns what CMake said."""
+    return run(["cmake", "-S", context.source, "-B", build, "-G", "Ninja", *options], status=status)
 
 
 def copy_of_source_tree(context, folder):
@@ -80,18 +83,20 @@ def skip_with_package_of_protobuf(build):
 
 
 def test_boost(context):
-    """Boost's headers are found with and without its CMake package."""
-    for option in ("OFF", "ON"):
-        build = fresh_folder(context.work / "build")
-        option = f"-DCMAKE_DISABLE_FIND_PACKAGE_Boost={option}"
-        run(["cmake", "-S", context.source, "-B", build, WITHOUT_TESTS, option])
+    """Boost's headers are found without its CMake package; with it, the other tests
+    find them."""
+    build = context.work / "build"
+    without_package = "-DCMAKE_DISABLE_FIND_PACKAGE_Boost=ON"
+    configure(context, build, without_package)
     found = cached(build, "Boost_INCLUDE_DIR")
     skip_with_package_of_protobuf(build)
     (protobuf,) = cached(build, "Protobuf_INCLUDE_DIR")
-    output = run(
-        ["cmake", "-S", context.source, "-B", fresh_folder(build), WITHOUT_TESTS]
-        + ["-DCMAKE_DISABLE_FIND_PACKAGE_Boost=ON", f"-DProtobuf_INCLUDE_DIR={protobuf}"]
-        + [f"-DCMAKE_IGNORE_PATH={';'.join(found)}"],
+    output = configure(
+        context,
+        fresh_folder(build),
+        without_package,
+        f"-DProtobuf_INCLUDE_DIR={protobuf}",
+        f"-DCMAKE_IGNORE_PATH={';'.join(found)}",
         status=None,
     )
     assert words(
@@ -108,13 +113,10 @@ def test_static_option(context):
         (["-DQARN_RPC_STATIC=OFF"], ".so"),
         (["-DQARN_RPC_STATIC=ON"], ".a"),
     ):
-        run(["cmake", "-S", context.source, "-B", build, WITHOUT_TESTS, *option])
+        configure(context, build, *option)
         skip_with_package_of_protobuf(build)
         found = cached(build, "Protobuf_(?:PROTOC_)?LIBRARY_RELEASE")
-        assert [os.path.splitext(path)[1] for path in found] == [
-            suffix,
-            suffix,
-        ], f"libraries with {option}"
+        assert [os.path.splitext(path)[1] for path in found] == [suffix] * 2, option
     # By each name that CMake may find the folder under.
     folder = os.path.dirname(found[0])
     where = os.path.realpath(folder)
@@ -124,22 +126,16 @@ def test_static_option(context):
     for archive in found:
         shared = pathlib.Path(archive).with_suffix(".so")
         (libraries / shared.name).symlink_to(shared)
-    output = run(
-        ["cmake", "-S", context.source, "-B", fresh_folder(build), WITHOUT_TESTS]
-        + [f"-DCMAKE_LIBRARY_PATH={libraries}", f"-DCMAKE_IGNORE_PATH={ignored}"],
-        status=None,
-    )
+    options = [f"-DCMAKE_LIBRARY_PATH={libraries}", f"-DCMAKE_IGNORE_PATH={ignored}"]
+    output = configure(context, fresh_folder(build), *options, status=None)
     assert words(
         "QARN_RPC_STATIC needs protobuf's archives (libprotobuf.a, libprotoc.a), but "
         "they were not found. On Debian or Ubuntu: apt-get install protobuf-compiler "
         "libprotobuf-dev libprotoc-dev. Elsewhere, set CMAKE_PREFIX_PATH to where protobuf "
         "is installed, or set QARN_RPC_STATIC to OFF to build with shared libraries."
     ) in words(output)
-    output = run(
-        ["cmake", "-S", context.source, "-B", fresh_folder(build), WITHOUT_TESTS]
-        + ["-DCMAKE_SYSTEM_NAME=FreeBSD", "-DQARN_RPC_STATIC=ON"],
-        status=None,
-    )
+    options = ["-DCMAKE_SYSTEM_NAME=FreeBSD", "-DQARN_RPC_STATIC=ON"]
+    output = configure(context, fresh_folder(build), *options, status=None)
     assert words(
         "QARN_RPC_STATIC is for Linux, and for Windows with MinGW. Set it to OFF to build "
         "with shared libraries."
@@ -158,11 +154,8 @@ def test_old_protobuf(context):
     )
     for version, is_built in (("2.6.1", False), ("3.11.4", False), ("3.12.0", True)):
         build = work / version
-        output = run(
-            ["cmake", "-S", context.source, "-B", build, "-G", "Ninja", WITHOUT_TESTS]
-            + [f"-DProtobuf_DIR={work}", f"-Dstand_in_version={version}"]
-            + ["-DQARN_RPC_STATIC=OFF"]
-        )
+        options = [f"-DProtobuf_DIR={work}", f"-Dstand_in_version={version}"]
+        output = configure(context, build, *options, "-DQARN_RPC_STATIC=OFF")
         said = [line for line in output.splitlines() if "protoc-gen-qarn-rpc-any" in line]
         expected = (
             f"-- protobuf {version} has nothing for a plugin to declare, so "

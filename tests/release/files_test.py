@@ -10,6 +10,7 @@ import sys
 
 import pytest
 
+from consumers.context import write_program
 from release.checkout import code_blocks, make_checkout
 from support.commands import run
 
@@ -288,9 +289,7 @@ def test_image(files, source, tmp_path):
     held = sorted(path.name for path in image.rglob("*") if path.is_file())
     assert held == [*PLUGINS, LINTER]
     for program in held:
-        plugin = tmp_path / "in-image"
-        plugin.write_text(f'#!/bin/sh\nexec chroot "{image}" /{place}/{program}\n')
-        plugin.chmod(0o755)
+        plugin = write_program(tmp_path / "in-image", f'exec chroot "{image}" /{place}/{program}\n')
         expect = expect_finding if program == LINTER else expect_golden
         expect(source, plugin, tmp_path / f"output of {program}")
 

@@ -13,6 +13,7 @@ import sys
 
 import pytest
 
+from consumers.context import save_request
 from release.checkout import code_blocks, project_of
 from support.commands import run
 
@@ -70,15 +71,8 @@ def fixture_request_file(source, tmp_path):
     (folder / LONG / "all kinds.proto").write_bytes(
         text + b"\n// One\r\n// and two \x1a.\nmessage Last {}\n"
     )
-    request = tmp_path / "request.bin"
-    record = tmp_path / "record.sh"
-    record.write_text(f"#!/bin/sh\ncat >'{request}'\n")
-    record.chmod(0o755)
-    run(
-        ["protoc", f"-I{source}/proto", f"-I{folder}"]
-        + [f"--plugin=protoc-gen-record={record}", f"--record_out={folder}"]
-        + [f"{LONG}/all kinds.proto"]
-    )
+    arguments = [f"-I{source}/proto", f"-I{folder}", f"{LONG}/all kinds.proto"]
+    request = save_request(folder, *arguments)
     data = request.read_bytes()
     assert all(part in data for part in (b"\r\n", b"\x1a", LONG.encode()))
     return request

@@ -10,6 +10,7 @@ import pytest
 
 from consumers.bazel.prebuilt import PROTOC
 from consumers.bazel.workspace import GENERATE, WORKSPACE
+from consumers.context import save_request
 from support.commands import run
 
 NO_DEPS = (
@@ -219,7 +220,8 @@ def test_platforms(workspace, prebuilt):
 
 def test_empty_root(workspace, prebuilt):
     """The static plugin needs no file but itself."""
-    request = save_request(workspace)
+    folders = [f"-I{workspace.bazel.workspace}", f"-I{workspace.source}/proto"]
+    request = save_request(workspace.work, *folders, "weather/weather.proto")
     expected = run([prebuilt.static_plugin], stdin=request, merge=False, text=False)
     assert b"weather/weather.rpc.h" in expected
     result = run_in_empty_root(workspace.work, prebuilt.static_plugin, request)
@@ -230,20 +232,6 @@ def test_empty_root(workspace, prebuilt):
     shared = workspace.bazel.exec_root() / generate.arguments[1].split("=")[-1]
     result = run_in_empty_root(workspace.work, shared, request)
     assert result.returncode != 0
-
-
-def save_request(workspace):
-    """Has protoc send its request for weather.proto into a file."""
-    request = workspace.work / "request"
-    recorder = workspace.work / "protoc-gen-record"
-    recorder.write_text(f"#!/bin/sh\nexec cat > '{request}'\n")
-    recorder.chmod(0o755)
-    run(
-        ["protoc", f"--plugin={recorder}", f"--record_out={workspace.work}"]
-        + [f"-I{workspace.bazel.workspace}", f"-I{workspace.source}/proto"]
-        + ["weather/weather.proto"]
-    )
-    return request
 
 
 def run_in_empty_root(work, program, request):

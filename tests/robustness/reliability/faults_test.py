@@ -11,7 +11,6 @@ import time
 
 import pytest
 
-from robustness.reliability.plugin import record
 from robustness.reliability.wire import (
     Response,
     echo_request,
@@ -63,7 +62,6 @@ def expect_no_files(folder):
 
 def test_empty_input_is_an_empty_request(plugin):
     result = plugin.run(b"")
-    record("empty input", result)
     assert (result.status, result.err) == (0, b"")
     assert Response(result.out).files == {}
 
@@ -76,10 +74,7 @@ def test_request_cut_off_at_every_length(plugin):
         refused += result.status
     # Cut off at 0 it is the empty request. Between two fields it names a
     # file to generate that it does not hold.
-    record(
-        f"request cut off at each of {len(SMALL)} lengths",
-        f"status 1 for {refused}, a whole response for {len(SMALL) - refused}",
-    )
+    print(f"of {len(SMALL)} lengths: status 1 for {refused}")
     assert refused == len(SMALL) - 1
 
 
@@ -90,31 +85,25 @@ def test_request_garbled_at_every_byte(plugin):
             result = plugin.run(SMALL[:at] + bytes([other]) + SMALL[at + 1 :])
             expect_honest(result, f"byte {at} as {other}")
             ends[result.status] += 1
-    record(
-        f"request garbled at each byte, {sum(ends.values())} times",
-        f"status 1 for {ends[1]}, a whole response for {ends[0]}",
-    )
+    print(f"status 1 for {ends[1]}, a whole response for {ends[0]}")
     assert ends[1] > 0
 
 
-@pytest.mark.parametrize("what, redirection", [("closed", "<&-"), ("a folder", "</")])
-def test_input_that_cannot_be_read(plugin, what, redirection):
+@pytest.mark.parametrize("redirection", ["<&-", "</"], ids=["closed", "a folder"])
+def test_input_that_cannot_be_read(plugin, redirection):
     result = plugin.run(shell=f'exec "$0" {redirection}')
-    record(f"standard input is {what}", result)
     assert result.status == 1
     assert b"protoc sent unparseable request to plugin" in result.err
 
 
 def test_request_of_64_mib(plugin):
     result = plugin.run(SMALL + field(9999, bytes(64 << 20)))
-    record("request of 64 MiB, an unknown field", result)
     assert result.out == plugin.run(SMALL).out
     assert result.status == 0
 
 
 def test_parameter_of_64_mib(plugin):
     result = plugin.run(echo_request(parameter="x" * (64 << 20)))
-    record("unknown parameter of 64 MiB", result)
     assert result.status == 0
     # The texts are too long to be compared in an assert, which would show how they differ.
     error = Response(result.out).error
@@ -124,7 +113,6 @@ def test_parameter_of_64_mib(plugin):
 
 def test_200000_methods_in_one_service(plugin):
     result = plugin.run(request(large_file(200000)))
-    record("200,000 methods in one service", result)
     header = bytes(expect_pair(result, "large").files["large.rpc.h"])
     has_last = b"_rpcmethod_Method199999;" in header
     assert has_last
@@ -134,7 +122,6 @@ def test_100000_messages(plugin):
     messages = [message("M")] + [message(f"M{i}") for i in range(100000)]
     pings = service("Echo", [method("Ping", ".M99999")])
     result = plugin.run(request({"many.proto": file("many.proto", "", messages, [pings])}))
-    record("100,000 messages", result)
     expect_pair(result, "many")
 
 
@@ -152,14 +139,14 @@ def test_nesting_as_deep_as_descriptors_go(plugin):
             deepest = depth
             header = expect_pair(result, "deep").files["deep.rpc.h"]
             assert b"::M" + b"_M" * (depth - 1) + b" " in bytes(header)
-    record("messages nested up to 110 deep", f"status 0 up to {deepest}, then 1")
+    print(f"status 0 up to a depth of {deepest}")
     assert deepest >= 31
 
 
 def test_package_of_a_million_components(plugin):
     package = ".".join(["a"] * 1000000)
     result = plugin.run(request({"p.proto": file("p.proto", package)}))
-    record("package of a million components", f"status {result.status}")
+    print(result)
     expect_honest(result)
 
 
@@ -172,17 +159,15 @@ def test_text_beyond_2_gib(plugin, no_sanitizers):
     names = [f"M{i}" for i in range(5)]
     parameter = "services_namespace=" + "n" * (62 << 20)
     result = plugin.run(echo_request(methods=names, parameter=parameter))
-    record("a generated text beyond 2 GiB", result)
     assert result.status == 1
     assert result.out == b""
     assert b"Error writing to stdout" in result.err
 
 
 @pytest.mark.parametrize("size", REQUESTS)
-@pytest.mark.parametrize("what, place", [("closed", "&-"), ("full", "/dev/full")])
-def test_output_that_cannot_be_written(plugin, size, what, place):
+@pytest.mark.parametrize("place", ["&-", "/dev/full"], ids=["closed", "full"])
+def test_output_that_cannot_be_written(plugin, size, place):
     result = plugin.run(REQUESTS[size], shell=f'exec "$0" >{place}')
-    record(f"standard output {what}, {size} response", result)
     assert result.status == 1
     assert b"Error writing to stdout" in result.err
 
@@ -191,38 +176,30 @@ def test_file_size_limit(plugin, tmp_path):
     """ulimit -f counts 512 bytes; the response is far larger."""
     environment = {**os.environ, "RESPONSE": str(tmp_path / "response")}
     result = plugin.run(LARGE, shell='ulimit -f 8; exec "$0" >"$RESPONSE"', env=environment)
-    record("standard output beyond ulimit -f", result)
     assert result.status == -signal.SIGXFSZ
 
 
 @pytest.mark.parametrize("size", REQUESTS)
 @pytest.mark.parametrize(
-    "ignored, shell, status",
-    [
-        ("", 'exec "$0"', -signal.SIGPIPE),
-        (", SIGPIPE ignored", "trap '' PIPE; exec \"$0\"", 1),
-    ],
+    "shell, status", [('exec "$0"', -signal.SIGPIPE), ("trap '' PIPE; exec \"$0\"", 1)]
 )
-def test_reader_that_goes_away(plugin, size, ignored, shell, status):
+def test_reader_that_goes_away(plugin, size, shell, status):
     reading, writing = os.pipe()
     os.close(reading)
     result = plugin.run(REQUESTS[size], shell=shell, stdout=writing)
     os.close(writing)
-    record(f"reader gone, {size} response{ignored}", result)
     assert result.status == status
 
 
 def test_reader_that_goes_away_half_way(plugin):
     result = plugin.run(LARGE, shell='{ "$0"; echo $? >&2; } | head -c 1000')
     status = int(result.err.split()[-1])
-    record("reader gone half way", "SIGPIPE" if status == 141 else status)
     assert status == 128 + signal.SIGPIPE
 
 
 def test_pipe_that_is_read_slowly(plugin):
     with plugin.start(LARGE) as slow:
         out = b"".join(iter(lambda: os.read(slow.stdout.fileno(), 4096), b""))
-    record("reader of 4,096 bytes at a time", f"status {slow.returncode}")
     assert slow.returncode == 0
     assert out == plugin.run(LARGE).out
 
@@ -240,23 +217,21 @@ def test_limited_memory(plugin, no_sanitizers):
     kib = 6144
     while kib < 1 << 20:
         result = plugin.run(data, shell=f'ulimit -v {kib}; exec "$0"')
-        end = str(result) if result.status < 1 else f"status {result.status}"
-        ends.setdefault(end, []).append(kib >> 10)
+        ends.setdefault(result.status, []).append(kib >> 10)
         if result.status == 0:
             assert result.out == whole.out
         else:
             assert result.status in (NO_LOADER, -signal.SIGABRT), result
         kib = kib * 5 // 4
-    for end, mib in ends.items():
-        record(f"ulimit -v of {mib[0]} to {mib[-1]} MiB", end)
-    assert "SIGABRT" in ends
-    assert "status 0" in ends
+    for status, mib in ends.items():
+        print(f"ulimit -v of {mib[0]} to {mib[-1]} MiB: status {status}")
+    assert -signal.SIGABRT in ends
+    assert 0 in ends
 
 
 def test_limited_memory_through_protoc(plugin, no_sanitizers, tmp_path):
     wrapper = plugin.wrapped(tmp_path, "ulimit -v 65536")
     result = plugin.run_protoc(large_file(20000), tmp_path, wrapper)
-    record("the same through protoc", result)
     assert result.status == 1
     expect_no_files(tmp_path)
 
@@ -266,7 +241,6 @@ def test_sigterm_half_way(plugin):
         time.sleep(0.2)
         os.kill(ended.pid, signal.SIGTERM)
         out = ended.stdout.read()
-    record("SIGTERM half way", signal.Signals(-ended.returncode).name)
     assert ended.returncode == -signal.SIGTERM
     assert len(out) == 0
 
@@ -275,7 +249,6 @@ def test_sigterm_half_way_through_protoc(plugin, tmp_path):
     # The shell sends the signal to itself, which is the plugin by then.
     line = "(sleep 0.5; kill -TERM $$) >/dev/null 2>&1 &"
     result = plugin.run_protoc(large_file(200000), tmp_path, plugin.wrapped(tmp_path, line))
-    record("the same through protoc", result)
     assert result.status == 1
     assert b"signal 15" in result.err
     expect_no_files(tmp_path)
@@ -284,7 +257,6 @@ def test_sigterm_half_way_through_protoc(plugin, tmp_path):
 def test_output_folder_that_is_not_there(plugin, tmp_path):
     """protoc writes the files; that the plugin succeeded must not hide it."""
     result = plugin.run_protoc(large_file(10), tmp_path, out=tmp_path / "none")
-    record("through protoc, no output folder", f"status {result.status}")
     assert result.status == 1
 
 
@@ -292,6 +264,5 @@ def test_refused_file(plugin, tmp_path):
     # The options of the second ask for generic services.
     bad = file("bad.proto") + field(8, b"\x80\x01\x01")
     result = plugin.run_protoc({**large_file(10), "bad.proto": bad}, tmp_path)
-    record("through protoc, one of two files refused", f"status {result.status}")
     assert result.status == 1
     expect_no_files(tmp_path)

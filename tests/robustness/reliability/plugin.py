@@ -1,7 +1,6 @@
 """Runs the plugin, alone and through protoc, for the reliability tests."""
 
 import dataclasses
-import signal
 import subprocess
 import tempfile
 
@@ -16,23 +15,9 @@ class Result:
     """How a run ended, and the bytes that it wrote."""
 
     status: int
-    # Both may be too large to be shown.
+    # It may be too large to be shown.
     out: bytes = dataclasses.field(repr=False)
-    err: bytes = dataclasses.field(repr=False)
-    program: str
-
-    def __str__(self):
-        """The end of the run in words, as docs/reliability.md has it."""
-        if self.status < 0:
-            return signal.Signals(-self.status).name
-        lines = self.err.decode(errors="replace").strip().splitlines()
-        said = lines[-1].replace(f"{self.program}: ", "")[:90] if lines else ""
-        return f"status {self.status}" + (f', "{said}"' if said else "")
-
-
-def record(fault, result):
-    """Prints a line of the table of docs/reliability.md: what was seen."""
-    print(f"  {fault:50} {result}")
+    err: bytes
 
 
 class Plugin:
@@ -56,7 +41,7 @@ class Plugin:
             options.setdefault("stdout", subprocess.PIPE)
             options.setdefault("stderr", subprocess.PIPE)
             done = subprocess.run(command, timeout=TIME_LIMIT, check=False, **options)
-        return Result(done.returncode, done.stdout, done.stderr, self.path)
+        return Result(done.returncode, done.stdout, done.stderr)
 
     def start(self, data):
         """Starts the plugin, and returns it with `data` written to it."""
@@ -82,7 +67,7 @@ class Plugin:
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
         )
-        return Result(done.returncode, done.stdout, done.stderr, self.path)
+        return Result(done.returncode, done.stdout, done.stderr)
 
     def wrapped(self, folder, line):
         """A script in the folder that runs a line of shell ahead of the plugin."""

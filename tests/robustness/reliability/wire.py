@@ -43,28 +43,20 @@ def file(name, package="", messages=(), services=()):
     )
 
 
-def request(files, parameter="", generate=None):
-    """A request to generate `generate`, or else all of `files`.
-
-    `files` maps file names to the descriptors that file() made.
-    """
-    names = list(files) if generate is None else generate
+def request(files, parameter=""):
+    """A request to generate all of `files`, from file names to what file() made."""
     return (
-        b"".join(field(1, name) for name in names)
+        b"".join(field(1, name) for name in files)
         + (field(2, parameter) if parameter else b"")
         + b"".join(field(15, content) for content in files.values())
     )
 
 
-def echo_request(name="echo.proto", methods=("Ping",), parameter="", package="a.b"):
+def echo_request(name="echo.proto", methods=("Ping",), parameter=""):
     """One file with a message M and a service Echo."""
     kinds = [b"", b"\x88\xb5\x18\x01", b"\x90\xb5\x18\x01", b"\x88\xb5\x18\x01\x90\xb5\x18\x01"]
-    type_name = "." + package + ".M" if package else ".M"
-    one = service(
-        "Echo",
-        [method(m, type_name, kinds[i % len(kinds)]) for i, m in enumerate(methods)],
-    )
-    return request({name: file(name, package, [message("M")], [one])}, parameter)
+    echo = service("Echo", [method(m, ".a.b.M", kinds[i % 4]) for i, m in enumerate(methods)])
+    return request({name: file(name, "a.b", [message("M")], [echo])}, parameter)
 
 
 class NotWhole(Exception):
