@@ -46,7 +46,7 @@ fi
 work=$(mktemp -d "${TMPDIR:-/tmp}/check_runtime.XXXXXX" 2>/dev/null) ||
   fail 5 "no temporary folder could be made; set TMPDIR to a folder that can be written to"
 trap 'rm -rf "$work"' EXIT
-mkdir "$work/logs" "$work/fits" "$work/messages" "$work/plain" "$work/api"
+mkdir "$work/logs" "$work/messages" "$work/plain" "$work/api"
 
 # CXX may hold options, or be a path with a blank. What is for the linker alone
 # would be an error for some compilers. The messages' folder is a system one:
@@ -65,25 +65,33 @@ for flag; do
 done
 flags+=(-isystem "$work/messages" -fdiagnostics-color=never)
 
-# Compiles with the arguments. What the compiler says goes to the log $1.
-compile() {
-  local log=$work/logs/$1.log
-  shift
-  "${compiler[@]}" "${flags[@]}" "$@" >"$log" 2>&1
+# What is kept of a name or a file, without an ending.
+kept_of() {
+  local name=${1//::/.}
+  printf '%s\n' "$work/logs/${name//\//.}"
 }
 
-# The first error of a log, without its place unless that is in the runtime, and
+# Compiles $1 with the arguments. What the compiler says goes to its log, and
+# where that fits, a file says so.
+compile() {
+  local kept
+  kept=$(kept_of "$1")
+  shift
+  "${compiler[@]}" "${flags[@]}" "$@" >"$kept.log" 2>&1 && touch "$kept.fits"
+}
+
+# The first error of $1, without its place unless that is in the runtime, and
 # without the arguments of templates. Where nothing matches a call, the note that
 # says why follows.
 first_error() {
-  local line reason
-  line=$(grep -m1 -E '(^|[: ])error: ' "$work/logs/$1.log" || tail -n 1 "$work/logs/$1.log")
+  local line reason log
+  log=$(kept_of "$1").log
+  line=$(grep -m1 -E '(^|[: ])error: ' "$log" || tail -n 1 "$log")
   line=${line#"$include_dir"/}
   case $line in "$data"/* | "$work"/*) line=${line#*: } ;; esac
   if [[ $line == *"no matching "* ]]; then
     reason=$(sed -nE -e '/substitution failed/d' -e 's/.*note:   //' -e t1 \
-      -e 's/.*candidate .*(not viable|ignored): //' -e t1 -e d -e :1 -e p -e q \
-      "$work/logs/$1.log")
+      -e 's/.*candidate .*(not viable|ignored): //' -e t1 -e d -e :1 -e p -e q "$log")
     line+=${reason:+: $reason}
   fi
   printf '%s\n' "$line" | sed -E \
@@ -153,24 +161,27 @@ generate --plugin=protoc-gen-qarn-rpc="$plugin" \
 # The names.
 
 # Every probe starts with the same includes, so they are compiled once.
-cp "$data/probes/probe.h" "$work"
+cp "$data/probe.h" "$work"
 if ! compile includes -x c++-header "$work/probe.h" -o "$work/probe.h.gch"; then
   compile without_runtime -fsyntax-only -DQARN_RPC_CHECK_RUNTIME_WITHOUT_RUNTIME \
     -x c++ "$work/probe.h" ||
     fail 5 "what generated code includes besides qarn/rpc.h does not compile: $(first_error without_runtime)"
 fi
 
-file_of() {
-  local name=${1//::/.}
-  printf '%s\n' "${name//\//.}"
-}
-
+# Cuts the probe of $1 out of all. For the compiler it stays where it was, so that
+# its messages name a place that lasts.
 probe() {
   local file
-  file=$(file_of "$1")
-  if compile "$file" -include "$work/probe.h" -fsyntax-only "$data/probes/$file.cc"; then
-    touch "$work/fits/$file"
-  fi
+  file=$(kept_of "$1").cc
+  awk -v name="$1" '
+    $1 " " $2 == "// probe:" && (wanted = $3 == name) {
+      place = FILENAME
+      gsub(/[\\"]/, "\\\\&", place)
+      printf "namespace probe {\n#line %d \"%s\"\n", NR, place
+    }
+    wanted
+    END { print "}" }' "$data/probes.cc" >"$file"
+  compile "$1" -include "$work/probe.h" -iquote "$data" -fsyntax-only "$file"
 }
 
 jobs=$(getconf _NPROCESSORS_ONLN 2>/dev/null || echo 2)
@@ -180,37 +191,33 @@ in_background() {
   if ((started % jobs == 0)); then wait; fi
 }
 
-# The header comes first, and if it does not fit, nothing can.
-names=$(sed '/^#/d' "$data/names.txt")
-probe qarn/rpc.h
-if [[ -e $work/fits/$(file_of qarn/rpc.h) ]]; then
-  while read -r name _; do
-    in_background probe "$name"
-  done < <(tail -n +2 <<<"$names")
-  wait
-fi
-
-# The names that stand behind the misfit of one: itself, unless names that it
-# needs do not fit.
-misfits=()
-while read -r name needs; do
-  file=$(file_of "$name")
-  result=fits
-  if [[ ! -e $work/fits/$file ]]; then
-    causes=$(for needed in $needs; do
-      cat "$work/logs/$(file_of "$needed").causes" 2>/dev/null || true
-    done | awk '!seen[$0]++')
-    if [[ $causes ]]; then
-      result="cannot fit, because of ${causes//$'\n'/, }"
-    else
-      result=$(first_error "$file")
-      causes=$name
-      misfits+=("$name")
+# Says of each name of $1 whether it fits, and ends the run if one does not. $1 has a
+# line for each, in which those that it needs follow. The names that stand behind its
+# misfit: itself, unless names that it needs do not fit.
+report() {
+  local name needs result causes list misfits=()
+  while read -r name needs; do
+    result=fits
+    if [[ ! -e $(kept_of "$name").fits ]]; then
+      causes=$(for needed in $needs; do
+        cat "$(kept_of "$needed").causes" 2>/dev/null || true
+      done | awk '!seen[$0]++')
+      if [[ $causes ]]; then
+        result="cannot fit, because of ${causes//$'\n'/, }"
+      else
+        result=$(first_error "$name")
+        causes=$name
+        misfits+=("$name")
+      fi
+      printf '%s\n' "$causes" >"$(kept_of "$name").causes"
     fi
-    printf '%s\n' "$causes" >"$work/logs/$file.causes"
+    printf '%-30s %s\n' "$name" "$result"
+  done <<<"$1"
+  if [[ ${misfits[*]+set} ]]; then
+    list=$(printf '%s, ' "${misfits[@]}")
+    end_with_misfit "${list%, }"
   fi
-  printf '%-30s %s\n' "$name" "$result"
-done <<<"$names"
+}
 
 # Ends the run after a misfit in $1. The compiler's words are worth keeping then.
 end_with_misfit() {
@@ -222,52 +229,38 @@ end_with_misfit() {
   fail 1 "the runtime does not fit: $1; all that the compiler said is in $kept"
 }
 
-end_if_misfits() {
-  local list
-  list=$(printf '%s, ' "${misfits[@]+"${misfits[@]}"}")
-  [[ ! ${misfits[*]+set} ]] || end_with_misfit "${list%, }"
-}
-end_if_misfits
+# The header comes first, and if it does not fit, nothing can.
+names=$(sed -n 's,^// probe: \([^ ]*\) *\(needs\)*,\1,p' "$data/probes.cc")
+if probe qarn/rpc.h; then
+  while read -r name _; do
+    in_background probe "$name"
+  done < <(tail -n +2 <<<"$names")
+  wait
+fi
+report "$names"
 
 # ------------------------------------------------------------------------------
 # Whole files: generated with and without a services namespace, and used.
 
-object() {
-  local file
-  file=$(file_of "$1")
-  shift
-  if compile "$file" -c "$@" -o "$work/$file.o"; then
-    touch "$work/fits/$file"
-  fi
-}
-
 files=()
+# Compiles the file $2, generated or for use with such, in the way $1, in which the
+# services of PACKAGE are in the namespace $3.
 whole() {
-  files+=("$1")
-  in_background object "$@"
+  local source=$work/$1/$2
+  [[ -f $source ]] || source=$data/files/$2
+  in_background compile "$1/$2" -c -I "$work/$1" "-DWAY=$1" "-DIN(PACKAGE)=$3" "$source" \
+    -o "$work/$1.$2.o"
+  files+=("$1/$2")
 }
-in_ways() {
-  whole "plain/$1" -I "$work/plain" -DWAY=plain "-DIN(PACKAGE)=PACKAGE" "${2:-$work/plain}/$1"
-  whole "api/$1" -I "$work/api" -DWAY=api "-DIN(PACKAGE)=PACKAGE::api" "${2:-$work/api}/$1"
-}
-for proto in "${protos[@]}"; do
-  in_ways "${proto%.proto}.rpc.cpp"
+for file in "${protos[@]/%.proto/.rpc.cpp}" use.cc; do
+  whole plain "$file" PACKAGE
+  whole api "$file" PACKAGE::api
 done
-in_ways use.cc "$data/files"
 # The only messages that the program needs.
-in_background object messages -w "$work/messages/messages.pb.cc"
-in_background object main "$data/files/main.cc"
+in_background compile messages -c -w "$work/messages/messages.pb.cc" -o "$work/messages.o"
+in_background compile main -c "$data/files/main.cc" -o "$work/main.o"
 wait
-
-for name in "${files[@]}"; do
-  result=fits
-  if [[ ! -e $work/fits/$(file_of "$name") ]]; then
-    result=$(first_error "$(file_of "$name")")
-    misfits+=("$name")
-  fi
-  printf '%-30s %s\n' "$name" "$result"
-done
-end_if_misfits
+report "$(printf '%s\n' "${files[@]}")"
 
 # A program of all of them. Without a library of the runtime's, only what its
 # headers define twice is a misfit.

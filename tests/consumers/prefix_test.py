@@ -39,15 +39,16 @@ INSTALLED = {
     "share/man/man1/protoc-gen-qarn-rpc.1",
     "share/pkgconfig/qarn-rpc-gen.pc",
     "share/qarn-rpc-gen/check_runtime.sh",
-    "share/qarn-rpc-gen/check_runtime/names.txt",
-    "share/qarn-rpc-gen/check_runtime/probes/StubBase.cc",
+    "share/qarn-rpc-gen/check_runtime/desk.h",
+    "share/qarn-rpc-gen/check_runtime/probe.h",
+    "share/qarn-rpc-gen/check_runtime/probes.cc",
 }
 # Named after the configuration, or growing with the project's documents and with
-# the names that generated code uses.
+# what a runtime is checked with.
 ALSO_INSTALLED = re.compile(
     r"share/cmake/qarn-rpc-gen/qarn-rpc-gen-targets-\w+\.cmake$"
     r"|share/doc/qarn-rpc-gen/[\w/-]+\.(md|svg|proto|cc|h)$"
-    r"|share/qarn-rpc-gen/check_runtime/(files|probes)/[\w.]+\.(h|cc|proto)$"
+    r"|share/qarn-rpc-gen/check_runtime/files/[\w.]+\.(cc|proto)$"
 )
 
 

@@ -73,8 +73,8 @@ def checked(context, folder, *flags, status=0, env=None):
 
 def names(context):
     """The names that the check has probes for."""
-    text = (context.prefix / "share/qarn-rpc-gen/check_runtime/names.txt").read_text()
-    return [line.split()[0] for line in text.splitlines() if not line.startswith("#")]
+    text = (context.prefix / "share/qarn-rpc-gen/check_runtime/probes.cc").read_text()
+    return re.findall(r"^// probe: (\S+)", text, re.MULTILINE)
 
 
 def expect_fits(context, folder, *flags, env):
@@ -147,8 +147,8 @@ def expect_named(context, what, env=None):
     )
     assert kept, last
     assert kept[1] == ", ".join(misfits)
-    log = next(iter(misfits)).replace("::", ".") + ".log"
-    assert "error" in pathlib.Path(kept[2], log).read_text()
+    log = pathlib.Path(kept[2], next(iter(misfits)).replace("::", ".") + ".log").read_text()
+    assert "error" in log and "check_runtime/probes.cc:" in log
 
 
 def test_check_runtime_header(context):

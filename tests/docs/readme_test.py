@@ -1,4 +1,5 @@
-"""The README's commands work as they are printed, and it names the version."""
+"""The README's commands work as they are printed, and it names the version, as do
+those of Bazel's modules."""
 
 import os
 import pathlib
@@ -9,16 +10,9 @@ import pytest
 from support.commands import run
 
 
-@pytest.fixture(name="readme")
-def fixture_readme(source):
-    return (source / "README.md").read_text()
-
-
-def block(text, language, part):
-    """The one block of that language that holds `part`."""
-    blocks = re.findall(rf"^```{language}\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
-    (found,) = [body for body in blocks if part in body]
-    return found
+def commands_of(page):
+    """The texts of the blocks of commands."""
+    return re.findall(r"^```sh\n(.*?)^```$", page.read_text(), re.MULTILINE | re.DOTALL)
 
 
 @pytest.fixture(name="folder")
@@ -52,20 +46,30 @@ def fixture_env(folder, built):
     }
 
 
-def test_commands_by_hand_build_a_program(readme, folder, env):
-    run(["sh", "-e", "-c", block(readme, "sh", "--qarn-rpc_out")], folder, env)
+def test_commands_by_hand_build_a_program(source, folder, env):
+    (by_hand,) = [text for text in commands_of(source / "README.md") if "--qarn-rpc_out" in text]
+    run(["sh", "-e", "-c", by_hand], folder, env)
     assert run([folder / "greeter"], folder, env) == "hello, world\n"
 
 
-def test_status_names_the_version(source, readme):
+@pytest.mark.parametrize(
+    "path, text",
+    [
+        ("README.md", "\nStatus: version {}. "),
+        ("MODULE.bazel", '"{}"'),
+        ("tests/consumers/bazel/workspace/MODULE.bazel", '"{}"'),
+    ],
+)
+def test_version_is_the_one_that_cmake_has(source, path, text):
     version = re.search(r"^  VERSION (\S+)$", (source / "CMakeLists.txt").read_text(), re.M)[1]
-    assert f"\nStatus: version {version}. " in readme
+    assert text.format(version) in (source / path).read_text()
 
 
 @pytest.mark.parametrize("page", ["README.md", "CONTRIBUTING.md"])
 def test_scripts_are_there(source, page):
     """Those that the page tells its reader to run."""
-    blocks = re.findall(r"^```sh\n(.*?)^```$", (source / page).read_text(), re.M | re.S)
-    names = re.findall(r"^((?:scripts|\.ci)/\S+)", "".join(blocks), re.MULTILINE)
+    names = re.findall(
+        r"^((?:scripts|\.ci)/\S+)", "".join(commands_of(source / page)), re.MULTILINE
+    )
     assert names
     assert [name for name in names if not os.access(source / name, os.X_OK)] == []

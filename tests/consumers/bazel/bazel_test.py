@@ -24,51 +24,11 @@ Check Zermatt 5
 Check done
 """
 
-# What the page shows of files.
-SHOWN = [
-    "../nginx.conf",
-    "../siso/build.sh",
-    "../siso/build/config/siso/main.star",
-    "../siso/rules.ninja",
-    ".bazelrc",
-    "MODULE.bazel",
-    "WORKSPACE.bazel",
-    "lint.bazelrc",
-    "own.bazelrc",
-    "prebuilt/BUILD.bazel",
-    "prebuilt/protoc/BUILD.bazel",
-    "weather/BUILD.bazel",
-]
-
 
 def expect_cached(workspace):
     assert [a.name for a in workspace.bazel.build("//...")] == []
     hits = [a for a in workspace.bazel.cache_hits if a.mnemonic == GENERATE]
     assert len(hits) == 2
-
-
-def test_docs(workspace):
-    """The docs show the files of this workspace and all arguments."""
-    text = workspace.project_file("docs/using/bazel.md")
-    blocks = re.findall(r"<!-- (from|part of) (\S+) -->\n```\w*\n(.*?)```\n", text, re.DOTALL)
-    assert text.count("```") == 2 * len(blocks)
-    shown = {}
-    for how, name, block in blocks:
-        file = workspace.project_file(os.path.normpath(f"{WORKSPACE}/{name}"))
-        if how == "from":
-            assert block == file, f"{name} in the docs"
-        else:
-            assert block and block in file, name
-        shown.setdefault(name, []).append(block)
-    assert sorted(shown) == SHOWN
-    version = re.search(r"^  VERSION (\S+)$", workspace.project_file("CMakeLists.txt"), re.M)[1]
-    for name in ["MODULE.bazel", f"{WORKSPACE}/MODULE.bazel"]:
-        assert f'"{version}"' in workspace.project_file(name), name
-    rule = workspace.project_file("bazel/qarn_rpc.bzl")
-    signature = re.search(r"^def cc_qarn_rpc_library\((.*?)\*\*kwargs", rule, re.M | re.S)[1]
-    table = text.split("| Argument |")[1].split("\n\n")[0]
-    arguments = re.findall(r"^ +(\w+)", signature, re.MULTILINE)
-    assert re.findall(r"^\| `(\w+)` \|", table, re.MULTILINE) == arguments
 
 
 def test_build_and_run(workspace):

@@ -1,14 +1,6 @@
 // A service in the shape of a generated one, without the client's calls, so
-// that a probe that needs a service does not need those.
-#ifndef QARN_RPC_CHECK_RUNTIME_DESK_H_
-#define QARN_RPC_CHECK_RUNTIME_DESK_H_
-
-#include <string>
-
-#include "probe.h"
-
-namespace probe {
-
+// that a probe that needs a service does not need those. The probes include it
+// in their namespace.
 enum DeskMethod {
   Desk_Ask,
   Desk_Upload,
@@ -101,7 +93,3 @@ class Desk {
     ::qarn::rpc::RpcService* _service;
   };
 };
-
-}  // namespace probe
-
-#endif  // QARN_RPC_CHECK_RUNTIME_DESK_H_

@@ -1,8 +1,5 @@
 // What a generated header includes, in its order. A runtime may count on what
 // comes before its header.
-#ifndef QARN_RPC_CHECK_RUNTIME_PROBE_H_
-#define QARN_RPC_CHECK_RUNTIME_PROBE_H_
-
 // clang-format off
 #include "messages.pb.h"
 
@@ -13,6 +10,15 @@
 
 #ifndef QARN_RPC_CHECK_RUNTIME_WITHOUT_RUNTIME
 #include "qarn/rpc.h"
+
+// What every generated header does with the runtime's header.
+namespace qarn {
+namespace rpc {}
+}  // namespace qarn
+
+namespace qarn_rpc = ::qarn::rpc;
 #endif
 
-#endif  // QARN_RPC_CHECK_RUNTIME_PROBE_H_
+// For the probes.
+#include <string>
+#include <vector>

@@ -1,8 +1,0 @@
-#include "probe.h"
-
-namespace probe {
-struct Traits {
-  static const ::qarn::rpc::RpcMethodType rpc_type =
-      ::qarn::rpc::RMT_CLIENT_STREAMING;
-};
-}  // namespace probe
