@@ -42,13 +42,6 @@ IMPORT_FOLDERS = {
 
 RUNS = {"plain": "", "services": "services_namespace=services:"}
 
-# A field of proto3 that can be made optional: one value, of a type that is no
-# message and no enum of the file.
-FIELD = re.compile(
-    r"^(\s*)((?:string|bytes|bool|double|float|s?fixed(?:32|64)"
-    r"|[su]?int(?:32|64))\s+\w+\s*=\s*\d+)"
-)
-
 # Words that became keywords with C++20. protobuf's C++ generator does not
 # rename a field of that name, so its message class is refused.
 NEW_KEYWORDS = "char8_t|co_await|co_return|co_yield|concept|consteval|constinit|requires"
@@ -94,41 +87,13 @@ def files_with_services():
     return sorted(names)
 
 
-def with_optional_fields(text):
-    """The text of a .proto file with `optional` in front of each second field
-    that can have it, and their number; none before proto3, where fields have a
-    label already."""
-    if not re.search(r'^syntax = "proto3";', text, re.MULTILINE):
-        return text, 0
-    lines = []
-    blocks = []
-    found = 0
-    for line in text.splitlines(keepends=True):
-        code = line.split("//")[0]
-        if blocks and blocks[-1] == "message" and FIELD.match(code):
-            found += 1
-            if found % 2:
-                line = FIELD.sub(r"\1optional \2", line, count=1)
-        for opening in re.findall(r"(\w*)[^{}]*?(\{)|(\})", code):
-            if opening[2]:
-                blocks.pop()
-            else:
-                blocks.append(opening[0])
-        lines.append(line)
-    assert not blocks, "a .proto file whose blocks could not be told apart"
-    return "".join(lines), (found + 1) // 2
-
-
 class Packaged:
     """The copied .proto files, and what is made of them."""
 
     def __init__(self, folder):
         self.proto = folder / "proto"
-        self.without_optional = folder / "proto_without_optional"
-        self.optional_fields = 0
         self.messages = folder / "messages"
         self.rpc = {name: folder / "rpc" / name for name in RUNS}
-        self.rpc_plain = {name: folder / "rpc_plain" / name for name in RUNS}
 
     def text(self, name):
         return (self.proto / name).read_text()
@@ -157,8 +122,7 @@ class Packaged:
 
         protobuf's C++ generator refuses weak imports, so they become ordinary
         ones. One file is imported under two names; two copies of its
-        descriptors in one program would clash, so they become one name. And
-        some fields become optional.
+        descriptors in one program would clash, so they become one name.
         """
         waiting = list(names)
         done = set()
@@ -170,11 +134,8 @@ class Packaged:
             text = installed_path(name).read_text()
             text = re.sub(r"^import weak ", "import ", text, flags=re.MULTILINE)
             text = text.replace('"github.com/gogo/protobuf/gogoproto/', '"gogoproto/')
-            changed, count = with_optional_fields(text)
-            self.optional_fields += count
-            for folder, content in ((self.without_optional, text), (self.proto, changed)):
-                (folder / name).parent.mkdir(parents=True, exist_ok=True)
-                (folder / name).write_text(content)
+            (self.proto / name).parent.mkdir(parents=True, exist_ok=True)
+            (self.proto / name).write_text(text)
             waiting += self.imports(name)
 
     def has_method_named_like_its_service(self, name):
@@ -206,32 +167,19 @@ def fixture_folder(built):
 
 
 def test_generate(built, source, folder):
-    """The plugin takes all files, plain and with a services namespace, with optional
-    fields added to those of proto3; it writes the same without them."""
-    for part in ("proto", "proto_without_optional", "messages", "rpc", "rpc_plain"):
+    """The plugin takes all files, plain and with a services namespace."""
+    for part in ("proto", "messages", "rpc"):
         shutil.rmtree(folder / part, ignore_errors=True)
     packaged = Packaged(folder)
     names = files_with_services()
     packaged.copy(names)
-    assert packaged.optional_fields >= 100
-    protoc = [built.protoc, *built.protoc_options, "-I", packaged.proto]
-    plain_protoc = [built.protoc, "-I", packaged.without_optional]
-
+    protoc = [built.protoc, "-I", packaged.proto]
+    # The options schema has no part here, so no method has an option.
     for run_name, parameter in RUNS.items():
-        rpc, plain = packaged.rpc[run_name], packaged.rpc_plain[run_name]
-        # The options schema has no part here, so no method has an option. The plain
-        # plugin takes no optional fields, which change nothing.
-        for command, plugin, out in (
-            (protoc, built.plugin_any, rpc),
-            (plain_protoc, built.plugin, plain),
-        ):
-            out.mkdir(parents=True)
-            options = [f"--plugin=protoc-gen-qarn-rpc={plugin}", f"--qarn-rpc_out={parameter}{out}"]
-            run(command + options + names)
-        for name in names:
-            for suffix in (".rpc.h", ".rpc.cpp"):
-                path = name.replace(".proto", suffix)
-                assert (rpc / path).read_bytes() == (plain / path).read_bytes(), path
+        rpc = packaged.rpc[run_name]
+        rpc.mkdir(parents=True)
+        plugin = f"--plugin=protoc-gen-qarn-rpc={built.plugin}"
+        run([*protoc, plugin, f"--qarn-rpc_out={parameter}{rpc}", *names])
 
     packaged.messages.mkdir(parents=True)
     run(protoc + [f"--cpp_out={packaged.messages}"] + packaged.with_imports(names))
@@ -251,7 +199,6 @@ def test_generate(built, source, folder):
     in_parallel(compile_one, linked + [f"{SCHEMA}.proto"])
     print(
         f"files with services: {len(names)}, generated plain and with a services namespace; "
-        f"fields made optional: {packaged.optional_fields}; "
         f"message sources compiled: {len(linked) + 1}"
     )
 
