@@ -1,5 +1,6 @@
 """docs/runtime.md has every name that generated code uses of the runtime, and no
-other, and check_runtime.sh has a probe for each, after those that it needs.
+other, and says of each what it must do; check_runtime.sh has a probe for each, after
+those that it needs.
 
 The names come from the golden files and from the templates in src/.
 """
@@ -51,10 +52,13 @@ def used_names(headers, sources, templates):
     return names
 
 
+def text_of_page(source):
+    return (source / "docs/runtime.md").read_text()
+
+
 def names_of_page(source):
     """The names in the first column of the table under "Every name"."""
-    text = (source / "docs/runtime.md").read_text()
-    section = text.split("\n## Every name\n")[1].split("\n## ")[0]
+    section = text_of_page(source).split("\n## Every name\n")[1].split("\n## ")[0]
     return re.findall(r"^\| `([^`]+)` \|", section, re.MULTILINE)
 
 
@@ -70,6 +74,13 @@ def test_the_page_has_the_names_that_generated_code_uses(source):
     page = {name: name.split("::")[-1] for name in names_of_page(source)}
     assert used - page.keys() - set(page.values()) == set()
     assert [name for name, alone in page.items() if not {name, alone} & used] == []
+
+
+def test_the_page_says_what_each_name_must_do(source):
+    """In the order of the table; of the kinds of a method together."""
+    section = text_of_page(source).split("\n### What each must do\n")[1].split("\n## ")[0]
+    names = [re.sub("^RMT_.*", "RMT_...", name) for name in names_of_page(source)]
+    assert re.findall(r"\*\*`([^`]+)`\*\*", section) == list(dict.fromkeys(names))
 
 
 def test_each_name_of_the_page_has_a_probe(source):
